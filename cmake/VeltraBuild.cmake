@@ -1,0 +1,78 @@
+# What every folder of the project builds with.
+
+option(VELTRA_WERROR "Treat warnings as errors" OFF)
+set(VELTRA_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_AUTOMOC OFF)
+
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+find_package(Qt6 6.4 REQUIRED COMPONENTS Core Gui Widgets LinguistTools)
+find_package(GTest REQUIRED)
+find_package(benchmark REQUIRED)
+pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
+pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
+include(GoogleTest)
+
+add_library(veltra_warnings INTERFACE)
+target_compile_options(veltra_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
+    -Wcast-align -Wnull-dereference
+    $<$<BOOL:${VELTRA_WERROR}>:-Werror>)
+
+add_library(veltra_options INTERFACE)
+target_include_directories(veltra_options INTERFACE "${CMAKE_SOURCE_DIR}")
+target_compile_definitions(veltra_options INTERFACE
+    QT_NO_CAST_FROM_ASCII QT_NO_KEYWORDS QT_NO_URL_CAST_FROM_STRING)
+if(VELTRA_SANITIZE)
+    target_compile_options(veltra_options INTERFACE
+        -fsanitize=${VELTRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+    target_link_options(veltra_options INTERFACE -fsanitize=${VELTRA_SANITIZE})
+endif()
+if(CMAKE_BUILD_TYPE STREQUAL "Release")
+    target_compile_options(veltra_options INTERFACE
+        -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2 -fstack-protector-strong -fcf-protection)
+    target_link_options(veltra_options INTERFACE -Wl,-z,relro,-z,now)
+    include(CheckPIESupported)
+    check_pie_supported()
+endif()
+
+# A folder's library: veltra_library(NAME SOURCES ... PUBLIC ... [PRIVATE ...] [QT])
+# QT runs moc over the sources; without it the library must not know Qt at all.
+function(veltra_library name)
+    cmake_parse_arguments(arg "QT" "" "SOURCES;PUBLIC;PRIVATE" ${ARGN})
+    add_library(${name} STATIC ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ${arg_QT} AUTOUIC ${arg_QT})
+    target_link_libraries(${name} PUBLIC veltra_options ${arg_PUBLIC}
+                                  PRIVATE veltra_warnings ${arg_PRIVATE})
+endfunction()
+
+# A program: veltra_program(NAME SOURCES ... LIBRARIES ... [QT])
+function(veltra_program name)
+    cmake_parse_arguments(arg "QT" "" "SOURCES;LIBRARIES" ${ARGN})
+    add_executable(${name} ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ${arg_QT} AUTOUIC ${arg_QT})
+    target_link_libraries(${name} PRIVATE veltra_warnings veltra_options ${arg_LIBRARIES})
+endfunction()
+
+# A GoogleTest program whose every case is a test of CTest's own:
+# veltra_test(NAME SOURCES ... LIBRARIES ... [QT])
+# Programs that need a Qt application bring their own main (see tests/QtTestMain.cpp).
+function(veltra_test name)
+    cmake_parse_arguments(arg "QT" "" "SOURCES;LIBRARIES" ${ARGN})
+    if(arg_QT)
+        veltra_program(${name} QT
+            SOURCES ${arg_SOURCES} "${CMAKE_SOURCE_DIR}/tests/QtTestMain.cpp"
+            LIBRARIES ${arg_LIBRARIES} Qt6::Widgets GTest::gtest)
+    else()
+        veltra_program(${name} SOURCES ${arg_SOURCES}
+                       LIBRARIES ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
+    endif()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
+        PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+endfunction()
