@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QTimer>
+#include <QWidget>
+
+namespace veltra {
+
+/// A small turning sign that something is going on. Main thread only.
+///
+/// It keeps its place in the layout, shows itself only when the activity lasts, and runs no timer
+/// while there is none.
+class ActivityIndicator : public QWidget {
+    Q_OBJECT
+
+  public:
+    explicit ActivityIndicator(QWidget* parent = nullptr);
+
+    void startAnimation();
+    void stopAnimation();
+    [[nodiscard]] bool isAnimating() const { return step_.isActive(); }
+
+    [[nodiscard]] QSize sizeHint() const override;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    void advance();
+
+    QTimer step_;
+    int shownStep_ = 0;
+};
+
+} // namespace veltra

@@ -1,0 +1,107 @@
+#include "logview/LogPass.h"
+
+#include "logview/FileReader.h"
+#include "logview/LogLineScanner.h"
+#include "platform/SystemLog.h"
+
+#include <exception>
+#include <filesystem>
+#include <system_error>
+
+namespace veltra {
+
+namespace {
+
+bool endsWithShownMark(std::string_view text) noexcept
+{
+    return text.ends_with("Info") || text.ends_with("Warning");
+}
+
+// Whether "Warning:" or "Info:" stands anywhere in the line.
+bool carriesShownMark(std::string_view line) noexcept
+{
+    for (auto colon = line.find(':'); colon != std::string_view::npos;
+         colon = line.find(':', colon + 1)) {
+        if (endsWithShownMark(line.substr(0, colon)))
+            return true;
+    }
+    return false;
+}
+
+// Most lines carry it as their message type, where it need not be searched for.
+bool carriesShownMark(std::string_view line, const ScannedLine& scanned) noexcept
+{
+    const bool hasMessageType = !scanned.ranPastEnd;
+    return (hasMessageType && endsWithShownMark(scanned.texts[LogField::messageType])) ||
+           carriesShownMark(line);
+}
+
+/// Makes rows of the lines of one pass and counts those that cannot be parsed.
+class LineParser {
+  public:
+    LineParser(LogRows& rows, ShownLines shown) : rows_{rows, shown} {}
+
+    /// Takes the next line of the file. One that cannot be handled does not keep the others from
+    /// being shown.
+    void parse(std::string_view line)
+    {
+        const ScannedLine scanned = scanLogLine(line);
+        if (!carriesShownMark(line, scanned))
+            return;
+        if (scanned.ranPastEnd)
+            ++ranPastEnd_;
+        try {
+            rows_.add(scanned);
+        } catch (const std::exception& error) {
+            SystemLog::log({"the error is ", error.what()});
+        }
+    }
+
+    void finish()
+    {
+        for (; ranPastEnd_ > 0; --ranPastEnd_)
+            SystemLog::log("the error is Range or index out of bounds");
+        rows_.publish();
+    }
+
+  private:
+    PassRows rows_;
+    std::size_t ranPastEnd_ = 0;
+};
+
+bool fileExists(const std::string& path)
+{
+    std::error_code error;
+    return std::filesystem::exists(path, error);
+}
+
+} // namespace
+
+std::uint64_t runLogPass(LogRows& rows, const std::string& path, std::uint64_t offset,
+                         ShownLines shown, const std::stop_token& stop)
+{
+    if (!fileExists(path)) {
+        SystemLog::log("No vxsvc log file present");
+        return offset;
+    }
+    const auto reader = FileReader::initWithFilePath(path, offset);
+    if (!reader) {
+        SystemLog::log("No logs available to parse");
+        return offset;
+    }
+
+    LineParser parser{rows, shown};
+    bool isFirst = true;
+    while (const auto line = reader->readLine()) {
+        SystemLog::log({"read line: ", *line});
+        if (!isFirst)
+            parser.parse(*line);
+        isFirst = false;
+        if (stop.stop_requested())
+            return reader->getCurrentOffset();
+    }
+    parser.finish();
+    return reader->getCurrentOffset();
+}
+
+} // namespace veltra

@@ -1,0 +1,167 @@
+#include "logview/LogRows.h"
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <limits>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+constexpr std::size_t rowsPerChunk = 4096;
+constexpr std::size_t firstTextBlockSize = std::size_t{64} << 10;
+constexpr std::size_t textBlockSize = std::size_t{2} << 20;
+
+} // namespace
+
+struct LogRows::Chunk {
+    std::array<Row, rowsPerChunk> rows;
+};
+
+bool LogRows::Row::hasLengthsInFront() const noexcept
+{
+    return shortLengths_.front() == lengthsInFront;
+}
+
+LogRows::Row::Lengths LogRows::Row::lengths() const noexcept
+{
+    Lengths lengths{};
+    if (hasLengthsInFront()) {
+        std::memcpy(lengths.data(), texts_, sizeof lengths);
+    } else {
+        std::ranges::copy(shortLengths_, lengths.begin());
+        lengths.back() = messageLength_;
+    }
+    return lengths;
+}
+
+LogLineTexts LogRows::Row::texts() const noexcept
+{
+    LogLineTexts texts;
+    const char* start = hasLengthsInFront() ? texts_ + sizeof(Lengths) : texts_;
+    for (std::size_t field = 0; const std::size_t length : lengths()) {
+        texts[static_cast<LogField>(field++)] = {start, length};
+        start += length;
+    }
+    return texts;
+}
+
+std::string_view LogRows::Row::text(LogField field) const noexcept
+{
+    return texts()[field];
+}
+
+LogRows::LogRows() = default;
+LogRows::~LogRows() = default;
+
+void LogRows::append(const LogLineTexts& texts)
+{
+    const Row row = store(texts);
+    if (stored_ / rowsPerChunk == chunks_.size())
+        addChunk();
+    stored(stored_) = row;
+    ++stored_;
+}
+
+const LogRows::Row& LogRows::unpublished(std::size_t index) const
+{
+    return stored(published_ + index);
+}
+
+void LogRows::replaceUnpublished(std::size_t index, const LogLineTexts& texts)
+{
+    stored(published_ + index) = store(texts);
+}
+
+void LogRows::dropUnpublished(const std::function<bool(const Row&)>& isDropped)
+{
+    std::size_t kept = published_;
+    for (std::size_t index = published_; index < stored_; ++index)
+        if (!isDropped(stored(index)))
+            stored(kept++) = stored(index);
+    stored_ = kept;
+}
+
+void LogRows::publish()
+{
+    if (stored_ == published_)
+        return;
+    const std::lock_guard lock{listsMutex_};
+    passEnds_.push_back(stored_);
+    published_ = stored_;
+}
+
+std::size_t LogRows::count() const noexcept
+{
+    return published_;
+}
+
+// Within a pass the rows stand in the order of the file, so the oldest one is the last.
+LogRows::Row LogRows::row(std::size_t age) const
+{
+    const std::lock_guard lock{listsMutex_};
+    const auto end = std::ranges::upper_bound(passEnds_, age);
+    const std::size_t start = end == passEnds_.begin() ? 0 : *std::prev(end);
+    return stored(start + (*end - 1 - age));
+}
+
+LogRows::Row LogRows::store(const LogLineTexts& texts)
+{
+    Row::Lengths lengths{};
+    std::size_t size = 0;
+    bool fits = true;
+    for (std::size_t field = 0; const std::string_view text : texts) {
+        lengths[field] = text.size();
+        size += text.size();
+        fits &= text.size() < (++field < logFieldCount ? Row::lengthsInFront
+                                                       : std::numeric_limits<std::uint32_t>::max());
+    }
+
+    Row row;
+    char* end = reserveText(size + (fits ? 0 : sizeof lengths));
+    row.texts_ = end;
+    if (fits) {
+        for (std::size_t field = 0; field < row.shortLengths_.size(); ++field)
+            row.shortLengths_[field] = static_cast<std::uint8_t>(lengths[field]);
+        row.messageLength_ = static_cast<std::uint32_t>(lengths.back());
+    } else {
+        row.shortLengths_.front() = Row::lengthsInFront;
+        std::memcpy(std::exchange(end, end + sizeof lengths), lengths.data(), sizeof lengths);
+    }
+    for (const std::string_view text : texts)
+        end = std::ranges::copy(text, end).out;
+    return row;
+}
+
+char* LogRows::reserveText(std::size_t bytes)
+{
+    if (bytes > textRoom_)
+        addTextBlock(bytes);
+    textRoom_ -= bytes;
+    return std::exchange(textEnd_, textEnd_ + bytes);
+}
+
+void LogRows::addTextBlock(std::size_t bytes)
+{
+    const std::size_t usual = textBlocks_.empty() ? firstTextBlockSize : textBlockSize;
+    const std::size_t size = std::max(bytes, usual);
+    textBlocks_.emplace_back(size);
+    textEnd_ = textBlocks_.back().data();
+    textRoom_ = size;
+}
+
+void LogRows::addChunk()
+{
+    auto chunk = std::make_unique_for_overwrite<Chunk>();
+    const std::lock_guard lock{listsMutex_};
+    chunks_.push_back(std::move(chunk));
+}
+
+LogRows::Row& LogRows::stored(std::size_t index) const
+{
+    return chunks_[index / rowsPerChunk]->rows[index % rowsPerChunk];
+}
+
+} // namespace veltra

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QTableView>
+
+namespace veltra {
+
+/// The log table: fixed row heights, whole rows selected, the copy shortcut.
+///
+/// While the top row is in view new rows push the others down; while it is not, the rows in view
+/// stay where they are. Once there are rows there is a current one. Main thread only.
+class LogTableView : public QTableView {
+    Q_OBJECT
+
+  public:
+    explicit LogTableView(QWidget* parent = nullptr);
+
+    void setModel(QAbstractItemModel* model) override;
+
+    /// Puts the selected rows on the clipboard, top to bottom, one line each, their columns parted
+    /// by tabulators. Does nothing when no row is selected or the model is not a LogTableModel.
+    void copySelectedRows();
+
+    /// Gives the columns their first widths, by the texts that are usual in them; the message
+    /// takes the rest.
+    void layOutColumns();
+
+  protected:
+    void rowsInserted(const QModelIndex& parent, int first, int last) override;
+
+  private:
+    void makeCopyAction();
+    void makeTopRowCurrent();
+};
+
+} // namespace veltra

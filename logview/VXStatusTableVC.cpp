@@ -1,0 +1,201 @@
+#include "logview/VXStatusTableVC.h"
+
+#include "platform/MainQueue.h"
+#include "platform/SystemLog.h"
+
+#include <QCoreApplication>
+#include <QFile>
+#include <QTableView>
+
+#include <exception>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+// Whether both are one object in memory, not only the same text.
+bool isSameObject(const QString& one, const QString& other) noexcept
+{
+    return one.constData() == other.constData();
+}
+
+} // namespace
+
+VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
+    : surroundings_{std::move(surroundings)}, switches_{Bundle::bundleWithIdentifier(
+                                                  QStringLiteral("com.veltra.vxStatusMonitorApp"),
+                                                  surroundings_.mainBundle)},
+      list_{rows_}, self_{std::make_shared<VXStatusTableVC*>(this)}
+{
+    takeInitialFilePath();
+    newLogRegistration_ = surroundings_.notifications.addObserver(
+        QStringLiteral("VXStatusNotification"), nullptr,
+        [this](const Notification& notification) { handleNotification(notification); });
+    fetchTitles();
+    startActivity();
+    startFirstPass();
+}
+
+VXStatusTableVC::~VXStatusTableVC()
+{
+    stop_.request_stop();
+    newLogRegistration_ = {};
+    firstPass_.join();
+}
+
+void VXStatusTableVC::takeInitialFilePath()
+{
+    followed_.filepath = surroundings_.initalFilePath();
+    followed_.lastfilepath = surroundings_.initalFilePath();
+}
+
+void VXStatusTableVC::fetchTitles()
+{
+    const auto text = [this](const QString& key) {
+        return surroundings_.resources.getLocalisedString(key);
+    };
+    DATE_ = text(QStringLiteral("DATE"));
+    TIME_ = text(QStringLiteral("TIME"));
+    messageType_ = text(QStringLiteral("Message_Type"));
+    message_ = text(QStringLiteral("Message"));
+    component_ = text(QStringLiteral("COMPONENT"));
+    list_.setTitles({DATE_, TIME_, component_, messageType_, message_});
+}
+
+void VXStatusTableVC::startFirstPass()
+{
+    firstPass_ = std::thread{[this] {
+        try {
+            updatelogs();
+        } catch (const std::exception& error) {
+            SystemLog::log({"the error is ", error.what()});
+        }
+    }};
+}
+
+void VXStatusTableVC::setTableview(QTableView* table)
+{
+    tableview_ = table;
+    table->setModel(&list_);
+}
+
+void VXStatusTableVC::setActivityIndicator(ActivityIndicator* indicator)
+{
+    activityIndicator_ = indicator;
+    if (isActive_)
+        indicator->startAnimation();
+}
+
+void VXStatusTableVC::awakeFromNib()
+{
+    if (tableview_)
+        tableview_->setColumnHidden(LogTableModel::componentColumn,
+                                    isSwitchOn(QStringLiteral("HIDECOMPONENTCOLUMN")));
+}
+
+void VXStatusTableVC::updatelogs()
+{
+    {
+        const std::lock_guard lock{followedMutex_};
+        const auto shown = isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all
+                                                                     : ShownLines::errorsAndInfos;
+        const std::string path = QFile::encodeName(followed_.filepath).toStdString();
+        followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
+    }
+    onMainThread(&VXStatusTableVC::finishPass);
+}
+
+void VXStatusTableVC::handleNotification(const Notification& notification)
+{
+    adopt(notification.object.toMap().value(QStringLiteral("newLogFilePath")).toString());
+    if (filepath().isEmpty())
+        return;
+    onMainThread(&VXStatusTableVC::startActivity);
+    updatelogs();
+}
+
+void VXStatusTableVC::adopt(const QString& newPath)
+{
+    const std::lock_guard lock{followedMutex_};
+    if (!isSameObject(followed_.lastfilepath, followed_.filepath))
+        followed_ = {.filepath = newPath, .lastfilepath = newPath};
+}
+
+int VXStatusTableVC::numberOfRowsInTableView(const QTableView* /*table*/) const
+{
+    return list_.rowCount();
+}
+
+QVariant VXStatusTableVC::tableView(const QTableView* /*table*/,
+                                    const QString& objectValueForTableColumn, int row) const
+{
+    if (row < 0 || row >= list_.rowCount())
+        return {};
+    return list_.record(row).valueForKey(objectValueForTableColumn);
+}
+
+void VXStatusTableVC::close(QObject* /*sender*/)
+{
+    QCoreApplication::quit();
+}
+
+QString VXStatusTableVC::filepath() const
+{
+    const std::lock_guard lock{followedMutex_};
+    return followed_.filepath;
+}
+
+void VXStatusTableVC::setFilepath(const QString& path)
+{
+    const std::lock_guard lock{followedMutex_};
+    followed_.filepath = path;
+}
+
+QString VXStatusTableVC::lastfilepath() const
+{
+    const std::lock_guard lock{followedMutex_};
+    return followed_.lastfilepath;
+}
+
+void VXStatusTableVC::setLastfilepath(const QString& path)
+{
+    const std::lock_guard lock{followedMutex_};
+    followed_.lastfilepath = path;
+}
+
+std::uint64_t VXStatusTableVC::offset() const
+{
+    const std::lock_guard lock{followedMutex_};
+    return followed_.offset;
+}
+
+bool VXStatusTableVC::isSwitchOn(const QString& key) const
+{
+    return switches_ && switches_->objectForInfoDictionaryKey(key) == QStringLiteral("YES");
+}
+
+void VXStatusTableVC::onMainThread(void (VXStatusTableVC::*action)())
+{
+    MainQueue::post([weak = std::weak_ptr{self_}, action] {
+        if (const auto self = weak.lock())
+            ((*self)->*action)();
+    });
+}
+
+void VXStatusTableVC::startActivity()
+{
+    isActive_ = true;
+    if (activityIndicator_)
+        activityIndicator_->startAnimation();
+}
+
+void VXStatusTableVC::finishPass()
+{
+    isActive_ = false;
+    if (activityIndicator_)
+        activityIndicator_->stopAnimation();
+    list_.adoptPublishedRows();
+}
+
+} // namespace veltra

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace veltra {
+
+/// leadingWhiteSpace() without its shortcut.
+[[nodiscard]] std::size_t leadingWhiteSpaceOfAnyKind(std::string_view text) noexcept;
+
+/// How many bytes of valid UTF-8 `text` are white space or line breaks before its first other
+/// character: the characters of Unicode category Zs, tabulators, U+000A to U+000D, U+0085,
+/// U+2028 and U+2029.
+[[nodiscard]] inline std::size_t leadingWhiteSpace(std::string_view text) noexcept
+{
+    // Nearly every text that is asked about begins with a letter or a digit.
+    const bool isPlain = !text.empty() && text.front() > ' ';
+    return isPlain ? 0 : leadingWhiteSpaceOfAnyKind(text);
+}
+
+/// `text` without white space and line breaks at both ends.
+[[nodiscard]] std::string_view withoutWhiteSpaceAtEnds(std::string_view text) noexcept;
+
+} // namespace veltra

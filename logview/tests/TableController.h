@@ -1,0 +1,98 @@
+#pragma once
+
+#include "logview/VXStatusTableVC.h"
+#include "logview/tests/LogTexts.h"
+#include "logview/tests/RecordedLog.h"
+#include "logview/tests/TestBundle.h"
+#include "platform/tests/EventLoop.h"
+#include "platform/tests/TemporaryFolder.h"
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace veltra {
+
+/// A table controller over a log of a test's own, with everything that surrounds it.
+class TableControllerTest : public testing::Test {
+  protected:
+    using Lines = std::vector<std::string>;
+
+    ~TableControllerTest() override { controller_.reset(); }
+
+    /// Makes the controller and waits until its first pass is shown.
+    VXStatusTableVC& start(const std::shared_ptr<Bundle>& mainBundle = nullptr)
+    {
+        make(mainBundle);
+        controller_->setActivityIndicator(&indicator_);
+        EXPECT_TRUE(indicator_.isAnimating());
+        EXPECT_TRUE(runLoopUntil([this] { return !indicator_.isAnimating(); }));
+        return *controller_;
+    }
+
+    VXStatusTableVC& make(const std::shared_ptr<Bundle>& mainBundle = nullptr)
+    {
+        controller_ = std::make_unique<VXStatusTableVC>(
+            VXStatusTableSurroundings{.notifications = notifications_,
+                                      .resources = resources_,
+                                      .mainBundle = mainBundle,
+                                      .initalFilePath = [this] {
+                                          ++askedForPath_;
+                                          return initialPath_;
+                                      }});
+        return *controller_;
+    }
+
+    void setInitialPath(const QString& path) { initialPath_ = path; }
+    int askedForPath() const { return askedForPath_; }
+    void destroyController() { controller_.reset(); }
+
+    /// Tells the controller that a log was written to, on the calling thread.
+    void notify(const QString& path)
+    {
+        notifications_.postNotificationName(u"VXStatusNotification"_qs,
+                                            QVariantMap{{u"newLogFilePath"_qs, path}});
+    }
+    void notify() { notify(initialPath_); }
+
+    /// Lets the main thread do what was posted to it so far.
+    static void turn()
+    {
+        bool isDone = false;
+        MainQueue::post([&isDone] { isDone = true; });
+        EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
+    }
+
+    /// The table as its view sees it, the top row first.
+    Lines table() const
+    {
+        Lines lines;
+        for (int row = 0; row < controller_->list().rowCount(); ++row)
+            lines.push_back(tabSeparatedRow(controller_->list().texts(row)));
+        return lines;
+    }
+
+    const TemporaryFolder& folder() const { return folder_; }
+    QString pathOf(std::string_view name) const
+    {
+        return QString::fromStdString(folder_.file(name));
+    }
+    RecordedLog& log() { return log_; }
+    ActivityIndicator& indicator() { return indicator_; }
+    NotificationCenter& notifications() { return notifications_; }
+
+  private:
+    TemporaryFolder folder_;
+    RecordedLog log_;
+    NotificationCenter notifications_;
+    VXStatusResourceController resources_{{.logFolder = folder_.path() + "/"}, nullptr};
+    QString initialPath_ = pathOf("vxsvc_1.log");
+    std::atomic<int> askedForPath_ = 0;
+    ActivityIndicator indicator_;
+    std::unique_ptr<VXStatusTableVC> controller_;
+};
+
+} // namespace veltra
