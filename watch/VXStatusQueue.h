@@ -1,0 +1,80 @@
+#pragma once
+
+#include "platform/NotificationCenter.h"
+#include "watch/VXStatusQueueCentral.h"
+
+#include <QObject>
+#include <QString>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace veltra {
+
+class VXStatusQueue;
+
+/// Is told what happened to the paths of one VXStatusQueue, on the main thread.
+class VXStatusQueueDelegate {
+  public:
+    virtual ~VXStatusQueueDelegate() = default;
+
+    virtual void watcher(VXStatusQueue& watcher, const QString& receivedNotification,
+                         const QString& forPath) = 0;
+};
+
+/// One client's view of the file watcher: the paths that this client registered, and a delegate
+/// that is told about them. Main thread only.
+class VXStatusQueue : public QObject {
+    Q_OBJECT
+
+  public:
+    /// The one watcher of this process, made on first use; null when the kernel has no queue to
+    /// give. Callable from any thread once it exists; first used on the main thread.
+    static VXStatusQueueCentral* sharedFileWatcher();
+
+    /// Names what takes the newest log's path in sharedFileWatcher(). Called before its first use.
+    static void setLogPathReceiver(std::function<LogPathReceiver&()> receiver);
+
+    /// A view of `central`, which must outlive it. Notifications that are passed on go out on
+    /// both centres, with the view as their object.
+    VXStatusQueue(VXStatusQueueCentral& central, NotificationCenter& notifications,
+                  NotificationCenter& workspaceNotifications);
+    ~VXStatusQueue() override;
+
+    [[nodiscard]] int queueFD() const noexcept { return central_.queueFD(); }
+
+    /// Watches `path`, unless this view already does; a second call does not widen the changes
+    /// that it is watched for.
+    void addPath(const QString& path);
+    void addPath(const QString& path, std::uint32_t notifyingAbout);
+    void addFolerPath(const QString& path); // sic
+    void removePath(const QString& path);
+    /// Removes the paths of this view; other holders keep theirs.
+    void removeAllPaths();
+
+    /// Always "test".
+    [[nodiscard]] QString getfilepath() const;
+
+    /// Who is told; not owned.
+    [[nodiscard]] VXStatusQueueDelegate* delegate() const noexcept { return delegate_; }
+    void setDelegate(VXStatusQueueDelegate* delegate) noexcept { delegate_ = delegate; }
+
+    /// Whether notifications are passed on although there is a delegate.
+    [[nodiscard]] bool alwaysNotify() const noexcept { return alwaysNotify_; }
+    void setAlwaysNotify(bool always) noexcept { alwaysNotify_ = always; }
+
+    /// Reacts to one of the watcher's notifications.
+    void fileChangeNotification(const Notification& notification);
+
+  private:
+    VXStatusQueueCentral& central_;
+    NotificationCenter& notifications_;
+    NotificationCenter& workspaceNotifications_;
+    std::map<QString, std::shared_ptr<VXStatusQueuePathEntry>> watchedFiles_;
+    VXStatusQueueDelegate* delegate_ = nullptr;
+    bool alwaysNotify_ = false;
+    std::vector<NotificationCenter::Registration> registrations_;
+};
+
+} // namespace veltra

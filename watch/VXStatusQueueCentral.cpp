@@ -1,0 +1,244 @@
+#include "watch/VXStatusQueueCentral.h"
+
+#include "platform/Folder.h"
+#include "platform/SystemLog.h"
+#include "watch/WatcherNotifications.h"
+
+#include <QCoreApplication>
+
+#include <chrono>
+#include <exception>
+#include <thread>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+const QByteArray postSelector = QByteArrayLiteral("postNotificationName:object:userInfo:");
+
+QString withoutTrailingSlash(const std::string& folder)
+{
+    QString path = QString::fromStdString(folder);
+    while (path.size() > 1 && path.endsWith(u'/'))
+        path.chop(1);
+    return path;
+}
+
+// A file's name may hold line breaks, a description has none.
+QString inOneLine(const QString& path)
+{
+    QString line;
+    for (const QChar each : path) {
+        const auto category = each.category();
+        const bool breaksLine = category == QChar::Other_Control ||
+                                category == QChar::Separator_Line ||
+                                category == QChar::Separator_Paragraph;
+        line += breaksLine ? QStringLiteral("\\u%1").arg(each.unicode(), 4, 16, QChar{u'0'})
+                           : QString{each};
+    }
+    return line;
+}
+
+} // namespace
+
+std::unique_ptr<VXStatusQueueCentral>
+VXStatusQueueCentral::init(VXStatusQueueSurroundings surroundings)
+{
+    auto queue = KernelQueue::open();
+    if (!queue)
+        return nullptr;
+    return std::make_unique<VXStatusQueueCentral>(std::move(queue.value()),
+                                                  std::move(surroundings));
+}
+
+VXStatusQueueCentral::VXStatusQueueCentral(std::unique_ptr<KernelQueue> queue,
+                                           VXStatusQueueSurroundings surroundings)
+    : queue_{std::move(queue)}, surroundings_{std::move(surroundings)},
+      sharedNotificationCenterProxy_{copyMainThreadProxy(&surroundings_.notifications)},
+      oldSharedNotificationCenterProxy_{
+          copyMainThreadProxy(&surroundings_.workspace.notificationCenter())}
+{
+}
+
+VXStatusQueueCentral::~VXStatusQueueCentral()
+{
+    stop();
+    removeAllPaths();
+}
+
+void VXStatusQueueCentral::stop()
+{
+    keepThreadRunning_ = false;
+    queue_->interrupt();
+    // The thread may be waiting for the main thread, so this one must not just wait for it.
+    while (thread_.valid() &&
+           thread_.wait_for(std::chrono::milliseconds{1}) == std::future_status::timeout)
+        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+}
+
+void VXStatusQueueCentral::addPath(const QString& path)
+{
+    addPath(path, allNotes);
+}
+
+void VXStatusQueueCentral::addPath(const QString& path, std::uint32_t notifyingAbout)
+{
+    addPathToQueue(path, notifyingAbout);
+}
+
+std::shared_ptr<VXStatusQueuePathEntry>
+VXStatusQueueCentral::addPathToQueue(const QString& path, std::uint32_t notifyingAbout)
+{
+    const std::lock_guard lock{mutex_};
+    Entry entry = this->entry(path);
+    std::uint32_t notes = notifyingAbout;
+    if (entry) {
+        entry->retainPath();
+        if ((entry->subscriptionFlags() & notifyingAbout) == notifyingAbout)
+            return entry;
+        notes |= entry->subscriptionFlags();
+    } else {
+        entry = VXStatusQueuePathEntry::initWithPath(path, notifyingAbout);
+        if (!entry)
+            return nullptr;
+    }
+    submit(entry, notes);
+    startThreadOnce();
+    return entry;
+}
+
+// A path that the kernel will not watch stays in the table all the same and is just silent.
+void VXStatusQueueCentral::submit(const Entry& entry, std::uint32_t notes)
+{
+    entry->setSubscriptionFlags(notes);
+    watchedFiles_[entry->path()] = entry;
+    if (entry->registration()) {
+        entry->registration().setFlags(notes);
+        return;
+    }
+    auto registration = queue_->watch(entry->watchedFD(), notes, entry);
+    if (registration)
+        entry->setRegistration(std::move(registration.value()));
+}
+
+void VXStatusQueueCentral::startThreadOnce()
+{
+    if (keepThreadRunning_)
+        return;
+    keepThreadRunning_ = true;
+    thread_ = std::async(std::launch::async, [this] { watcherThread(); });
+}
+
+void VXStatusQueueCentral::removePath(const QString& path)
+{
+    const std::lock_guard lock{mutex_};
+    const auto found = watchedFiles_.find(path);
+    if (found != watchedFiles_.end() && found->second->releasePath())
+        watchedFiles_.erase(found);
+}
+
+void VXStatusQueueCentral::removeAllPaths()
+{
+    const std::lock_guard lock{mutex_};
+    watchedFiles_.clear();
+}
+
+void VXStatusQueueCentral::addFolerPath(const QString& /*path*/)
+{
+    const QString folder = withoutTrailingSlash(surroundings_.installation.logFolder);
+    auto names = contentsOfDirectory(folder.toStdString());
+    filesinWatchedFolder_ = names ? std::move(names.value()) : std::vector<std::string>{};
+}
+
+std::shared_ptr<VXStatusQueuePathEntry> VXStatusQueueCentral::entry(const QString& path) const
+{
+    const std::lock_guard lock{mutex_};
+    const auto found = watchedFiles_.find(path);
+    return found == watchedFiles_.end() ? nullptr : found->second;
+}
+
+std::size_t VXStatusQueueCentral::watchedFileCount() const
+{
+    const std::lock_guard lock{mutex_};
+    return watchedFiles_.size();
+}
+
+QString VXStatusQueueCentral::descriptionWithLocale(const QString& /*locale*/, int indent) const
+{
+    const std::lock_guard lock{mutex_};
+    const QString margin{qsizetype{4} * indent, u' '};
+    QString files = QStringLiteral("{");
+    for (const auto& [path, entry] : watchedFiles_)
+        files += QStringLiteral("\"%1\" = <%2 holders>; ")
+                     .arg(inOneLine(path), QString::number(entry->pathRefCount()));
+    files += u'}';
+    return margin + QStringLiteral("VXStatusQueueCentral") + margin + u'{' + margin +
+           QStringLiteral("watchedFiles = ") + files + margin + u'}';
+}
+
+void VXStatusQueueCentral::watcherThread()
+{
+    const std::shared_ptr<KernelQueue> queue = queue_;
+    while (keepThreadRunning_) {
+        try {
+            handleNextEvent(*queue);
+        } catch (const std::exception& error) {
+            // At the program's end nobody carries out what the main thread is asked for.
+            if (keepThreadRunning_)
+                SystemLog::log({"Error in VXStatusQueue watcherThread: ", error.what()});
+        }
+    }
+}
+
+void VXStatusQueueCentral::handleNextEvent(KernelQueue& queue)
+{
+    const auto event = queue.wait();
+    // Waiting fails when the kernel is out of memory, say, and at once; going on is right, hurrying
+    // is not.
+    if (!event && keepThreadRunning_)
+        std::this_thread::sleep_for(std::chrono::milliseconds{100});
+    if (!event || event->filter != EVFILT_VNODE || event->fflags == 0)
+        return;
+    handle(*std::static_pointer_cast<VXStatusQueuePathEntry>(event->udata), event->fflags);
+}
+
+void VXStatusQueueCentral::handle(const VXStatusQueuePathEntry& entry, std::uint32_t notes)
+{
+    const QString& path = entry.path();
+    surroundings_.workspace.noteFileSystemChanged(path);
+    for (const auto& [note, name] : watcherNotifications())
+        if (notes & note)
+            handleNote(note, name, path);
+}
+
+void VXStatusQueueCentral::handleNote(std::uint32_t note, const QString& name, const QString& path)
+{
+    postNotification(name, path);
+    if (note == NOTE_WRITE)
+        surroundings_.pathReceiver().addpath(postNewestLog());
+    else if (note == NOTE_EXTEND)
+        postNewestLog();
+}
+
+// Whichever path changed, it is the newest log that is announced; that is how a log begun later
+// is noticed through its folder.
+QString VXStatusQueueCentral::postNewestLog()
+{
+    QString path = QString::fromStdString(surroundings_.installation.logFolder) +
+                   surroundings_.resources.getLogFileName();
+    const QVariantMap dictionary{{QStringLiteral("newLogFilePath"), path}};
+    surroundings_.notifications.postNotificationName(QStringLiteral("VXStatusNotification"),
+                                                     dictionary);
+    return path;
+}
+
+void VXStatusQueueCentral::postNotification(const QString& name, const QString& forFile)
+{
+    const QVariant sender = QVariant::fromValue<QObject*>(this);
+    const QVariantMap userInfo{{QStringLiteral("path"), forFile}};
+    for (const auto& center : {sharedNotificationCenterProxy_, oldSharedNotificationCenterProxy_})
+        center->forwardInvocation(postSelector, {name, sender, userInfo});
+}
+
+} // namespace veltra

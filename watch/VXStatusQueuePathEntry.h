@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/Fd.h"
+#include "platform/KernelQueue.h"
+
+#include <QString>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+
+namespace veltra {
+
+/// One watched path, with the descriptor that it is watched through.
+///
+/// Functions that say nothing else are called under the lock of the watcher that holds the entry.
+class VXStatusQueuePathEntry {
+  public:
+    /// An entry held once, or null when `path` cannot be opened. The descriptor serves for
+    /// watching alone and does not keep the path's file system busy more than it must.
+    [[nodiscard]] static std::shared_ptr<VXStatusQueuePathEntry> initWithPath(const QString& path,
+                                                                              std::uint32_t flags);
+
+    /// One more registration holds the entry. Callable from any thread.
+    void retainPath();
+
+    /// One registration less holds the entry; true when it was the last. Callable from any thread.
+    bool releasePath();
+
+    [[nodiscard]] const QString& path() const noexcept { return path_; }
+    [[nodiscard]] int watchedFD() const noexcept { return watchedFD_.get(); }
+    /// How many registrations hold the entry. Callable from any thread.
+    [[nodiscard]] std::uint32_t pathRefCount() const;
+    /// The NOTE_* bits that the path is watched for.
+    [[nodiscard]] std::uint32_t subscriptionFlags() const noexcept { return subscriptionFlags_; }
+    void setSubscriptionFlags(std::uint32_t flags) noexcept { subscriptionFlags_ = flags; }
+
+    [[nodiscard]] const QString& logFilePath() const noexcept { return logfilePath_; }
+    void setlogFilePath(const QString& path) { logfilePath_ = path; } // sic
+
+    /// The entry's watch in the kernel queue; empty until it is registered there.
+    [[nodiscard]] KernelQueue::Registration& registration() noexcept { return registration_; }
+    void setRegistration(KernelQueue::Registration registration)
+    {
+        registration_ = std::move(registration);
+    }
+
+  private:
+    VXStatusQueuePathEntry(QString path, Fd watchedFD, std::uint32_t flags);
+
+    QString path_;
+    Fd watchedFD_;
+    KernelQueue::Registration registration_; // ends before the descriptor is closed
+    std::uint32_t subscriptionFlags_;
+    mutable std::mutex pathRefCountMutex_;
+    std::uint32_t pathRefCount_ = 1;
+    QString logfilePath_;
+};
+
+} // namespace veltra
