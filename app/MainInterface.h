@@ -1,0 +1,42 @@
+#pragma once
+
+#include "app/MainWindow.h"
+#include "app/VXStatusButton.h"
+#include "app/VXStatusMainVC.h"
+#include "app/VXStatusMonitorWC.h"
+#include "logview/VXStatusTableVC.h"
+
+namespace veltra {
+
+/// The window and its controllers, made, connected with each other and woken in that order.
+/// Main thread only.
+class MainInterface {
+  public:
+    MainInterface();
+    MainInterface(const MainInterface&) = delete;
+    MainInterface& operator=(const MainInterface&) = delete;
+
+    /// Shows the window in front of all others.
+    void applicationDidFinishLaunching();
+
+  private:
+    void connectTable();
+    void connectButtons();
+    void connectWindow();
+    void awake();
+
+    /// Ends the file watcher's thread, last of all: it waits for a pass that runs there, and the
+    /// table controller's end cuts that short.
+    struct WatcherThread {
+        ~WatcherThread();
+    };
+
+    WatcherThread watcherThread_;
+    MainWindow window_;
+    VXStatusMainVC mainVC_;
+    VXStatusTableVC tableVC_;
+    VXStatusButton button_;
+    VXStatusMonitorWC monitorWC_;
+};
+
+} // namespace veltra

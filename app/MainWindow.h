@@ -1,0 +1,50 @@
+#pragma once
+
+#include "logview/ActivityIndicator.h"
+#include "logview/LogTableView.h"
+#include "platform/NotificationCenter.h"
+
+#include <QLabel>
+#include <QMainWindow>
+#include <QPushButton>
+
+#include <array>
+#include <memory>
+
+namespace Ui {
+class MainWindow;
+}
+
+namespace veltra {
+
+/// The program's one window: the agent's state on top, its log in the middle, the buttons below.
+/// It holds the widgets; what stands in them is the controllers' business.
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+
+  public:
+    /// Posted when a window is about to close, with the window as object.
+    static const QString willCloseNotification;
+
+    explicit MainWindow(NotificationCenter& notifications);
+    ~MainWindow() override;
+
+    [[nodiscard]] LogTableView* table() const;
+    [[nodiscard]] ActivityIndicator* activityIndicator() const;
+    [[nodiscard]] QLabel* statusImage() const;
+    [[nodiscard]] QLabel* statusLabel() const;
+    [[nodiscard]] QLabel* versionLabel() const;
+    [[nodiscard]] QLabel* serverLabel() const;
+    [[nodiscard]] std::array<QPushButton*, 6> buttons() const;
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+
+  private:
+    void emphasiseStatus();
+
+    NotificationCenter& notifications_;
+    std::unique_ptr<Ui::MainWindow> ui_;
+};
+
+} // namespace veltra

@@ -1,0 +1,82 @@
+#pragma once
+
+#include "logview/VXStatusResourceController.h"
+#include "platform/AgentInstallation.h"
+#include "platform/DistributedNotificationCenter.h"
+#include "platform/NotificationCenter.h"
+#include "watch/VXStatusQueueCentral.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QStringList>
+#include <QWidget>
+
+#include <functional>
+
+namespace veltra {
+
+/// What the main controller is given instead of looking it up itself.
+struct VXStatusMainSurroundings {
+    NotificationCenter& notifications;
+    const VXStatusResourceController& resources;
+    std::function<VXStatusQueueCentral*()> fileWatcher; ///< may answer null
+    AgentInstallation installation = {};
+};
+
+/// The program's main controller: lists the agent's logs, puts them and their folder under watch,
+/// and ends the program when a window closes. Main thread only, but for addpath().
+class VXStatusMainVC : public QObject, public LogPathReceiver {
+    Q_OBJECT
+    Q_PROPERTY(QString initalFilePath READ initalFilePath WRITE setInitalFilePath) // sic
+
+  public:
+    /// The instance that the table controller and the file watcher talk to. It is not the one
+    /// that the window's interface makes: nothing wakes it, so it has no file watcher and its
+    /// addpath() does nothing. Made on first use; callable from any thread.
+    static VXStatusMainVC& sharedVXStatusMainVC();
+
+    /// Lists the logs and settles which one is the newest.
+    explicit VXStatusMainVC(VXStatusMainSurroundings surroundings);
+
+    /// Registers for what ends the program or brings it to the front, and watches the logs found
+    /// by the constructor and their folder.
+    void awakeFromNib();
+
+    /// Brings the program to the front; called once the event loop runs.
+    void applicationDidFinishLaunching();
+
+    /// Watches `path` too, if this controller has a file watcher. Callable from any thread.
+    void addpath(const QString& path) override;
+
+    /// Ends the program.
+    void windowWillClose(const Notification& notification);
+
+    /// Brings the program to the front if `name` asks for that.
+    void handleVXStatusMonitorNotification(const QString& name);
+
+    /// The full path of the newest log when the controller was made.
+    [[nodiscard]] const QString& initalFilePath() const noexcept { return initalFilePath_; } // sic
+    void setInitalFilePath(const QString& path) { initalFilePath_ = path; }                  // sic
+
+    /// The names of the agent's logs when the controller was made.
+    [[nodiscard]] const QStringList& logFiles() const noexcept { return logFiles_; }
+
+    [[nodiscard]] QWidget* mainWindow() const { return mainWindow_; }
+    void setMainWindow(QWidget* window) { mainWindow_ = window; }
+
+  private:
+    void listLogFiles();
+    void watchLogs();
+    void activate();
+
+    VXStatusMainSurroundings surroundings_;
+    VXStatusQueueCentral* logFilesQ_ = nullptr;
+    QString initalFilePath_;
+    QPointer<QWidget> mainWindow_;
+    QStringList logFiles_;
+    NotificationCenter::Registration windowRegistration_;
+    DistributedNotificationCenter::Registration launchRegistration_;
+};
+
+} // namespace veltra

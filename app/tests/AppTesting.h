@@ -1,0 +1,67 @@
+#pragma once
+
+#include "logview/VXStatusResourceController.h"
+#include "logview/tests/TestBundle.h"
+#include "platform/tests/EventLoop.h"
+
+#include <QApplication>
+#include <QTimer>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace veltra {
+
+/// How an event loop came to its end.
+enum class LoopEnd { quit, byTheTest, tooLate };
+
+/// Runs the program's event loop, and in it first `action`; tells whether that ended the loop.
+/// `lastly`, if there is any, runs at the loop's next turns, and then the test ends the loop.
+[[nodiscard]] inline LoopEnd endOfLoopAfter(const std::function<void()>& action)
+{
+    // Else the last window's closing would end the loop on its own.
+    QApplication::setQuitOnLastWindowClosed(false);
+    QTimer deadline;
+    deadline.setSingleShot(true);
+    QObject::connect(&deadline, &QTimer::timeout, [] { QApplication::exit(2); });
+    deadline.start(std::chrono::seconds{30});
+    QTimer::singleShot(0, qApp, [&action] {
+        action();
+        // A loop that the action has ended does not come to this.
+        QTimer::singleShot(0, qApp, [] { QApplication::exit(1); });
+    });
+    switch (QApplication::exec()) {
+    case 0:
+        return LoopEnd::quit;
+    case 1:
+        return LoopEnd::byTheTest;
+    default:
+        return LoopEnd::tooLate;
+    }
+}
+
+/// A bundle with the program's own texts, and the resources that are looked up in it.
+class TextsInBundle {
+  public:
+    TextsInBundle() { bundle_.addTexts(VELTRA_TEST_CATALOGUES); }
+
+    [[nodiscard]] VXStatusResourceController resources() const
+    {
+        return VXStatusResourceController{{}, bundle_.open()};
+    }
+
+  private:
+    TestBundle bundle_;
+};
+
+/// The same without any text: every key stands for itself.
+[[nodiscard]] inline std::shared_ptr<Bundle> bundleWithoutTexts(const TestBundle& bundle)
+{
+    bundle.addTextsWithoutCatalogue();
+    return bundle.open();
+}
+
+} // namespace veltra

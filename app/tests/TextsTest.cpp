@@ -1,0 +1,186 @@
+// The texts of the window, from the program's own catalogues.
+
+#include "app/MainWindow.h"
+#include "app/VXStatusButton.h"
+#include "app/VXStatusMonitorWC.h"
+#include "app/tests/AppTesting.h"
+#include "platform/TranslationCatalogue.h"
+
+#include <QSet>
+
+#include <array>
+
+#include <gtest/gtest.h>
+
+namespace veltra {
+namespace {
+
+const std::array keys{u"VELTRA_AGENT_MONITOR"_qs,
+                      u"COLLECT_SEND_PROP"_qs,
+                      u"SEND_EVENTS"_qs,
+                      u"CHECK_NEW_POLICIES"_qs,
+                      u"ENFORECE_POLICIES"_qs,
+                      u"SAVE_TO_DESKTOP"_qs,
+                      u"CLOSE"_qs,
+                      u"DATE"_qs,
+                      u"TIME"_qs,
+                      u"Message_Type"_qs,
+                      u"Message"_qs,
+                      u"COMPONENT"_qs,
+                      u"AGENT_SERVICE_RUNNING"_qs,
+                      u"AGENT_SERVICE_SHUTTING"_qs,
+                      u"Zel Server IP %@"_qs,
+                      u"VERSION"_qs};
+
+TranslationCatalogue catalogue(const QString& language)
+{
+    const QString path = QStringLiteral(VELTRA_TEST_CATALOGUES) + u"/VeltraAgentStatusMonitor_"_qs +
+                         language + u".qm"_qs;
+    return TranslationCatalogue::read(path).value();
+}
+
+class EveryLanguage : public testing::TestWithParam<const char*> {
+  protected:
+    const TranslationCatalogue catalogue_ = catalogue(QString::fromLatin1(GetParam()));
+};
+
+TEST_P(EveryLanguage, HasATextForEveryKey)
+{
+    for (const QString& key : keys) {
+        const QString text = catalogue_.text(key);
+
+        EXPECT_FALSE(text.trimmed().isEmpty()) << key.toStdString();
+        // The one word that English writes as its key is written.
+        EXPECT_TRUE(text != key || key == u"Message") << key.toStdString();
+    }
+}
+
+TEST_P(EveryLanguage, TheServersTextKeepsThePlaceForTheAddress)
+{
+    EXPECT_EQ(catalogue_.text(u"Zel Server IP %@"_qs).count(u"%@"_qs), 1);
+    for (const QString& key : keys) {
+        const bool hasPlace = catalogue_.text(key).contains(u"%@"_qs);
+        EXPECT_EQ(hasPlace, key == u"Zel Server IP %@") << key.toStdString();
+    }
+}
+
+TEST_P(EveryLanguage, NoTwoButtonsAreCalledTheSame)
+{
+    QSet<QString> titles;
+    for (std::size_t button = 1; button <= 6; ++button)
+        titles += catalogue_.text(keys[button]);
+
+    EXPECT_EQ(titles.size(), 6);
+}
+
+INSTANTIATE_TEST_SUITE_P(Texts, EveryLanguage, testing::Values("en", "de"),
+                         [](const auto& language) { return std::string{language.param}; });
+
+TEST(Texts, TheRightlySpeltKeyOfTheMisspeltOneIsUnknown)
+{
+    EXPECT_TRUE(catalogue(u"en"_qs).text(u"ENFORCE_POLICIES"_qs).isEmpty());
+    EXPECT_TRUE(catalogue(u"de"_qs).text(u"ENFORCE_POLICIES"_qs).isEmpty());
+}
+
+TEST(VXStatusMonitorWC, TitlesTheWindowWhenItIsLoaded)
+{
+    const TextsInBundle texts;
+    const auto resources = texts.resources();
+    NotificationCenter notifications;
+    MainWindow window{notifications};
+    VXStatusMonitorWC controller{resources};
+    controller.setMainWindow(&window);
+    const QString before = window.windowTitle();
+
+    controller.windowDidLoad();
+
+    EXPECT_EQ(controller.mainWindow(), &window);
+    EXPECT_NE(before, window.windowTitle());
+    EXPECT_EQ(window.windowTitle(), resources.getLocalisedString(u"VELTRA_AGENT_MONITOR"_qs));
+    EXPECT_NE(window.windowTitle(), u"VELTRA_AGENT_MONITOR"_qs);
+    EXPECT_FALSE(window.windowTitle().isEmpty());
+}
+
+TEST(VXStatusMonitorWC, LivesWithoutAWindow)
+{
+    const TextsInBundle texts;
+    const auto resources = texts.resources();
+    VXStatusMonitorWC controller{resources};
+
+    controller.windowDidLoad();
+
+    EXPECT_EQ(controller.mainWindow(), nullptr);
+}
+
+/// Six buttons under the controller that titles them.
+class VXStatusButtonTest : public testing::Test {
+  protected:
+    QStringList titlesFrom(const VXStatusResourceController& resources)
+    {
+        VXStatusButton controller{resources};
+        controller.setButton(&buttons_[0]);
+        controller.setButton1(&buttons_[1]);
+        controller.setButton2(&buttons_[2]);
+        controller.setButton3(&buttons_[3]);
+        controller.setButton4(&buttons_[4]);
+        controller.setButton5(&buttons_[5]);
+        controller.awakeFromNib();
+
+        QStringList titles;
+        for (const QPushButton* button :
+             {controller.button(), controller.button1(), controller.button2(), controller.button3(),
+              controller.button4(), controller.button5()})
+            titles += button->text();
+        return titles;
+    }
+
+    std::array<QPushButton, 6> buttons_;
+};
+
+TEST_F(VXStatusButtonTest, TitlesTheButtonsWithTheirTextsInOrder)
+{
+    const TextsInBundle texts;
+    const auto resources = texts.resources();
+
+    const auto titles = titlesFrom(resources);
+
+    QStringList expected;
+    for (std::size_t button = 1; button <= 6; ++button)
+        expected += resources.getLocalisedString(keys[button]);
+    EXPECT_EQ(titles, expected);
+    EXPECT_NE(titles[3], u"ENFORECE_POLICIES"_qs);
+}
+
+TEST_F(VXStatusButtonTest, ATitleWithoutATextIsItsKeyMisspellingAndAll)
+{
+    const TestBundle bundle;
+    const VXStatusResourceController resources{{}, bundleWithoutTexts(bundle)};
+
+    EXPECT_EQ(titlesFrom(resources),
+              (QStringList{u"COLLECT_SEND_PROP"_qs, u"SEND_EVENTS"_qs, u"CHECK_NEW_POLICIES"_qs,
+                           u"ENFORECE_POLICIES"_qs, u"SAVE_TO_DESKTOP"_qs, u"CLOSE"_qs}));
+}
+
+TEST_F(VXStatusButtonTest, WithoutABundleOfTextsTheButtonsAreBlank)
+{
+    const VXStatusResourceController resources{{}, nullptr};
+    buttons_[0].setText(u"before"_qs);
+
+    EXPECT_EQ(titlesFrom(resources), (QStringList{{}, {}, {}, {}, {}, {}}));
+}
+
+TEST_F(VXStatusButtonTest, AnOutletThatIsNotConnectedIsPassedOver)
+{
+    const TestBundle bundle;
+    const VXStatusResourceController resources{{}, bundleWithoutTexts(bundle)};
+    VXStatusButton controller{resources};
+    controller.setButton5(&buttons_[5]);
+
+    controller.awakeFromNib();
+
+    EXPECT_EQ(controller.button(), nullptr);
+    EXPECT_EQ(buttons_[5].text(), u"CLOSE"_qs);
+}
+
+} // namespace
+} // namespace veltra
