@@ -1,0 +1,44 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "platform/Fd.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace veltra {
+
+/// The log file that the stand-in agent writes: vxsvc_<UTC yyyymmdd_hhmmss>.log in its log folder.
+///
+/// Move-only, one thread.
+class AgentLog {
+  public:
+    /// Starts a new file in `folder`, which must exist and end with a slash.
+    [[nodiscard]] static Result<AgentLog> create(std::string folder);
+
+    /// The file's name without its folder.
+    [[nodiscard]] const std::string& name() const noexcept { return name_; }
+
+    /// Appends the whole line with one write(2), so that a reader sees it whole or not at all.
+    [[nodiscard]] std::optional<Error> write(std::string_view line);
+
+    /// Leaves the file as it is and goes on in a new one. Its name differs from every other in the
+    /// folder, however quickly rotations follow each other. On failure the old file stays in use.
+    [[nodiscard]] std::optional<Error> rotate();
+
+    /// Cuts the file to nothing and goes on in it.
+    [[nodiscard]] std::optional<Error> truncate();
+
+  private:
+    AgentLog(std::string folder, std::string name, Fd file)
+        : folder_{std::move(folder)}, name_{std::move(name)}, file_{std::move(file)}
+    {
+    }
+
+    std::string folder_;
+    std::string name_;
+    Fd file_;
+};
+
+} // namespace veltra

@@ -1,0 +1,118 @@
+#include "demo/StandInAgent.h"
+
+#include <unistd.h>
+
+namespace veltra {
+
+namespace {
+
+std::string failed(const Error& error)
+{
+    return "failed: " + error.message();
+}
+
+} // namespace
+
+StandInAgent::StandInAgent(AgentLog log, std::uint64_t seed)
+    : log_{std::move(log)}, chatter_{seed}, format_{AgentLineFormat::Zone::Local, ::getpid()}
+{
+}
+
+std::optional<Error> StandInAgent::writeHistory()
+{
+    using namespace std::chrono_literals;
+    constexpr int lines = 40;
+    constexpr auto step = 700ms;
+    const auto start = std::chrono::system_clock::now() - lines * step;
+
+    if (auto error = write(start - step, {"vxsvc", "Info", 0, "Agent started"}))
+        return error;
+
+    for (int i = 0; i < lines; ++i) {
+        const std::chrono::milliseconds jitter{chatter_.below(step.count())};
+        if (auto error = write(start + i * step + jitter, chatter_.next()))
+            return error;
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> StandInAgent::writeFlurry()
+{
+    return isQuiet_ ? std::nullopt : writeNow(2 + static_cast<int>(chatter_.below(5)));
+}
+
+std::chrono::milliseconds StandInAgent::pause()
+{
+    return std::chrono::milliseconds{300 + chatter_.below(1400)};
+}
+
+std::optional<Error> StandInAgent::writeFarewell()
+{
+    return announce("Agent stopped");
+}
+
+std::string StandInAgent::carryOut(std::string_view command)
+{
+    if (command == "burst")
+        return burst();
+    if (command == "rotate")
+        return rotate();
+    if (command == "truncate")
+        return truncate();
+    if (command == "quiet" || command == "talk")
+        return setQuiet(command == "quiet");
+    return "failed: no such command; there are burst, rotate, truncate, quiet and talk";
+}
+
+std::optional<Error> StandInAgent::write(TimePoint when, const AgentMessage& message)
+{
+    line_.clear();
+    format_.append(line_, when, message);
+    return log_.write(line_);
+}
+
+std::optional<Error> StandInAgent::writeNow(int lines)
+{
+    for (int i = 0; i < lines; ++i) {
+        if (auto error = write(std::chrono::system_clock::now(), chatter_.next()))
+            return error;
+    }
+    return std::nullopt;
+}
+
+std::optional<Error> StandInAgent::announce(std::string_view text)
+{
+    return write(std::chrono::system_clock::now(), {"vxsvc", "Info", 0, std::string{text}});
+}
+
+std::string StandInAgent::burst()
+{
+    constexpr int lines = 10'000;
+    if (const auto error = writeNow(lines))
+        return failed(*error);
+    return "ok: wrote " + std::to_string(lines) + " lines to " + log_.name();
+}
+
+std::string StandInAgent::rotate()
+{
+    if (const auto error = log_.rotate())
+        return failed(*error);
+    if (const auto error = announce("Log opened"))
+        return failed(*error);
+    return "ok: goes on in " + log_.name();
+}
+
+std::string StandInAgent::truncate()
+{
+    if (const auto error = log_.truncate())
+        return failed(*error);
+    return "ok: cut " + log_.name() + " to nothing";
+}
+
+std::string StandInAgent::setQuiet(bool isQuiet)
+{
+    isQuiet_ = isQuiet;
+    return isQuiet ? "ok: writes nothing of its own accord" : "ok: writes as usual";
+}
+
+} // namespace veltra

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "demo/AgentChatter.h"
+#include "demo/AgentLineFormat.h"
+#include "demo/AgentLog.h"
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace veltra {
+
+/// Behaves like the agent service as far as its log tells: a few lines every second at irregular
+/// moments, and something unusual only on command.
+///
+/// One thread. Every operation that writes returns the error that kept it from writing.
+class StandInAgent {
+  public:
+    StandInAgent(AgentLog log, std::uint64_t seed);
+
+    /// About 40 lines that end at the present moment, as if the agent had been running for a while.
+    [[nodiscard]] std::optional<Error> writeHistory();
+
+    /// The lines that one piece of work leaves in the log; nothing while the agent is quiet.
+    [[nodiscard]] std::optional<Error> writeFlurry();
+
+    /// How long to wait before the next flurry; another value every time.
+    [[nodiscard]] std::chrono::milliseconds pause();
+
+    /// The agent's last line.
+    [[nodiscard]] std::optional<Error> writeFarewell();
+
+    /// Carries out "burst" (10,000 lines at once), "rotate" (goes on in a new file), "truncate"
+    /// (cuts its file to nothing), "quiet" or "talk". The answer begins with "ok: " or "failed: ".
+    [[nodiscard]] std::string carryOut(std::string_view command);
+
+  private:
+    using TimePoint = std::chrono::system_clock::time_point;
+
+    std::optional<Error> write(TimePoint when, const AgentMessage& message);
+    std::optional<Error> writeNow(int lines);
+    std::optional<Error> announce(std::string_view text);
+    std::string burst();
+    std::string rotate();
+    std::string truncate();
+    std::string setQuiet(bool isQuiet);
+
+    AgentLog log_;
+    AgentChatter chatter_;
+    AgentLineFormat format_;
+    std::string line_;
+    bool isQuiet_ = false;
+};
+
+} // namespace veltra

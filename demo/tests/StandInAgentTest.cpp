@@ -1,0 +1,127 @@
+#include "demo/StandInAgent.h"
+
+#include "platform/tests/TemporaryFolder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace veltra {
+namespace {
+
+class StandInAgentTest : public testing::Test {
+  protected:
+    StandInAgentTest() { std::filesystem::create_directory(logs()); }
+
+    static StandInAgent makeAgent(const std::string& folder)
+    {
+        return StandInAgent{std::move(AgentLog::create(folder).value()), 7};
+    }
+
+    [[nodiscard]] std::set<std::filesystem::path> files() const
+    {
+        const std::filesystem::directory_iterator entries{logs()};
+        return {begin(entries), end(entries)};
+    }
+
+    [[nodiscard]] std::ptrdiff_t lineCount() const
+    {
+        std::ptrdiff_t count = 0;
+        for (const auto& file : files()) {
+            std::ifstream text{file};
+            count += std::count(std::istreambuf_iterator<char>{text}, {}, '\n');
+        }
+        return count;
+    }
+
+    [[nodiscard]] std::string logs() const { return folder_.file("logs/"); }
+
+    [[nodiscard]] std::string elsewhere() const { return folder_.file("elsewhere"); }
+
+  private:
+    TemporaryFolder folder_;
+};
+
+TEST_F(StandInAgentTest, WritesFlurriesOfAFewLines)
+{
+    StandInAgent agent = makeAgent(logs());
+
+    EXPECT_FALSE(agent.writeFlurry());
+
+    EXPECT_GE(lineCount(), 2);
+    EXPECT_LE(lineCount(), 6);
+}
+
+TEST_F(StandInAgentTest, WritesNoFlurryWhileItIsQuiet)
+{
+    StandInAgent agent = makeAgent(logs());
+
+    EXPECT_EQ(agent.carryOut("quiet").substr(0, 4), "ok: ");
+    EXPECT_FALSE(agent.writeFlurry());
+
+    EXPECT_EQ(lineCount(), 0);
+}
+
+TEST_F(StandInAgentTest, WritesFlurriesAgainWhenItMayTalk)
+{
+    StandInAgent agent = makeAgent(logs());
+
+    EXPECT_EQ(agent.carryOut("quiet").substr(0, 4), "ok: ");
+    EXPECT_EQ(agent.carryOut("talk").substr(0, 4), "ok: ");
+    EXPECT_FALSE(agent.writeFlurry());
+
+    EXPECT_GE(lineCount(), 2);
+}
+
+TEST_F(StandInAgentTest, GivesEveryFileANameOfItsOwnHoweverQuicklyItRotates)
+{
+    StandInAgent agent = makeAgent(logs());
+
+    for (int i = 0; i < 20; ++i)
+        EXPECT_EQ(agent.carryOut("rotate").substr(0, 4), "ok: ");
+
+    EXPECT_EQ(files().size(), 21U);
+}
+
+TEST_F(StandInAgentTest, SaysWhatKeptItFromRotatingAndGoesOnInTheOldFile)
+{
+    StandInAgent agent = makeAgent(logs());
+    std::filesystem::rename(logs(), elsewhere());
+
+    const std::string answer = agent.carryOut("rotate");
+    const auto error = agent.writeFlurry();
+
+    std::filesystem::rename(elsewhere(), logs());
+    EXPECT_EQ(answer.substr(0, 19), "failed: create log ");
+    EXPECT_FALSE(error);
+    EXPECT_GE(lineCount(), 2);
+}
+
+TEST_F(StandInAgentTest, RefusesCommandsThatItDoesNotKnow)
+{
+    StandInAgent agent = makeAgent(logs());
+
+    EXPECT_EQ(agent.carryOut("dance").substr(0, 8), "failed: ");
+    EXPECT_EQ(agent.carryOut("").substr(0, 8), "failed: ");
+    EXPECT_EQ(lineCount(), 0);
+}
+
+TEST_F(StandInAgentTest, PausesForLessThanTwoSecondsNeverTheSame)
+{
+    StandInAgent agent = makeAgent(logs());
+    std::set<std::chrono::milliseconds> pauses;
+
+    for (int i = 0; i < 100; ++i)
+        pauses.insert(agent.pause());
+
+    EXPECT_LT(*pauses.rbegin(), std::chrono::seconds{2});
+    EXPECT_GT(*pauses.begin(), std::chrono::milliseconds{100});
+    EXPECT_GT(pauses.size(), 50U);
+}
+
+} // namespace
+} // namespace veltra
