@@ -11,14 +11,8 @@ namespace veltra {
 namespace {
 
 constexpr std::size_t rowsPerChunk = 4096;
-constexpr std::size_t firstTextBlockSize = std::size_t{64} << 10;
-constexpr std::size_t textBlockSize = std::size_t{2} << 20;
 
 } // namespace
-
-struct LogRows::Chunk {
-    std::array<Row, rowsPerChunk> rows;
-};
 
 bool LogRows::Row::hasLengthsInFront() const noexcept
 {
@@ -52,9 +46,6 @@ std::string_view LogRows::Row::text(LogField field) const noexcept
 {
     return texts()[field];
 }
-
-LogRows::LogRows() = default;
-LogRows::~LogRows() = default;
 
 void LogRows::append(const LogLineTexts& texts)
 {
@@ -120,7 +111,7 @@ LogRows::Row LogRows::store(const LogLineTexts& texts)
     }
 
     Row row;
-    char* end = reserveText(size + (fits ? 0 : sizeof lengths));
+    char* end = memory_.take(size + (fits ? 0 : sizeof lengths));
     row.texts_ = end;
     if (fits) {
         for (std::size_t field = 0; field < row.shortLengths_.size(); ++field)
@@ -135,33 +126,16 @@ LogRows::Row LogRows::store(const LogLineTexts& texts)
     return row;
 }
 
-char* LogRows::reserveText(std::size_t bytes)
-{
-    if (bytes > textRoom_)
-        addTextBlock(bytes);
-    textRoom_ -= bytes;
-    return std::exchange(textEnd_, textEnd_ + bytes);
-}
-
-void LogRows::addTextBlock(std::size_t bytes)
-{
-    const std::size_t usual = textBlocks_.empty() ? firstTextBlockSize : textBlockSize;
-    const std::size_t size = std::max(bytes, usual);
-    textBlocks_.emplace_back(size);
-    textEnd_ = textBlocks_.back().data();
-    textRoom_ = size;
-}
-
 void LogRows::addChunk()
 {
-    auto chunk = std::make_unique_for_overwrite<Chunk>();
+    char* const memory = memory_.take(rowsPerChunk * sizeof(Row), alignof(Row));
     const std::lock_guard lock{listsMutex_};
-    chunks_.push_back(std::move(chunk));
+    chunks_.push_back(::new (memory) Row[rowsPerChunk]);
 }
 
 LogRows::Row& LogRows::stored(std::size_t index) const
 {
-    return chunks_[index / rowsPerChunk]->rows[index % rowsPerChunk];
+    return chunks_[index / rowsPerChunk][index % rowsPerChunk];
 }
 
 } // namespace veltra

@@ -1,14 +1,13 @@
 #pragma once
 
 #include "logview/LogLineScanner.h"
-#include "logview/TextMemory.h"
+#include "logview/RowMemory.h"
 
 #include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <mutex>
 #include <string_view>
 #include <vector>
@@ -43,10 +42,9 @@ class LogRows {
         std::array<std::uint8_t, logFieldCount - 1> shortLengths_{};
     };
 
-    LogRows();
+    LogRows() = default;
     LogRows(const LogRows&) = delete;
     LogRows& operator=(const LogRows&) = delete;
-    ~LogRows();
 
     /// Adds a row to the pass, below those that the pass has already.
     void append(const LogLineTexts& texts);
@@ -71,26 +69,20 @@ class LogRows {
     [[nodiscard]] Row row(std::size_t age) const;
 
   private:
-    struct Chunk;
-
     [[nodiscard]] Row store(const LogLineTexts& texts);
-    char* reserveText(std::size_t bytes);
-    void addTextBlock(std::size_t bytes);
     void addChunk();
     [[nodiscard]] Row& stored(std::size_t index) const;
 
     // Touched by the appending thread alone.
     std::size_t stored_ = 0;
-    char* textEnd_ = nullptr;
-    std::size_t textRoom_ = 0;
-    std::vector<TextMemory> textBlocks_;
+    RowMemory memory_;
 
     std::atomic<std::size_t> published_ = 0;
 
     // The rows themselves, in the order in which they were appended, are written before they are
     // published and never again; only the lists, which move as they grow, are shared.
     mutable std::mutex listsMutex_;
-    std::vector<std::unique_ptr<Chunk>> chunks_;
+    std::vector<Row*> chunks_;
     std::vector<std::size_t> passEnds_; // behind the last row of each pass that had rows
 };
 

@@ -5,21 +5,24 @@
 
 namespace veltra {
 
-/// Uninitialised memory for text. Large pieces ask the kernel for huge pages, since touching
-/// hundreds of megabytes a small page at a time costs more than reading a log into them.
-class TextMemory {
+/// Uninitialised memory that begins at a page.
+class MemoryBlock {
   public:
-    explicit TextMemory(std::size_t bytes);
+    explicit MemoryBlock(std::size_t bytes);
 
     [[nodiscard]] char* data() const noexcept { return bytes_.get(); }
+    [[nodiscard]] std::size_t size() const noexcept { return size_; }
+
+    /// Has the kernel put pages behind the block now instead of when they are first written to.
+    /// See MADV_POPULATE_WRITE in madvise(2); a kernel that does not know it changes nothing.
+    void populate() const noexcept;
 
   private:
     struct Free {
-        std::size_t size = 0;
-
         void operator()(char* bytes) const noexcept;
     };
     std::unique_ptr<char, Free> bytes_;
+    std::size_t size_;
 };
 
 } // namespace veltra
