@@ -1,0 +1,66 @@
+#pragma once
+
+#include <cerrno>
+#include <csignal>
+#include <fstream>
+#include <string>
+#include <system_error>
+
+#include <sched.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace veltra {
+
+/// A process of a test's own that does nothing until it is killed. Its command line begins with
+/// the name that it is given.
+class SleepingProcess {
+  public:
+    explicit SleepingProcess(const std::string& name = "sleep")
+    {
+        const std::string seconds = "1000";
+        pid_ = ::vfork();
+        if (pid_ == 0) {
+            ::execl("/bin/sleep", name.c_str(), seconds.c_str(), nullptr);
+            ::_exit(127);
+        }
+        if (pid_ < 0)
+            throw std::system_error{errno, std::generic_category(), "vfork"};
+        waitForCommandLine();
+    }
+
+    SleepingProcess(const SleepingProcess&) = delete;
+    SleepingProcess& operator=(const SleepingProcess&) = delete;
+    ~SleepingProcess()
+    {
+        if (!isReaped_)
+            killAndReap();
+    }
+
+    [[nodiscard]] pid_t pid() const noexcept { return pid_; }
+
+    /// Leaves a zombie.
+    void kill() const { ::kill(pid_, SIGKILL); }
+
+    /// Returns when nothing is left of it.
+    void killAndReap()
+    {
+        kill();
+        ::waitpid(pid_, nullptr, 0);
+        isReaped_ = true;
+    }
+
+  private:
+    // It is empty for a moment after execl() has let go of the parent.
+    void waitForCommandLine() const
+    {
+        const std::string path = "/proc/" + std::to_string(pid_) + "/cmdline";
+        while (std::ifstream{path}.peek() == std::ifstream::traits_type::eof())
+            ::sched_yield();
+    }
+
+    pid_t pid_ = -1;
+    bool isReaped_ = false;
+};
+
+} // namespace veltra
