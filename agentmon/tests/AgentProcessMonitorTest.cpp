@@ -1,0 +1,342 @@
+#include "agentmon/AgentProcessMonitor.h"
+
+#include "platform/tests/EventLoop.h"
+#include "platform/tests/RecordingSink.h"
+#include "platform/tests/SleepingProcess.h"
+#include "platform/tests/TemporaryFolder.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+namespace veltra {
+namespace {
+
+using namespace std::chrono_literals;
+using States = std::vector<AgentState>;
+constexpr auto running = AgentState::running;
+constexpr auto down = AgentState::down;
+
+std::ptrdiff_t openDescriptors()
+{
+    return std::ranges::distance(std::filesystem::directory_iterator{"/proc/self/fd"});
+}
+
+/// A monitor whose query prints what the test wrote down, and processes that play the agent.
+class AgentProcessMonitorTest : public testing::Test {
+  protected:
+    AgentProcessMonitorTest() { answer(""); }
+
+    AgentProcessMonitor& start(std::chrono::milliseconds pollInterval = 10ms)
+    {
+        monitor_ = std::make_unique<AgentProcessMonitor>(
+            notifications_, [this](AgentState state) { states_.push_back(state); },
+            AgentProcessSearch{.processQuery = "cat " + folder_.file("answer"),
+                               .service = service_,
+                               .pollInterval = pollInterval});
+        monitor_->start();
+        return *monitor_;
+    }
+
+    /// What the query prints from now on.
+    void answer(const std::string& text) const { folder_.write("answer", text); }
+    void answer(const SleepingProcess& process) const
+    {
+        answer(std::to_string(process.pid()) + "\n");
+    }
+
+    [[nodiscard]] const std::string& service() const noexcept { return service_; }
+    [[nodiscard]] const States& states() const noexcept { return states_; }
+    [[nodiscard]] bool waitFor(AgentState state) const
+    {
+        return runLoopUntil([this, state] { return states_.back() == state; });
+    }
+
+    /// Lets the main thread do what is to be done by now.
+    static void turn()
+    {
+        bool isDone = false;
+        MainQueue::post([&isDone] { isDone = true; });
+        EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
+    }
+
+    /// How many poll timers there are, running or not.
+    [[nodiscard]] auto timers() const
+    {
+        // Those that have ended are still to be deleted.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        return monitor_->findChildren<QTimer*>().size();
+    }
+
+    [[nodiscard]] std::ptrdiff_t timesLogged(const std::string& message)
+    {
+        log_.drain();
+        return std::ranges::count(recording_->messages(), message);
+    }
+    static std::string terminated(const SleepingProcess& process)
+    {
+        return "terminated " + std::to_string(process.pid());
+    }
+
+    [[nodiscard]] int exitNotifications() const noexcept { return exits_; }
+    void postExitNotification()
+    {
+        notifications_.postNotificationName(AgentProcessMonitor::exitNotification);
+    }
+
+  private:
+    TemporaryFolder folder_;
+    std::string service_ = folder_.file("vxsvc");
+    std::shared_ptr<Recording> recording_ = std::make_shared<Recording>();
+    SystemLog log_{Recording::sink(recording_)};
+    SystemLog::Redirection redirection_{log_};
+    NotificationCenter notifications_;
+    int exits_ = 0;
+    NotificationCenter::Registration observer_ = notifications_.addObserver(
+        QStringLiteral("vxsvcProcExitNotification"), nullptr, [this](const Notification& note) {
+            EXPECT_FALSE(note.object.isValid());
+            EXPECT_TRUE(note.userInfo.isEmpty());
+            ++exits_;
+        });
+    States states_;
+    std::unique_ptr<AgentProcessMonitor> monitor_;
+};
+
+TEST_F(AgentProcessMonitorTest, FindsTheServiceRunningAtStart)
+{
+    const SleepingProcess agent{service()};
+    answer(agent);
+
+    const AgentProcessMonitor& monitor = start();
+
+    EXPECT_EQ(states(), States{running});
+    EXPECT_EQ(monitor.getVXAgentProcPid(), agent.pid());
+    EXPECT_EQ(timers(), 0);
+}
+
+TEST_F(AgentProcessMonitorTest, FindsTheServiceDownWhenTheQueryNamesNoProcess)
+{
+    for (const char* text : {"", "\n", "abc\n", "0\n", "-7\n"}) {
+        answer(text);
+        start();
+
+        EXPECT_EQ(states().back(), down) << text;
+        EXPECT_LT(start().getVXAgentProcPid(), 1) << text;
+        EXPECT_EQ(timers(), 1) << text;
+    }
+}
+
+TEST_F(AgentProcessMonitorTest, TakesTheFirstOfSeveralProcesses)
+{
+    const SleepingProcess agent{service()};
+    const SleepingProcess second{service()};
+    answer(std::to_string(agent.pid()) + "\n" + std::to_string(second.pid()) + "\n");
+    start();
+
+    agent.kill();
+
+    EXPECT_TRUE(runLoopUntil([&] { return exitNotifications() == 1; }));
+    EXPECT_EQ(timesLogged(terminated(agent)), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, NoticesTheExitOnceAndPolls)
+{
+    SleepingProcess agent{service()};
+    answer(agent);
+    start(1h);
+
+    answer("");
+    agent.killAndReap();
+
+    EXPECT_TRUE(waitFor(down));
+    turn();
+    EXPECT_EQ(states(), (States{running, down}));
+    EXPECT_EQ(exitNotifications(), 1);
+    EXPECT_EQ(timesLogged(terminated(agent)), 1);
+    EXPECT_EQ(timers(), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, KeepsToOnePollTimerWhenTwoExitNotificationsArrive)
+{
+    start(1h);
+
+    postExitNotification();
+    postExitNotification();
+
+    EXPECT_EQ(states(), (States{down, down, down}));
+    EXPECT_EQ(timers(), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, LeavesOtherNotificationsAlone)
+{
+    AgentProcessMonitor& monitor = start(1h);
+
+    Notification other;
+    other.name = QStringLiteral("VXStatusNotification");
+    monitor.vxsvcProcMonitorNotificationHandler(other);
+
+    EXPECT_EQ(states(), States{down});
+}
+
+TEST_F(AgentProcessMonitorTest, GoesOnPollingAsLongAsTheServiceIsDown)
+{
+    start();
+
+    EXPECT_TRUE(runLoopUntil([this] { return timesLogged("in processTimer") >= 3; }));
+
+    EXPECT_EQ(states(), States{down});
+    EXPECT_EQ(timers(), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, FindsTheServiceAgainAndWatchesTheNewProcess)
+{
+    SleepingProcess agent{service()};
+    answer(agent);
+    start();
+    agent.killAndReap();
+    EXPECT_TRUE(waitFor(down));
+    const SleepingProcess again{service()};
+
+    answer(again);
+
+    EXPECT_TRUE(waitFor(running));
+    EXPECT_EQ(timers(), 0);
+    EXPECT_GE(timesLogged("in processTimer"), 1);
+    answer("");
+    again.kill();
+    EXPECT_TRUE(waitFor(down));
+    EXPECT_EQ(timesLogged(terminated(again)), 1);
+    EXPECT_EQ(exitNotifications(), 2);
+}
+
+TEST_F(AgentProcessMonitorTest, ReportsAServiceThatDiesBetweenBeingFoundAndBeingWatched)
+{
+    SleepingProcess agent{service()};
+    answer(agent);
+    agent.killAndReap();
+
+    start(1h);
+
+    EXPECT_EQ(states(), States{running});
+    EXPECT_TRUE(waitFor(down));
+    turn();
+    EXPECT_EQ(exitNotifications(), 1);
+    EXPECT_EQ(timesLogged(terminated(agent)), 1);
+    EXPECT_EQ(timers(), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, DoesNotTakeAnotherProgramUnderTheSameNumberForTheAgent)
+{
+    const SleepingProcess other{"sleep"};
+    answer(other);
+
+    start(1h);
+
+    EXPECT_TRUE(waitFor(down));
+    other.kill();
+    turn();
+    EXPECT_EQ(exitNotifications(), 1);
+    EXPECT_EQ(timers(), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, ForgetsTheProcessThatItWatchedBefore)
+{
+    const SleepingProcess before{service()};
+    const SleepingProcess agent{service()};
+    answer(before);
+    AgentProcessMonitor& monitor = start(1h);
+
+    monitor.monitorProcessWithPid(agent.pid());
+    before.kill();
+    agent.kill();
+
+    EXPECT_TRUE(waitFor(down));
+    turn();
+    EXPECT_EQ(exitNotifications(), 1);
+    EXPECT_EQ(timesLogged(terminated(agent)), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, LeavesNothingOfWatchesThatAreReplaced)
+{
+    const SleepingProcess agent{service()};
+    answer(agent);
+    AgentProcessMonitor& monitor = start();
+    turn();
+    const auto descriptors = openDescriptors();
+
+    for (int i = 0; i < 100; ++i)
+        monitor.monitorProcessWithPid(agent.pid());
+
+    EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST_F(AgentProcessMonitorTest, SaysWhenTheSystemGrantsNoWatch)
+{
+    const SleepingProcess agent{service()};
+    AgentProcessMonitor& monitor = start(1h);
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
+
+    monitor.monitorProcessWithPid(agent.pid());
+
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    turn();
+    EXPECT_EQ(exitNotifications(), 0);
+    EXPECT_EQ(timesLogged("watch process " + std::to_string(agent.pid()) + ": Too many open files"),
+              1);
+}
+
+// A thread that is not its process's first has a number that cannot be watched.
+TEST_F(AgentProcessMonitorTest, PollsAServiceThatItCannotWatch)
+{
+    std::atomic<pid_t> number = 0;
+    std::atomic<bool> isOver = false;
+    std::thread thread{[&] {
+        number = ::gettid();
+        number.notify_one();
+        isOver.wait(false);
+    }};
+    number.wait(0);
+    answer(std::to_string(number) + "\n");
+    start();
+    EXPECT_EQ(states(), States{running});
+    EXPECT_EQ(timers(), 1);
+
+    answer("");
+
+    EXPECT_TRUE(waitFor(down));
+    EXPECT_EQ(timers(), 1);
+    isOver = true;
+    isOver.notify_one();
+    thread.join();
+}
+
+TEST_F(AgentProcessMonitorTest, LeavesNothingBehindInAThousandStartsAndStops)
+{
+    start(1ms);
+    const auto descriptors = openDescriptors();
+
+    for (int cycle = 0; cycle < 1000; ++cycle) {
+        SleepingProcess agent{service()};
+        answer(agent);
+        ASSERT_TRUE(waitFor(running)) << cycle;
+        ASSERT_EQ(timers(), 0) << cycle;
+        answer("");
+        agent.killAndReap();
+        ASSERT_TRUE(waitFor(down)) << cycle;
+        ASSERT_EQ(timers(), 1) << cycle;
+    }
+
+    EXPECT_EQ(openDescriptors(), descriptors);
+    EXPECT_EQ(exitNotifications(), 1000);
+}
+
+} // namespace
+} // namespace veltra
