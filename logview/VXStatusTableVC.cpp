@@ -1,5 +1,6 @@
 #include "logview/VXStatusTableVC.h"
 
+#include "logview/AgentStateIcon.h"
 #include "platform/MainQueue.h"
 #include "platform/SystemLog.h"
 
@@ -26,7 +27,9 @@ VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
     : surroundings_{std::move(surroundings)}, switches_{Bundle::bundleWithIdentifier(
                                                   QStringLiteral("com.veltra.vxStatusMonitorApp"),
                                                   surroundings_.mainBundle)},
-      list_{rows_}, self_{std::make_shared<VXStatusTableVC*>(this)}
+      list_{rows_}, self_{std::make_shared<VXStatusTableVC*>(this)},
+      agentMonitor_{surroundings_.notifications,
+                    [this](AgentState state) { showAgentState(state); }, surroundings_.agentProcess}
 {
     takeInitialFilePath();
     newLogRegistration_ = surroundings_.notifications.addObserver(
@@ -92,6 +95,7 @@ void VXStatusTableVC::awakeFromNib()
     if (tableview_)
         tableview_->setColumnHidden(LogTableModel::componentColumn,
                                     isSwitchOn(QStringLiteral("HIDECOMPONENTCOLUMN")));
+    agentMonitor_.start();
 }
 
 void VXStatusTableVC::updatelogs()
@@ -196,6 +200,20 @@ void VXStatusTableVC::finishPass()
     if (activityIndicator_)
         activityIndicator_->stopAnimation();
     list_.adoptPublishedRows();
+}
+
+void VXStatusTableVC::showAgentState(AgentState state)
+{
+    if (statusImg_) {
+        constexpr QSize size{24, 24};
+        statusImg_->setPixmap(agentStateIcon(state).pixmap(size, statusImg_->devicePixelRatioF()));
+    }
+    if (label_) {
+        const bool isRunning = state == AgentState::running;
+        label_->setText(surroundings_.resources.getLocalisedString(
+            isRunning ? QStringLiteral("AGENT_SERVICE_RUNNING")
+                      : QStringLiteral("AGENT_SERVICE_SHUTTING")));
+    }
 }
 
 } // namespace veltra

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agentmon/AgentProcessMonitor.h"
 #include "logview/ActivityIndicator.h"
 #include "logview/LogPass.h"
 #include "logview/LogTableModel.h"
@@ -29,6 +30,7 @@ struct VXStatusTableSurroundings {
     const VXStatusResourceController& resources;
     std::shared_ptr<Bundle> mainBundle;      ///< may be null: both switches are off then
     std::function<QString()> initalFilePath; ///< the start-up log path // sic
+    AgentProcessSearch agentProcess = {};
 };
 
 /// The controller of the log table.
@@ -62,7 +64,8 @@ class VXStatusTableVC : public QObject {
     void setVersionlabel(QLabel* label) { versionlabel_ = label; }
     void setZelServerIpLabel(QLabel* label) { zelServerIpLabel_ = label; }
 
-    /// Called once the outlets are connected: hides or shows the component column.
+    /// Called once the outlets are connected: hides or shows the component column and begins to
+    /// show whether the agent service runs. Blocks while the service is looked for.
     void awakeFromNib();
 
     /// Reads what was appended to the log since the last pass. Passes run one after the other.
@@ -117,6 +120,7 @@ class VXStatusTableVC : public QObject {
     void onMainThread(void (VXStatusTableVC::*action)());
     void startActivity();
     void finishPass();
+    void showAgentState(AgentState state);
 
     VXStatusTableSurroundings surroundings_;
     std::shared_ptr<Bundle> switches_;
@@ -142,6 +146,7 @@ class VXStatusTableVC : public QObject {
 
     std::shared_ptr<VXStatusTableVC*> self_; // seen weakly by work posted to the main thread
     std::stop_source stop_;
+    AgentProcessMonitor agentMonitor_;
     NotificationCenter::Registration newLogRegistration_;
     std::thread firstPass_;
 };

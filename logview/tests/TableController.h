@@ -8,6 +8,7 @@
 #include "platform/tests/TemporaryFolder.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,6 +21,9 @@ namespace veltra {
 class TableControllerTest : public testing::Test {
   protected:
     using Lines = std::vector<std::string>;
+    static constexpr std::chrono::milliseconds pollInterval{10};
+
+    TableControllerTest() { setAgentPid(""); }
 
     ~TableControllerTest() override { controller_.reset(); }
 
@@ -39,10 +43,14 @@ class TableControllerTest : public testing::Test {
             VXStatusTableSurroundings{.notifications = notifications_,
                                       .resources = resources_,
                                       .mainBundle = mainBundle,
-                                      .initalFilePath = [this] {
-                                          ++askedForPath_;
-                                          return initialPath_;
-                                      }});
+                                      .initalFilePath =
+                                          [this] {
+                                              ++askedForPath_;
+                                              return initialPath_;
+                                          },
+                                      .agentProcess = {.processQuery = "cat " + agentPid_,
+                                                       .service = service_,
+                                                       .pollInterval = pollInterval}});
         return *controller_;
     }
 
@@ -66,6 +74,11 @@ class TableControllerTest : public testing::Test {
         EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
     }
 
+    /// What looking for the agent service finds, as text; nothing at first.
+    void setAgentPid(const std::string& text) const { folder_.write("agent", text); }
+    /// What stands in the agent's command line.
+    const std::string& service() const { return service_; }
+
     /// The table as its view sees it, the top row first.
     Lines table() const
     {
@@ -85,10 +98,20 @@ class TableControllerTest : public testing::Test {
     NotificationCenter& notifications() { return notifications_; }
 
   private:
+    // Looking a text up gives its key.
+    std::shared_ptr<Bundle> withoutTexts() const
+    {
+        bundle_.addTextsWithoutCatalogue();
+        return bundle_.open();
+    }
+
     TemporaryFolder folder_;
+    std::string agentPid_ = folder_.file("agent");
+    std::string service_ = folder_.file("vxsvc");
     RecordedLog log_;
     NotificationCenter notifications_;
-    VXStatusResourceController resources_{{.logFolder = folder_.path() + "/"}, nullptr};
+    TestBundle bundle_;
+    VXStatusResourceController resources_{{.logFolder = folder_.path() + "/"}, withoutTexts()};
     QString initialPath_ = pathOf("vxsvc_1.log");
     std::atomic<int> askedForPath_ = 0;
     ActivityIndicator indicator_;
