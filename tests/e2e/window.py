@@ -1,39 +1,17 @@
-"""Opens the program on logs of every kind and reads its window over the accessibility bus.
-
-Runs inside the namespace of window-test, so that the agent's log folder can be written.
-"""
+"""Opens the program on logs of every kind and reads its window over the accessibility bus."""
 
 import os
 import shutil
-import subprocess
 import sys
-import tempfile
 import time
 import unittest
 
-import gi
+from gi.repository import Atspi
 
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi, GLib  # noqa: E402 (the version has to be named first)
+from monitor import PATIENCE_SECONDS, Monitor, eventually
 
 PROGRAM = sys.argv.pop()
 FOLDER = "/var/Veltra/agent/logs"
-PATIENCE_SECONDS = 30
-
-
-def eventually(read, wanted, why):
-    """Returns what `read` gives once `wanted` is true of it; fails after a long while."""
-    deadline = time.monotonic() + PATIENCE_SECONDS
-    while True:
-        try:
-            value = read()
-        except (GLib.Error, AttributeError):
-            value = None
-        if value is not None and wanted(value):
-            return value
-        if time.monotonic() > deadline:
-            raise AssertionError(f"{why}; last seen: {value!r}")
-        time.sleep(0.005)
 
 
 def line(number, severity="Info", message=None):
@@ -52,80 +30,6 @@ def rows(numbers):
     return [line(n)[1] for n in numbers]
 
 
-def descendants(node, depth=0):
-    """All widgets below `node`; the cells of a table are not visited."""
-    yield node
-    if depth > 12 or node.get_role() == Atspi.Role.TABLE:
-        return
-    for index in range(node.get_child_count()):
-        child = node.get_child_at_index(index)
-        if child is not None:
-            yield from descendants(child, depth + 1)
-
-
-class Monitor:
-    """The program, and its window as assistive technology sees it."""
-
-    def __init__(self):
-        self.log = tempfile.TemporaryFile(mode="w+")
-        self.process = subprocess.Popen([PROGRAM], stdout=self.log, stderr=self.log)
-        try:
-            self.frame = eventually(self._find_frame, bool, "the window did not open")
-        except AssertionError as missing:
-            raise AssertionError(f"{missing}; the program said:\n{self.logged()}") from None
-
-    def _find_frame(self):
-        desktop = Atspi.get_desktop(0)
-        for index in range(desktop.get_child_count()):
-            application = desktop.get_child_at_index(index)
-            if application and application.get_process_id() == self.process.pid:
-                return application.get_child_at_index(0)
-        return None
-
-    def windows(self):
-        application = self.frame.get_application()
-        return [
-            application.get_child_at_index(i).get_role() for i in range(application.get_child_count())
-        ]
-
-    def table(self):
-        return next(n for n in descendants(self.frame) if n.get_role() == Atspi.Role.TABLE)
-
-    def button(self, name):
-        return next(
-            n
-            for n in descendants(self.frame)
-            if n.get_role() == Atspi.Role.PUSH_BUTTON and n.get_name() == name
-        )
-
-    def shown(self, most=10):
-        """The rows from the top, as lists of texts."""
-        table = self.table().get_table_iface()
-        return [
-            [table.get_accessible_at(row, column).get_name() for column in range(5)]
-            for row in range(min(most, table.get_n_rows()))
-        ]
-
-    def expect_rows(self, expected, why):
-        eventually(lambda: self.shown(len(expected) + 1), lambda seen: seen == expected, why)
-
-    def logged(self):
-        position = self.log.tell()
-        self.log.seek(0)
-        text = self.log.read()
-        self.log.seek(position)
-        return text
-
-    def expect_logged(self, text, times=1):
-        eventually(self.logged, lambda log: log.count(text) >= times, f"not logged: {text}")
-
-    def end(self):
-        if self.process.poll() is None:
-            self.process.kill()
-        self.process.wait()
-        self.log.close()
-
-
 class Window(unittest.TestCase):
     def setUp(self):
         shutil.rmtree("/var/Veltra/agent", ignore_errors=True)
@@ -136,7 +40,7 @@ class Window(unittest.TestCase):
             monitor.end()
 
     def open(self):
-        self.monitors.append(Monitor())
+        self.monitors.append(Monitor(PROGRAM))
         return self.monitors[-1]
 
     def write(self, name, text):

@@ -1,0 +1,118 @@
+"""The program's window as assistive technology sees it, for the scripts in this folder.
+
+They run inside the namespace of window-test, on whose display and buses nothing else lives.
+"""
+
+import subprocess
+import tempfile
+import time
+
+import gi
+
+gi.require_version("Atspi", "2.0")
+from gi.repository import Atspi, GLib  # noqa: E402 (the version has to be named first)
+
+PATIENCE_SECONDS = 30
+
+
+def eventually(read, wanted, why):
+    """Returns what `read` gives once `wanted` is true of it; fails after a long while."""
+    deadline = time.monotonic() + PATIENCE_SECONDS
+    while True:
+        try:
+            value = read()
+        except (GLib.Error, AttributeError):
+            value = None
+        if value is not None and wanted(value):
+            return value
+        if time.monotonic() > deadline:
+            raise AssertionError(f"{why}; last seen: {value!r}")
+        time.sleep(0.005)
+
+
+def descendants(node, depth=0):
+    """All widgets below `node`; the cells of a table are not visited."""
+    yield node
+    if depth > 12 or node.get_role() == Atspi.Role.TABLE:
+        return
+    for index in range(node.get_child_count()):
+        child = node.get_child_at_index(index)
+        if child is not None:
+            yield from descendants(child, depth + 1)
+
+
+class Monitor:
+    """The program, and its window as assistive technology sees it."""
+
+    def __init__(self, program):
+        self.log = tempfile.TemporaryFile(mode="w+")
+        self.process = subprocess.Popen([program], stdout=self.log, stderr=self.log)
+        try:
+            self.frame = eventually(self._find_frame, bool, "the window did not open")
+        except AssertionError as missing:
+            raise AssertionError(f"{missing}; the program said:\n{self.logged()}") from None
+
+    def _find_frame(self):
+        desktop = Atspi.get_desktop(0)
+        for index in range(desktop.get_child_count()):
+            application = desktop.get_child_at_index(index)
+            if application and application.get_process_id() == self.process.pid:
+                return application.get_child_at_index(0)
+        return None
+
+    def windows(self):
+        application = self.frame.get_application()
+        return [
+            application.get_child_at_index(i).get_role() for i in range(application.get_child_count())
+        ]
+
+    def table(self):
+        return next(n for n in descendants(self.frame) if n.get_role() == Atspi.Role.TABLE)
+
+    def label(self, outlet):
+        """The label that is connected to the outlet of that name."""
+        return next(
+            n
+            for n in descendants(self.frame)
+            if n.get_role() == Atspi.Role.LABEL and n.get_description() == outlet
+        )
+
+    def status(self):
+        return self.label("label").get_name()
+
+    def expect_status(self, text, why):
+        eventually(self.status, lambda seen: seen == text, why)
+
+    def button(self, name):
+        return next(
+            n
+            for n in descendants(self.frame)
+            if n.get_role() == Atspi.Role.PUSH_BUTTON and n.get_name() == name
+        )
+
+    def shown(self, most=10):
+        """The rows from the top, as lists of texts."""
+        table = self.table().get_table_iface()
+        return [
+            [table.get_accessible_at(row, column).get_name() for column in range(5)]
+            for row in range(min(most, table.get_n_rows()))
+        ]
+
+    def expect_rows(self, expected, why):
+        eventually(lambda: self.shown(len(expected) + 1), lambda seen: seen == expected, why)
+
+    def logged(self):
+        position = self.log.tell()
+        self.log.seek(0)
+        text = self.log.read()
+        self.log.seek(position)
+        return text
+
+    def expect_logged(self, text, times=1):
+        eventually(self.logged, lambda log: log.count(text) >= times, f"not logged: {text}")
+
+    def end(self):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+        self.log.close()
