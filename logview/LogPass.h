@@ -17,8 +17,8 @@ namespace veltra {
 /// shown. The lines of a pass stand in file order, above those of all earlier passes. Every line
 /// read is logged, and so is every line that has no place for a separator.
 ///
-/// One pass at a time may run on the same rows. A pass that is asked to stop ends soon and shows
-/// nothing; it is the last one on these rows.
+/// One pass at a time may run on the same rows. A pass that is asked to stop while it reads ends
+/// soon and shows nothing; it is the last one on these rows.
 std::uint64_t runLogPass(LogRows& rows, const std::string& path, std::uint64_t offset,
                          ShownLines shown, const std::stop_token& stop = {});
 

@@ -25,6 +25,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace veltra {
 
@@ -254,15 +255,12 @@ class WatcherTest : public testing::Test {
 [[nodiscard]] inline std::ptrdiff_t threadCount()
 {
     static const bool isStarted = [] {
-        std::thread{[] {}}.join();
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
-        std::ptrdiff_t count = entriesOf("/proc/self/task");
+        pid_t started = 0;
+        std::thread{[&started] { started = ::gettid(); }}.join();
         // The joined one may be listed a moment longer.
-        for (std::ptrdiff_t last = 0; last != count && std::chrono::steady_clock::now() < deadline;
-             count = entriesOf("/proc/self/task")) {
-            last = count;
-            std::this_thread::sleep_for(std::chrono::milliseconds{20});
-        }
+        const std::string listed = "/proc/self/task/" + std::to_string(started);
+        while (std::filesystem::exists(listed))
+            std::this_thread::yield();
         return true;
     }();
     return isStarted ? entriesOf("/proc/self/task") : 0;
