@@ -73,7 +73,8 @@ bool commandLineHolds(std::int32_t pid, std::string_view text)
     content << file.rdbuf();
     std::string commandLine = std::move(content).str();
     std::ranges::replace(commandLine, '\0', ' ');
-    return !std::ranges::search(commandLine, text, areSameLetter).empty();
+    return std::search(commandLine.begin(), commandLine.end(), text.begin(), text.end(),
+                       areSameLetter) != commandLine.end();
 }
 
 } // namespace veltra

@@ -161,15 +161,17 @@ TEST_F(AgentProcessMonitorTest, NoticesTheExitOnceAndPolls)
     EXPECT_EQ(timers(), 1);
 }
 
-TEST_F(AgentProcessMonitorTest, KeepsToOnePollTimerWhenTwoExitNotificationsArrive)
+TEST_F(AgentProcessMonitorTest, KeepsItsOnePollTimerWhenTwoExitNotificationsArrive)
 {
-    start(1h);
+    const AgentProcessMonitor& monitor = start(1h);
+    const QTimer* const timer = monitor.findChild<QTimer*>();
 
     postExitNotification();
     postExitNotification();
 
     EXPECT_EQ(states(), (States{down, down, down}));
     EXPECT_EQ(timers(), 1);
+    EXPECT_EQ(monitor.findChild<QTimer*>(), timer);
 }
 
 TEST_F(AgentProcessMonitorTest, LeavesOtherNotificationsAlone)
