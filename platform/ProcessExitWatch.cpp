@@ -30,7 +30,6 @@ ProcessExitWatch::ProcessExitWatch(Fd pidfd, std::function<void()> onExit)
 ProcessExitWatch::~ProcessExitWatch()
 {
     notifier_->setEnabled(false);
-    notifier_->disconnect();
     notifier_->deleteLater();
 }
 
