@@ -206,8 +206,6 @@ void PollLoop::forget(std::uint64_t id) noexcept
     if (found->second.descriptor >= 0)
         ::epoll_ctl(watchedTogether(found->second.reading).get(), EPOLL_CTL_DEL,
                     found->second.descriptor, nullptr);
-    else
-        std::erase_if(timers_, [id](const auto& timer) { return timer.second == id; });
     watched_.erase(found);
 }
 

@@ -30,10 +30,11 @@ class InotifyFolders : public InotifyQueueTest {
 
 TEST_F(InotifyFolders, MakingAnEntryWrites)
 {
-    const auto link = [&] { ::link(path("d/old").c_str(), path("d/link").c_str()); };
+    const auto link = [&] { EXPECT_EQ(::link(path("d/old").c_str(), path("d/link").c_str()), 0); };
+    const auto symlink = [&] { EXPECT_EQ(::symlink("old", path("d/symlink").c_str()), 0); };
 
     EXPECT_EQ(changesOfFolder([&] { folder_.write("d/new", "bytes"); }), NOTE_WRITE);
-    EXPECT_EQ(changesOfFolder([&] { symlink("old", path("d/symlink").c_str()); }), NOTE_WRITE);
+    EXPECT_EQ(changesOfFolder(symlink), NOTE_WRITE);
     EXPECT_EQ(changesOfFolder(link), NOTE_WRITE);
 }
 

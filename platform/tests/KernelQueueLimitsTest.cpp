@@ -100,7 +100,7 @@ TEST_F(InotifyLimits, FindsEverythingThatHappenedDuringAnOverflow)
     folder_.append("grown", "x");
     remove("deleted");
     chmod(path("chmodded").c_str(), 0755);
-    link(path("linked").c_str(), path("link").c_str());
+    ASSERT_EQ(link(path("linked").c_str(), path("link").c_str()), 0);
     rename("moved", "moved.1");
     rename("parent", "parent.1");
     folder_.write("folder/new", "");

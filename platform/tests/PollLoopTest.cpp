@@ -140,6 +140,19 @@ TEST_F(PollLoopTest, ForgetsADescriptorWithItsRegistration)
     EXPECT_EQ(words(), Words{});
 }
 
+TEST_F(PollLoopTest, WatchesADescriptorAgainOnceItIsForgotten)
+{
+    const Pipe pipe;
+    auto registration = watch(pipe, "first");
+    pipe.write();
+
+    registration = {};
+    registration = watch(pipe, "second");
+    runOut();
+
+    EXPECT_EQ(words(), Words{"second"});
+}
+
 TEST_F(PollLoopTest, LetsAHandlerEndItsOwnRegistrationAndAnother)
 {
     const Pipe pipe;
@@ -191,6 +204,19 @@ TEST_F(PollLoopTest, ForgetsATimerWithItsRegistration)
     loop().run();
 
     EXPECT_EQ(words(), Words{});
+}
+
+TEST_F(PollLoopTest, LetsGoOfATimersHandlerWhenItHasBeenCalled)
+{
+    auto used = std::make_shared<int>();
+    const std::weak_ptr kept = used;
+    const auto registration =
+        loop().callAfter(0ms, [this, used = std::move(used)] { loop().stop(); });
+    EXPECT_FALSE(kept.expired());
+
+    loop().run();
+
+    EXPECT_TRUE(kept.expired());
 }
 
 TEST_F(PollLoopTest, LogsWhatAHandlerThrowsAndGoesOn)
