@@ -85,8 +85,8 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts)
 Result<pid_t> spawn(const Task& task, const Fd& output, const Fd& error)
 {
     const Preparation preparation{output, error};
-    std::vector<std::string> words = task.arguments;
-    words.insert(words.begin(), task.launchPath);
+    std::vector<std::string> words{task.launchPath};
+    words.insert(words.end(), task.arguments.begin(), task.arguments.end());
     std::vector<std::string> environment = task.environment;
     pid_t process = 0;
     const int failure = ::posix_spawn(&process, task.launchPath.c_str(), &preparation.actions(),
