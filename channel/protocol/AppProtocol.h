@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+namespace veltra {
+
+/// What a client lets the helper tell it: pieces of a command's output, of any length and cut
+/// anywhere between characters, as the pipe delivered them. A piece may be empty.
+class AppProtocol {
+  public:
+    AppProtocol() = default;
+    AppProtocol(const AppProtocol&) = delete;
+    AppProtocol& operator=(const AppProtocol&) = delete;
+    virtual ~AppProtocol() = default;
+
+    virtual void logWithStdOut(const std::string& text) = 0;
+    virtual void logWithStdErr(const std::string& text) = 0;
+};
+
+} // namespace veltra

@@ -1,0 +1,128 @@
+#include "channel/protocol/HelperSide.h"
+
+#include "channel/protocol/AppProtocol-proxy.h"
+#include "channel/protocol/HelperProtocol-adaptor.h"
+#include "platform/ConnectionNames.h"
+
+#include <exception>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+using com::veltra::agentMonitor::AppProtocol_proxy;
+using com::veltra::agentMonitor::HelperProtocol_adaptor;
+
+/// A reply that somebody waits for. It may be owed for longer than the connection lasts.
+template <typename T>
+struct OwedReply {
+    std::shared_ptr<sdbus::IConnection> bus; // outlives the result, which is a message of it
+    sdbus::Result<T> result;
+};
+
+class HelperProtocolObject : public sdbus::AdaptorInterfaces<HelperProtocol_adaptor> {
+  public:
+    HelperProtocolObject(const ServiceConnection& connection, HelperProtocol& helper)
+        : AdaptorInterfaces{*connection.exportedObject().bus, connection.exportedObject().path},
+          connection_{connection}, helper_{helper}
+    {
+        registerAdaptor();
+    }
+
+    HelperProtocolObject(const HelperProtocolObject&) = delete;
+    HelperProtocolObject& operator=(const HelperProtocolObject&) = delete;
+    virtual ~HelperProtocolObject() { unregisterAdaptor(); }
+
+  private:
+    void getVersionWithCompletion(sdbus::Result<std::string>&& result) override
+    {
+        answer(std::move(result), [this](auto completion) { helper_.getVersion(completion); });
+    }
+
+    void runCommandWithPath_completion(sdbus::Result<std::int32_t>&& result,
+                                       std::string option) override
+    {
+        answer(std::move(result), [&](auto completion) { helper_.runCommand(option, completion); });
+    }
+
+    void runCommandWithPath_authData_completion(sdbus::Result<std::int32_t>&& result,
+                                                std::string option,
+                                                std::vector<std::uint8_t> data) override
+    {
+        std::optional<HelperProtocol::AuthorizationData> authData;
+        if (!data.empty())
+            authData = std::move(data);
+        answer(std::move(result),
+               [&](auto completion) { helper_.runCommand(option, authData, completion); });
+    }
+
+    // Nothing but an sdbus::Error may pass through the bus library.
+    template <typename T, typename Call>
+    void answer(sdbus::Result<T>&& result, const Call& call)
+    {
+        const auto owed = std::make_shared<OwedReply<T>>(
+            OwedReply<T>{connection_.exportedObject().bus, std::move(result)});
+        try {
+            connection_.admit(*getObject().getCurrentlyProcessedMessage());
+            call([owed](const T& value) { owed->result.returnResults(value); });
+        } catch (const sdbus::Error& error) {
+            owed->result.returnError(error);
+        } catch (const std::exception& error) {
+            owed->result.returnError(sdbus::Error{connections::failedError, error.what()});
+        }
+    }
+
+    const ServiceConnection& connection_;
+    HelperProtocol& helper_;
+};
+
+std::string withoutNul(const std::string& text)
+{
+    std::string carried;
+    carried.reserve(text.size());
+    for (const char c : text)
+        if (c == '\0')
+            carried += "\xEF\xBF\xBD";
+        else
+            carried += c;
+    return carried;
+}
+
+class AppProtocolProxy : public AppProtocol, private sdbus::ProxyInterfaces<AppProtocol_proxy> {
+  public:
+    explicit AppProtocolProxy(const ServiceConnection::Place& place)
+        : ProxyInterfaces{*place.bus, place.name, place.path}
+    {
+        registerProxy();
+    }
+
+    AppProtocolProxy(const AppProtocolProxy&) = delete;
+    AppProtocolProxy& operator=(const AppProtocolProxy&) = delete;
+    ~AppProtocolProxy() override { unregisterProxy(); }
+
+    void logWithStdOut(const std::string& text) override
+    {
+        AppProtocol_proxy::logWithStdOut(withoutNul(text));
+    }
+
+    void logWithStdErr(const std::string& text) override
+    {
+        AppProtocol_proxy::logWithStdErr(withoutNul(text));
+    }
+};
+
+} // namespace
+
+std::shared_ptr<void> exportHelperProtocol(const ServiceConnection& connection,
+                                           HelperProtocol& helper)
+{
+    return std::make_shared<HelperProtocolObject>(connection, helper);
+}
+
+std::shared_ptr<AppProtocol> remoteAppProtocol(const ServiceConnection::Place& remoteObject)
+{
+    return std::make_shared<AppProtocolProxy>(remoteObject);
+}
+
+} // namespace veltra

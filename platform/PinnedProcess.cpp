@@ -1,0 +1,202 @@
+#include "platform/PinnedProcess.h"
+
+#include "platform/ProcessMappings.h"
+
+#include <charconv>
+#include <fstream>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace veltra {
+
+namespace {
+
+constexpr mode_t writableByOthers = S_IWGRP | S_IWOTH;
+
+bool isSameFile(const struct stat& one, const struct stat& other) noexcept
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool isOnNosuidMount(const Fd& file)
+{
+    struct statvfs mount {};
+    return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
+}
+
+/// /proc/PID/status, a name and a value a line.
+class ProcessStatus {
+  public:
+    explicit ProcessStatus(const std::string& path)
+    {
+        std::ostringstream content;
+        content << std::ifstream{path}.rdbuf();
+        text_ = "\n" + std::move(content).str();
+    }
+
+    /// What stands behind a name, up to the end of the line; empty when it is not there.
+    [[nodiscard]] std::string_view operator[](std::string_view name) const
+    {
+        const std::string start = "\n" + std::string{name} + ":\t";
+        const auto found = text_.find(start);
+        if (found == std::string::npos)
+            return {};
+        const std::string_view rest = std::string_view{text_}.substr(found + start.size());
+        return rest.substr(0, rest.find('\n'));
+    }
+
+  private:
+    std::string text_;
+};
+
+} // namespace
+
+Result<PinnedProcess> PinnedProcess::open(pid_t process)
+{
+    Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
+    if (!pidfd)
+        return Error::last("pin process", std::to_string(process));
+
+    const std::string executable = "/proc/" + std::to_string(process) + "/exe";
+    Fd file{::open(executable.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return Error::last("open the executable of process", std::to_string(process));
+
+    PinnedProcess pinned{process, std::move(pidfd), std::move(file), status};
+    // The number may have gone to another process before the executable was opened.
+    if (!pinned.isAlive())
+        return Error{std::make_error_code(std::errc::no_such_process), "pin process",
+                     std::to_string(process)};
+    return pinned;
+}
+
+PinnedProcess::PinnedProcess(pid_t pid, Fd pidfd, Fd executable, const struct stat& file)
+    : pid_{pid}, pidfd_{std::move(pidfd)}, executable_{std::move(executable)}, file_{file}
+{
+}
+
+std::optional<std::string> PinnedProcess::objection(const Expectation& expected) const
+{
+    Objection objection = toExecutable(expected.user);
+    if (!objection)
+        objection = toStatus(expected.user);
+    if (!objection)
+        objection = toNamespaces(expected.busDaemon);
+    if (!objection && expected.user != 0)
+        objection = toMappings();
+    // What was read above was the process's own only if it still lives.
+    return objection ? objection : change();
+}
+
+std::optional<std::string> PinnedProcess::change() const
+{
+    struct stat now {};
+    const bool isSameProgram = ::stat(path("exe").c_str(), &now) == 0 && isSameFile(now, file_);
+    const bool isTraced = ProcessStatus{path("status")}["TracerPid"] != "0";
+    const bool isInOurUserNamespace = hasSame("ns/user", ::getpid());
+    if (!isAlive())
+        return "it has exited";
+    if (!isSameProgram)
+        return "it runs another executable";
+    if (isTraced)
+        return "it is traced";
+    if (!isInOurUserNamespace)
+        return "it is in another user namespace";
+    return std::nullopt;
+}
+
+std::string PinnedProcess::path(const char* name) const
+{
+    return "/proc/" + std::to_string(pid_) + "/" + name;
+}
+
+bool PinnedProcess::isAlive() const
+{
+    pollfd exit{pidfd_.get(), POLLIN, 0};
+    return ::poll(&exit, 1, 0) == 0;
+}
+
+// Whether what /proc says under `name` of both is one and the same object.
+bool PinnedProcess::hasSame(const char* name, pid_t other) const
+{
+    struct stat mine {};
+    struct stat its {};
+    const std::string otherPath = "/proc/" + std::to_string(other) + "/" + name;
+    return ::stat(path(name).c_str(), &its) == 0 && ::stat(otherPath.c_str(), &mine) == 0 &&
+           isSameFile(its, mine);
+}
+
+PinnedProcess::Objection PinnedProcess::toExecutable(uid_t user) const
+{
+    struct stat now {};
+    if (::fstat(executable_.get(), &now) != 0 || now.st_nlink == 0)
+        return "its executable was deleted";
+    if (!S_ISREG(now.st_mode))
+        return "its executable is no plain file";
+    if ((now.st_mode & writableByOthers) != 0)
+        return "others may write to its executable";
+    if (user != 0 && isOnNosuidMount(executable_))
+        return "its executable is on a nosuid mount";
+    return std::nullopt;
+}
+
+PinnedProcess::Objection PinnedProcess::toStatus(uid_t user) const
+{
+    const ProcessStatus status{path("status")};
+    std::istringstream ids{std::string{status["Uid"]}};
+    int count = 0;
+    for (uid_t id = 0; ids >> id; ++count)
+        if (id != user)
+            return "it runs as another user";
+    if (count != 4)
+        return "its status cannot be read";
+    if (status["TracerPid"] != "0")
+        return "it is traced";
+    if (status["Seccomp"] != "0")
+        return "it is under a seccomp filter";
+    return std::nullopt;
+}
+
+PinnedProcess::Objection PinnedProcess::toNamespaces(pid_t busDaemon) const
+{
+    if (!hasSame("ns/user", ::getpid()))
+        return "it is in another user namespace";
+    if (!hasSame("ns/pid", ::getpid()))
+        return "it is in another pid namespace";
+    if (!hasSame("ns/mnt", busDaemon))
+        return "it is in another mount namespace";
+    if (!hasSame("root", busDaemon))
+        return "its root folder is another one";
+    return std::nullopt;
+}
+
+PinnedProcess::Objection PinnedProcess::toMappings() const
+{
+    const auto mappings = executableFileMappings(pid_);
+    // There are none while a process is about to become another program.
+    if (mappings.empty())
+        return "it has no executable mappings";
+    for (const ProcessMapping& mapping : mappings) {
+        const Fd file{::open(mapping.path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW)};
+        struct stat status {};
+        if (!file || ::fstat(file.get(), &status) != 0 || status.st_ino != mapping.inode)
+            return mapping.path + " was replaced since it was loaded; restarting the program helps";
+        if (status.st_uid != 0 || (status.st_mode & writableByOthers) != 0)
+            return mapping.path + ", which it has loaded, is not root's alone";
+        if (isOnNosuidMount(file))
+            return mapping.path + ", which it has loaded, is on a nosuid mount";
+        if (mapping.isWrittenTo)
+            return mapping.path + " was changed in its memory";
+    }
+    return std::nullopt;
+}
+
+} // namespace veltra

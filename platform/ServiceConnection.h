@@ -1,0 +1,66 @@
+#pragma once
+
+#include "platform/PinnedProcess.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include <sdbus-c++/sdbus-c++.h>
+
+namespace veltra {
+
+/// One of the connections that clients have to a service, as the service sees it.
+///
+/// A connection is a pair of object paths: the service's object, which only this client may call,
+/// and the client's, which the service sends to. Everything about it belongs on the thread of the
+/// listener's loop.
+class ServiceConnection {
+  public:
+    /// Where an object is reached, or is to be put.
+    struct Place {
+        std::shared_ptr<sdbus::IConnection> bus;
+        std::string name; ///< the unique name of the program that has it
+        std::string path;
+    };
+    /// Puts the service's object at its place. The object is destroyed with the connection.
+    using Export = std::function<std::shared_ptr<void>(const ServiceConnection&)>;
+
+    ServiceConnection(std::shared_ptr<const PinnedProcess> process, Place exported, Place remote);
+    ServiceConnection(const ServiceConnection&) = delete;
+    ServiceConnection& operator=(const ServiceConnection&) = delete;
+    ~ServiceConnection() = default;
+
+    [[nodiscard]] pid_t processIdentifier() const noexcept { return process_->pid(); }
+    [[nodiscard]] const PinnedProcess& process() const noexcept { return *process_; }
+
+    [[nodiscard]] const Place& exportedObject() const noexcept { return exported_; }
+    [[nodiscard]] const Place& remoteObject() const noexcept { return remote_; }
+
+    /// Both are set before resume().
+    void setExportedObject(Export makeObject) { makeObject_ = std::move(makeObject); }
+    void setInvalidationHandler(std::function<void()> handler) { onEnd_ = std::move(handler); }
+
+    /// Lets the client call the exported object.
+    void resume();
+
+    /// Throws an sdbus::Error unless `call` was sent by this client and its process still is what
+    /// it was when it was let in. To be asked first in every call of the exported object.
+    void admit(const sdbus::Message& call) const;
+
+    /// Takes the exported object away. Not to be called by a call of the exported object, as is:
+    void withdraw();
+
+    /// Takes the exported object away and calls the invalidation handler, once.
+    void invalidate();
+
+  private:
+    std::shared_ptr<const PinnedProcess> process_;
+    Place exported_;
+    Place remote_;
+    Export makeObject_;
+    std::function<void()> onEnd_;
+    std::shared_ptr<void> object_;
+};
+
+} // namespace veltra

@@ -1,0 +1,104 @@
+#pragma once
+
+#include "platform/BusConnection.h"
+#include "platform/CallerSettlement.h"
+#include "platform/PollLoop.h"
+#include "platform/ServiceConnection.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace veltra {
+
+class ServiceListener;
+
+/// Who decides about a service's new connections.
+class ServiceListenerDelegate {
+  public:
+    ServiceListenerDelegate() = default;
+    ServiceListenerDelegate(const ServiceListenerDelegate&) = delete;
+    ServiceListenerDelegate& operator=(const ServiceListenerDelegate&) = delete;
+    virtual ~ServiceListenerDelegate() = default;
+
+    /// Whether to accept the connection of a process that has proved who it is. One that is
+    /// accepted has been given its handlers and resumed. Called on the loop's thread.
+    virtual bool listener(ServiceListener& listener,
+                          const std::shared_ptr<ServiceConnection>& shouldAcceptNewConnection) = 0;
+};
+
+/// The endpoint of a service that has a name on the system bus.
+///
+/// Everything about it belongs on the thread of its loop. See docs/protocol.md for what clients
+/// send, and docs/security.md for what they prove before the delegate hears of them.
+class ServiceListener {
+  public:
+    /// Looks at a process before the delegate is asked about it, on a thread of its own: for what
+    /// takes long. Another thread may do so at the same time.
+    using Examination = std::function<void(const PinnedProcess&)>;
+
+    ServiceListener(std::shared_ptr<PollLoop> loop, std::string machServiceName);
+    ServiceListener(const ServiceListener&) = delete;
+    ServiceListener& operator=(const ServiceListener&) = delete;
+    ~ServiceListener();
+
+    /// All are set before resume(). The delegate must outlive the listener.
+    void setDelegate(ServiceListenerDelegate* delegate) noexcept { delegate_ = delegate; }
+    void setExamination(Examination examine) { examine_ = std::move(examine); }
+    /// Called once when the bus has gone away, after all connections are invalidated.
+    void setInvalidationHandler(std::function<void()> handler) { onLoss_ = std::move(handler); }
+
+    /// Takes the service's name and serves from then on. Fails when there is no bus, or it does
+    /// not grant the name.
+    [[nodiscard]] Result<std::monostate> resume();
+
+    /// Gives the name back, and has everything that the bus had sent here until then answered by
+    /// its not being known here: the senders ask the service's next instance. Connections end
+    /// without their handlers being called; replies that are still owed can still be sent.
+    void end();
+
+  private:
+    using Opened = sdbus::Result<sdbus::ObjectPath>;
+    struct Waiting {
+        Opened result;
+        std::string remotePath;
+    };
+    struct Client {
+        std::shared_ptr<CallerSettlement> settlement; // until it is settled
+        std::vector<Waiting> waiting;
+        CallerSettlement::Process process;
+        std::map<std::string, std::shared_ptr<ServiceConnection>> connections;
+    };
+
+    void watchClients();
+    void exportRoot();
+    void open(Opened result, const std::string& client, const std::string& remotePath);
+    void settled(const std::string& client, const CallerSettlement::Process& process,
+                 const std::string& refusal);
+    void accept(const std::string& client, Waiting waiting);
+    void close(const std::string& client, const std::string& path);
+    void forget(const std::string& client);
+    void forgetAll();
+    [[nodiscard]] std::string newPath();
+
+    std::shared_ptr<PollLoop> loop_;
+    std::string name_;
+    ServiceListenerDelegate* delegate_ = nullptr;
+    Examination examine_;
+    std::function<void()> onLoss_;
+
+    std::unique_ptr<BusConnection> connection_;
+    CallerSettlement::Setting setting_;
+    std::unique_ptr<sdbus::IProxy> busDaemon_;
+    sdbus::Slot departures_;
+    std::unique_ptr<sdbus::IObject> root_;
+    std::map<std::string, Client> clients_; // by their unique names
+    std::uint64_t instance_ = 0;
+    std::uint64_t lastPath_ = 0;
+};
+
+} // namespace veltra
