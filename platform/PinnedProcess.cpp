@@ -2,13 +2,14 @@
 
 #include "platform/ProcessMappings.h"
 
-#include <charconv>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string_view>
 #include <utility>
 
 #include <fcntl.h>
+#include <linux/openat2.h>
 #include <poll.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
@@ -29,6 +30,16 @@ bool isOnNosuidMount(const Fd& file)
 {
     struct statvfs mount {};
     return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
+}
+
+// The kernel names a mapped file without links. Following one would let its owner put a link to
+// somebody else's file, and with it that file's owner, in its place before we look.
+Fd openWithoutLinks(const std::string& path)
+{
+    open_how how{};
+    how.flags = O_PATH | O_CLOEXEC;
+    how.resolve = RESOLVE_NO_SYMLINKS;
+    return Fd{static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how))};
 }
 
 /// /proc/PID/status, a name and a value a line.
@@ -55,6 +66,15 @@ class ProcessStatus {
   private:
     std::string text_;
 };
+
+// A thread that has ended meanwhile has nothing to say, and nobody traces it.
+bool isThreadTraced(const std::filesystem::path& thread)
+{
+    const ProcessStatus status{thread / "status"};
+    const std::string_view tracer = status["TracerPid"];
+    std::error_code ignored;
+    return tracer.empty() ? std::filesystem::exists(thread, ignored) : tracer != "0";
+}
 
 } // namespace
 
@@ -92,21 +112,23 @@ std::optional<std::string> PinnedProcess::objection(const Expectation& expected)
         objection = toNamespaces(expected.busDaemon);
     if (!objection && expected.user != 0)
         objection = toMappings();
-    // What was read above was the process's own only if it still lives.
-    return objection ? objection : change();
+    // What was read above was the process's own only if it still lives. If not, or if it changed
+    // meanwhile, that is why the rest is amiss.
+    const Objection changed = change();
+    return changed ? changed : objection;
 }
 
 std::optional<std::string> PinnedProcess::change() const
 {
     struct stat now {};
     const bool isSameProgram = ::stat(path("exe").c_str(), &now) == 0 && isSameFile(now, file_);
-    const bool isTraced = ProcessStatus{path("status")}["TracerPid"] != "0";
+    const bool isTracedNow = isTraced();
     const bool isInOurUserNamespace = hasSame("ns/user", ::getpid());
     if (!isAlive())
         return "it has exited";
     if (!isSameProgram)
         return "it runs another executable";
-    if (isTraced)
+    if (isTracedNow)
         return "it is traced";
     if (!isInOurUserNamespace)
         return "it is in another user namespace";
@@ -122,6 +144,17 @@ bool PinnedProcess::isAlive() const
 {
     pollfd exit{pidfd_.get(), POLLIN, 0};
     return ::poll(&exit, 1, 0) == 0;
+}
+
+// A tracer holds single threads, and the process's own status tells of the first one only.
+bool PinnedProcess::isTraced() const
+{
+    std::error_code error;
+    std::filesystem::directory_iterator thread{path("task"), error};
+    for (; !error && thread != std::filesystem::directory_iterator{}; thread.increment(error))
+        if (isThreadTraced(thread->path()))
+            return true;
+    return error != std::error_code{};
 }
 
 // Whether what /proc says under `name` of both is one and the same object.
@@ -158,8 +191,6 @@ PinnedProcess::Objection PinnedProcess::toStatus(uid_t user) const
             return "it runs as another user";
     if (count != 4)
         return "its status cannot be read";
-    if (status["TracerPid"] != "0")
-        return "it is traced";
     if (status["Seccomp"] != "0")
         return "it is under a seccomp filter";
     return std::nullopt;
@@ -167,8 +198,6 @@ PinnedProcess::Objection PinnedProcess::toStatus(uid_t user) const
 
 PinnedProcess::Objection PinnedProcess::toNamespaces(pid_t busDaemon) const
 {
-    if (!hasSame("ns/user", ::getpid()))
-        return "it is in another user namespace";
     if (!hasSame("ns/pid", ::getpid()))
         return "it is in another pid namespace";
     if (!hasSame("ns/mnt", busDaemon))
@@ -185,7 +214,7 @@ PinnedProcess::Objection PinnedProcess::toMappings() const
     if (mappings.empty())
         return "it has no executable mappings";
     for (const ProcessMapping& mapping : mappings) {
-        const Fd file{::open(mapping.path.c_str(), O_PATH | O_CLOEXEC | O_NOFOLLOW)};
+        const Fd file = openWithoutLinks(mapping.path);
         struct stat status {};
         if (!file || ::fstat(file.get(), &status) != 0 || status.st_ino != mapping.inode)
             return mapping.path + " was replaced since it was loaded; restarting the program helps";

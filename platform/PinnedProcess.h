@@ -50,6 +50,7 @@ class PinnedProcess {
 
     [[nodiscard]] std::string path(const char* name) const;
     [[nodiscard]] bool isAlive() const;
+    [[nodiscard]] bool isTraced() const;
     [[nodiscard]] bool hasSame(const char* name, pid_t other) const;
     [[nodiscard]] Objection toExecutable(uid_t user) const;
     [[nodiscard]] Objection toStatus(uid_t user) const;

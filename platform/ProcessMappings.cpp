@@ -12,7 +12,8 @@ namespace {
 // 7f1c2000-7f1c4000 r-xp 00002000 fe:00 1234    /usr/lib/libc.so.6
 bool isHeader(const std::string& line)
 {
-    return line.find_first_not_of("0123456789abcdef") == line.find('-');
+    const auto dash = line.find('-');
+    return dash != std::string::npos && dash == line.find_first_not_of("0123456789abcdef");
 }
 
 // None for memory that is not executable, or of no file.
@@ -39,6 +40,12 @@ bool isNonZeroCount(const std::string& line, std::string_view name)
     return kilobytes > 0;
 }
 
+// A changed page is the process's own; one that was moved out to swap is counted there only.
+bool tellsOfChangedPages(const std::string& line)
+{
+    return isNonZeroCount(line, "Anonymous:") || isNonZeroCount(line, "Swap:");
+}
+
 } // namespace
 
 std::vector<ProcessMapping> executableFileMappings(pid_t pid)
@@ -59,7 +66,7 @@ std::vector<ProcessMapping> executableFileMappings(std::string_view smaps)
             isOfInterest = mapping.has_value();
             if (mapping)
                 mappings.push_back(*mapping);
-        } else if (isOfInterest && isNonZeroCount(line, "Anonymous:")) {
+        } else if (isOfInterest && tellsOfChangedPages(line)) {
             mappings.back().isWrittenTo = true;
         }
     }

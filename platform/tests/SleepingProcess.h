@@ -13,19 +13,27 @@
 namespace veltra {
 
 /// A process of a test's own that does nothing until it is killed. Its command line begins with
-/// the name that it is given.
+/// the name that it is given; the program is sleep(1) or a copy of it.
 class SleepingProcess {
   public:
-    explicit SleepingProcess(const std::string& name = "sleep")
+    explicit SleepingProcess(const std::string& name = "sleep",
+                             const std::string& program = "/bin/sleep")
     {
         const std::string seconds = "1000";
+        // The child of a vfork() writes into its parent's memory.
+        volatile int failure = 0;
         pid_ = ::vfork();
         if (pid_ == 0) {
-            ::execl("/bin/sleep", name.c_str(), seconds.c_str(), nullptr);
+            ::execl(program.c_str(), name.c_str(), seconds.c_str(), nullptr);
+            failure = errno;
             ::_exit(127);
         }
         if (pid_ < 0)
             throw std::system_error{errno, std::generic_category(), "vfork"};
+        if (failure != 0) {
+            ::waitpid(pid_, nullptr, 0);
+            throw std::system_error{failure, std::generic_category(), program};
+        }
         waitForCommandLine();
     }
 

@@ -1,0 +1,6 @@
+// A library to be loaded into programs that did not ask for it.
+
+extern "C" int veltraOddLibrary()
+{
+    return 1;
+}
