@@ -1,21 +1,14 @@
 // Runs the built program logpass from end to end.
 
+#include "platform/tests/FinishedProgram.h"
 #include "platform/tests/TemporaryFolder.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 #include <string>
-#include <system_error>
 #include <vector>
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 namespace veltra {
@@ -37,35 +30,22 @@ std::string row(const std::string& messageType, const std::string& message)
     return "2024-03-05\t10:22:33\tvxsvc\t" + messageType + "\t" + message + "\n";
 }
 
-std::string bytesOf(const std::string& path)
-{
-    std::ostringstream bytes;
-    bytes << std::ifstream{path, std::ios::binary}.rdbuf();
-    return bytes.str();
-}
-
-struct Finished {
-    int status;
-    std::string output;
-    std::string error;
-};
-
 class LogpassTest : public testing::Test {
   protected:
     /// Runs logpass and waits for its end.
-    Finished run(Arguments arguments, const std::string& output = {}) const
+    FinishedProgram run(Arguments arguments, const std::string& output = {}) const
     {
         arguments.insert(arguments.begin(), VELTRA_LOGPASS);
         return execute(arguments, "/dev/null", output);
     }
 
     /// Runs any program; its output is kept unless it goes somewhere special.
-    Finished execute(Arguments arguments, const std::string& input = "/dev/null",
-                     const std::string& output = {}) const
+    FinishedProgram execute(Arguments arguments, const std::string& input = "/dev/null",
+                            const std::string& output = {}) const
     {
         const std::string kept = folder_.file("output");
         const std::string error = folder_.file("error");
-        const int status = spawnAndWait(arguments, {input, output.empty() ? kept : output, error});
+        const int status = runProgram(arguments, {input, output.empty() ? kept : output, error});
         return {status, output.empty() ? bytesOf(kept) : std::string{}, bytesOf(error)};
     }
 
@@ -78,35 +58,10 @@ class LogpassTest : public testing::Test {
     const TemporaryFolder& folder() const { return folder_; }
 
   private:
-    static int spawnAndWait(Arguments& arguments, const std::array<std::string, 3>& streams)
-    {
-        std::vector<char*> argv;
-        for (std::string& argument : arguments)
-            argv.push_back(argument.data());
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions{};
-        ::posix_spawn_file_actions_init(&actions);
-        for (std::size_t i = 0; i < streams.size(); ++i)
-            ::posix_spawn_file_actions_addopen(&actions, static_cast<int>(i), streams[i].c_str(),
-                                               i == 0 ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC,
-                                               0600);
-        pid_t child = 0;
-        const int failure =
-            ::posix_spawn(&child, argv.front(), &actions, nullptr, argv.data(), environ);
-        ::posix_spawn_file_actions_destroy(&actions);
-        if (failure != 0)
-            throw std::system_error{failure, std::generic_category(), argv.front()};
-
-        int status = 0;
-        if (::waitpid(child, &status, 0) != child)
-            throw std::system_error{errno, std::generic_category(), "waitpid"};
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
-
     TemporaryFolder folder_;
 };
 
-void expectOneLine(const Finished& run, const std::string& part)
+void expectOneLine(const FinishedProgram& run, const std::string& part)
 {
     EXPECT_EQ(run.status, 2);
     EXPECT_EQ(run.output, "");
@@ -119,7 +74,7 @@ TEST_F(LogpassTest, PrintsTheRowsFromTheTopAndTheOffset)
 {
     const std::string bytes = first + line("Info: a") + line("Info: b");
 
-    const Finished result = run({log(bytes)});
+    const FinishedProgram result = run({log(bytes)});
 
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.output, row("Info", "a") + row("Info", "b") + "offset " +
@@ -158,7 +113,7 @@ TEST_F(LogpassTest, RunsOneMorePassForEveryFileThatFollows)
     const std::string two = log(first + line("Info: b") + line("Info: c"), "two");
     const std::string three = log(first, "three");
 
-    const Finished result = run({one, "--then", two, "--then", three});
+    const FinishedProgram result = run({one, "--then", two, "--then", three});
 
     const auto length = bytesOf(one).size() + bytesOf(two).size() + bytesOf(three).size();
     EXPECT_EQ(result.output, row("Info", "b") + row("Info", "c") + row("Info", "a") + "offset " +
@@ -195,14 +150,14 @@ TEST_F(LogpassTest, PrintsNulBytesAndTextOutsideAscii)
 {
     const std::string message{"a\0b\xC3\xA4", 5};
 
-    const Finished result = run({log(first + line("Info: " + message))});
+    const FinishedProgram result = run({log(first + line("Info: " + message))});
 
     EXPECT_TRUE(result.output.starts_with(row("Info", message)));
 }
 
 TEST_F(LogpassTest, LogsEveryLineItReadsToStandardError)
 {
-    const Finished result = run({log("one\ntwo\n\nInfo: four")});
+    const FinishedProgram result = run({log("one\ntwo\n\nInfo: four")});
 
     EXPECT_EQ(result.error, "read line: one\nread line: two\nread line: \n"
                             "read line: Info: four\n"
@@ -219,7 +174,7 @@ TEST_F(LogpassTest, LogsManyLinesCompletely)
         expected += "read line: " + next;
     }
 
-    const Finished result = run({"--count", log(bytes)});
+    const FinishedProgram result = run({"--count", log(bytes)});
 
     EXPECT_TRUE(result.error == expected);
     EXPECT_EQ(result.output, "rows 49999\noffset " + std::to_string(bytes.size()) + "\n");
@@ -227,7 +182,7 @@ TEST_F(LogpassTest, LogsManyLinesCompletely)
 
 TEST_F(LogpassTest, LogsNothingWhenQuiet)
 {
-    const Finished result = run({"--quiet-log", log(first + "Info:\n" + line("Info: a"))});
+    const FinishedProgram result = run({"--quiet-log", log(first + "Info:\n" + line("Info: a"))});
 
     EXPECT_EQ(result.error, "");
     EXPECT_TRUE(result.output.starts_with(row("Info", "a")));
@@ -235,7 +190,7 @@ TEST_F(LogpassTest, LogsNothingWhenQuiet)
 
 TEST_F(LogpassTest, StopsAPassAtALineThatIsNotUtf8)
 {
-    const Finished result = run({log(first + line("Info: a") + "\xFF\n" + line("Info: b"))});
+    const FinishedProgram result = run({log(first + line("Info: a") + "\xFF\n" + line("Info: b"))});
 
     EXPECT_EQ(result.output, row("Info", "a") + "offset " +
                                  std::to_string(first.size() + line("Info: a").size() + 2) + "\n");
@@ -247,7 +202,7 @@ TEST_F(LogpassTest, ReadsFromAPipe)
     while (bytes.size() < 300'000)
         bytes += line("Info: through the pipe");
 
-    const Finished result = execute(
+    const FinishedProgram result = execute(
         {"/bin/sh", "-c", "cat \"$1\" | \"$0\" --count /dev/stdin", VELTRA_LOGPASS, log(bytes)});
 
     EXPECT_EQ(result.status, 0);
@@ -262,7 +217,7 @@ TEST_F(LogpassTest, ReadsFromStandardInputThatIsAFile)
 
 TEST_F(LogpassTest, ReadsAFileWhoseLengthTheSystemDoesNotTell)
 {
-    const Finished result = run({"/proc/self/status"});
+    const FinishedProgram result = run({"/proc/self/status"});
 
     EXPECT_EQ(result.status, 0);
     EXPECT_TRUE(result.error.starts_with("read line: Name:")) << result.error;
@@ -323,7 +278,8 @@ TEST_F(LogpassTest, LeavesNoFileBehind)
     const std::string temporary = folder().file("temporary");
     fs::create_directory(temporary);
 
-    const Finished result = execute({"/usr/bin/env", "TMPDIR=" + temporary, VELTRA_LOGPASS, path});
+    const FinishedProgram result =
+        execute({"/usr/bin/env", "TMPDIR=" + temporary, VELTRA_LOGPASS, path});
 
     EXPECT_EQ(result.status, 0);
     EXPECT_TRUE(fs::is_empty(temporary));

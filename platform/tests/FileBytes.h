@@ -1,0 +1,17 @@
+#pragma once
+
+#include <fstream>
+#include <sstream>
+#include <string>
+
+namespace veltra {
+
+/// What a file holds; nothing when it cannot be read.
+inline std::string bytesOf(const std::string& path)
+{
+    std::ostringstream bytes;
+    bytes << std::ifstream{path, std::ios::binary}.rdbuf();
+    return bytes.str();
+}
+
+} // namespace veltra
