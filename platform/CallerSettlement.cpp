@@ -92,7 +92,7 @@ void CallerSettlement::examine()
         if (const auto objection = process->objection(expected))
             return {nullptr, *objection};
         if (examine)
-            examine(*process);
+            examine(process);
         return {process, {}};
     };
     std::thread{[look, loop = setting_.loop, weak = weak_from_this()] {

@@ -28,7 +28,7 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
         sdbus::IProxy* busDaemon = nullptr; ///< the bus's own object
         pid_t busDaemonProcess = 0;
         /// Looks at a process ahead of time. Called on a thread of its own.
-        std::function<void(const PinnedProcess&)> examine;
+        std::function<void(const std::shared_ptr<const PinnedProcess>&)> examine;
         /// How many settlements go on for each user.
         std::shared_ptr<std::map<uid_t, int>> underWay;
     };

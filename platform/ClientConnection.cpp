@@ -203,6 +203,8 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
     {
         --callsUnderWay_;
         bus_.callEnded();
+        // The library still is in the proxy whose answer this is.
+        bus_.post([call = queued.call] {});
         if (error && isUnseen(*error) && ++queued.attempts < mostAttempts) {
             if (path == serverPath_)
                 serverPath_.clear();

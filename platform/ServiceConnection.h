@@ -32,7 +32,10 @@ class ServiceConnection {
     ~ServiceConnection() = default;
 
     [[nodiscard]] pid_t processIdentifier() const noexcept { return process_->pid(); }
-    [[nodiscard]] const PinnedProcess& process() const noexcept { return *process_; }
+    [[nodiscard]] const std::shared_ptr<const PinnedProcess>& process() const noexcept
+    {
+        return process_;
+    }
 
     [[nodiscard]] const Place& exportedObject() const noexcept { return exported_; }
     [[nodiscard]] const Place& remoteObject() const noexcept { return remote_; }

@@ -39,7 +39,7 @@ class ServiceListener {
   public:
     /// Looks at a process before the delegate is asked about it, on a thread of its own: for what
     /// takes long. Another thread may do so at the same time.
-    using Examination = std::function<void(const PinnedProcess&)>;
+    using Examination = std::function<void(const CallerSettlement::Process&)>;
 
     ServiceListener(std::shared_ptr<PollLoop> loop, std::string machServiceName);
     ServiceListener(const ServiceListener&) = delete;

@@ -81,8 +81,9 @@ class HelperCallProxy : public sdbus::ProxyInterfaces<HelperProtocol_proxy> {
     template <typename Completion, typename Value>
     void answer(const sdbus::Error* error, const Completion& completion, const Value& value)
     {
-        // It keeps the call, which keeps this.
-        std::exchange(ended_, {})(error);
+        // It keeps the call, which keeps this: until the end of this function.
+        const auto ended = std::exchange(ended_, {});
+        ended(error);
         if (!error)
             completion(value);
     }

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "helper/CodesignCheckError.h"
+#include "platform/PinnedProcess.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace veltra {
+
+/// Whether clients are signed as this program is. What was found out about a process is kept for
+/// as long as somebody keeps that process: it runs the executable that it was pinned with, which
+/// cannot be written to meanwhile. All functions may be called from any thread.
+class ClientSignatures {
+  public:
+    using Client = std::shared_ptr<const PinnedProcess>;
+
+    /// Whether the client is signed by the same chain of certificates as this program, by the
+    /// executable that it was pinned with. Throws CodesignCheckError as CodesignCheck does. Reads
+    /// both executables, unless that has been done for this client.
+    [[nodiscard]] bool codeSigningMatches(const Client& client);
+
+    /// Does the reading ahead of time.
+    void examine(const Client& client);
+
+  private:
+    struct Finding {
+        std::weak_ptr<const PinnedProcess> client;
+        bool matches = false;
+        std::optional<CodesignCheckError> error;
+    };
+
+    [[nodiscard]] std::optional<Finding> known(const Client& client);
+
+    std::mutex mutex_;
+    std::vector<Finding> findings_; // guarded by the mutex
+};
+
+} // namespace veltra

@@ -1,0 +1,134 @@
+#include "helper/Helper.h"
+
+#include "channel/protocol/HelperConstants.h"
+#include "channel/protocol/HelperSide.h"
+#include "platform/SystemLog.h"
+#include "platform/Task.h"
+#include "platform/Utf8.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+// Nothing of what started the helper is the tool's business.
+std::vector<std::string> environmentOfTool()
+{
+    return {"HOME=/root", "LANG=C.UTF-8",
+            "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"};
+}
+
+} // namespace
+
+Helper::Helper(std::shared_ptr<PollLoop> loop, Setting setting)
+    : listener_{loop, HelperConstants::machServiceName}, loop_{std::move(loop)}, setting_{std::move(
+                                                                                     setting)}
+{
+    listener_.setDelegate(this);
+    listener_.setExamination(
+        [signatures = signatures_](const auto& client) { signatures->examine(client); });
+    listener_.setInvalidationHandler([this] { shouldQuit_ = true; });
+}
+
+Result<std::monostate> Helper::run()
+{
+    if (auto resumed = listener_.resume(); !resumed)
+        return resumed;
+
+    while (!shouldQuit_)
+        runLoopFor(setting_.shouldQuitCheckInterval);
+    listener_.end();
+    if (runningTasks_ > 0)
+        runLoopFor(setting_.shouldQuitCheckInterval);
+    return std::monostate{};
+}
+
+void Helper::quit()
+{
+    shouldQuit_ = true;
+    loop_->stop();
+}
+
+bool Helper::listener(ServiceListener&,
+                      const std::shared_ptr<ServiceConnection>& shouldAcceptNewConnection)
+{
+    const auto& connection = shouldAcceptNewConnection;
+    try {
+        if (!signatures_->codeSigningMatches(connection->process()))
+            return false;
+    } catch (const CodesignCheckError& error) {
+        SystemLog::log({"Code signing check failed with error: ", error.what()});
+        return false;
+    }
+    connection->setExportedObject([this](const ServiceConnection& exported) {
+        return exportHelperProtocol(exported, *this);
+    });
+    connection->setInvalidationHandler(
+        [this, connection = connection.get()] { connectionEnded(*connection); });
+    connections_.push_back({connection, remoteAppProtocol(connection->remoteObject())});
+    connection->resume();
+    return true;
+}
+
+// The first connection that ends takes all others off the list, and ends the helper.
+void Helper::connectionEnded(const ServiceConnection& connection)
+{
+    const auto isEnded = [&](const auto& known) { return known.connection.get() == &connection; };
+    if (std::ranges::any_of(connections_, isEnded))
+        connections_.clear();
+    shouldQuit_ = shouldQuit_ || connections_.empty();
+}
+
+void Helper::getVersion(Version completion)
+{
+    completion(setting_.version.empty() ? "0" : setting_.version);
+}
+
+void Helper::runCommand(const std::string& withPath, ExitStatus completion)
+{
+    runTask(setting_.agent.commandLineTool, {withPath}, std::move(completion));
+}
+
+void Helper::runCommand(const std::string& withPath, const std::optional<AuthorizationData>&,
+                        ExitStatus completion)
+{
+    runCommand(withPath, std::move(completion));
+}
+
+void Helper::runTask(const std::string& command, const std::vector<std::string>& arguments,
+                     ExitStatus completion)
+{
+    Task task{.launchPath = command,
+              .arguments = arguments,
+              .environment = environmentOfTool(),
+              .standardOutput = [this](auto chunk) { forward(chunk, &AppProtocol::logWithStdOut); },
+              .standardError = [this](auto chunk) { forward(chunk, &AppProtocol::logWithStdErr); },
+              .terminationHandler =
+                  [this, completion = std::move(completion)](int status) {
+                      if (--runningTasks_ == 0 && shouldQuit_)
+                          loop_->stop();
+                      completion(status);
+                  }};
+    if (const auto launched = launch(*loop_, std::move(task)); !launched)
+        throw std::runtime_error{launched.error().message()};
+    ++runningTasks_;
+}
+
+// The newest connection gets the output, whichever asked for the command.
+void Helper::forward(std::string_view chunk, Log log)
+{
+    if (!isValidUtf8(chunk) || connections_.empty())
+        return;
+    ((*connections_.back().remoteObjectProxy).*log)(std::string{chunk});
+}
+
+void Helper::runLoopFor(std::chrono::milliseconds time)
+{
+    const auto end = loop_->callAfter(time, [this] { loop_->stop(); });
+    loop_->run();
+}
+
+} // namespace veltra
