@@ -1,0 +1,356 @@
+// Who is not let in.
+#include "platform/tests/SignedFile.h"
+#include "platform/tests/SigningChain.h"
+#include "tests/service/ServiceTesting.h"
+
+#include <sys/ptrace.h>
+#include <sys/stat.h>
+
+using namespace veltra;
+using namespace std::chrono_literals;
+
+namespace {
+
+const std::string trusted = programs + "service_client";
+const std::string unsignedAttacker = programs + "attacker";
+const std::string signedAttacker = programs + "signed_attacker";
+const Words refused{"a ended", "a failed"};
+
+std::string copyOf(const std::string& program)
+{
+    const std::string copy = programs + "copy";
+    std::filesystem::copy_file(program, copy, std::filesystem::copy_options::overwrite_existing);
+    return copy;
+}
+
+std::string copyWithoutSignature(const std::string& program)
+{
+    const std::string copy = copyOf(program);
+    EXPECT_EQ(outputOf("objcopy " + copy + " " + copy + ".bare"), "");
+    return copy + ".bare";
+}
+
+Words outcomeOf(Client& client)
+{
+    client.tell("version a");
+    return client.lines(2);
+}
+
+Words inUserNamespace(const Words& command)
+{
+    Words whole = asNobody({"unshare", "-U", "-r", "-p", "--fork"});
+    whole.insert(whole.end(), command.begin(), command.end());
+    return whole;
+}
+
+} // namespace
+
+TEST(Attack, AnUnsignedClientIsRefusedAndLogged)
+{
+    Client client{asNobody({copyWithoutSignature(trusted)})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+    EXPECT_TRUE(becomesTrue([] {
+        return helperLog() == "Code signing check failed with error: "
+                              "message(\"Optional(The code is not signed at all)\")\n";
+    })) << helperLog();
+}
+
+TEST(Attack, AClientSignedByAnotherChainIsRefusedInSilence)
+{
+    const std::string copy = copyOf(trusted);
+    signFile(copy, SigningChain{});
+    Client client{asNobody({copy})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(Attack, AClientOfTheSameSignerWithOtherIssuersIsRefusedInSilence)
+{
+    const SigningChain chain;
+    const Identity otherAnchor = makeIdentity("Anchor", nullptr, issuing);
+    const SigningChain other{
+        .anchor = copyOf(otherAnchor),
+        .issuer = makeIdentity("Issuer", &otherAnchor, issuing, copyOf(chain.issuer).key),
+        .signer = copyOf(chain.signer)};
+    signFile(helperPath, chain);
+    const std::string copy = copyOf(trusted);
+    signFile(copy, other);
+    Client client{asNobody({copy})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+    EXPECT_EQ(helperLog(), "");
+    signFile(copy, chain);
+    Client likeItself{asNobody({copy})};
+    EXPECT_EQ(likeItself.version(), "a version 1.0.0");
+}
+
+TEST(Attack, AClientChangedByOneByteIsRefusedAndLogged)
+{
+    const std::string copy = copyOf(trusted);
+    // In what nothing ever reads: the name of a section.
+    const auto place = contentOf(copy).rfind(".comment");
+    std::fstream{copy, std::ios::in | std::ios::out}
+        .seekp(static_cast<std::streamoff>(place))
+        .put('x');
+    Client client{asNobody({copy})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+    EXPECT_TRUE(becomesTrue([] {
+        return helperLog() == "Code signing check failed with error: "
+                              "message(\"Optional(The signature does not fit the code)\")\n";
+    })) << helperLog();
+}
+
+TEST(Attack, AClientThatIsTracedIsRefused)
+{
+    Client client{asNobody({trusted})};
+    ASSERT_EQ(::ptrace(PTRACE_SEIZE, client.pid(), nullptr, nullptr), 0);
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, AClientThatIsTracedLaterIsRefusedItsNextCommand)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+
+    ASSERT_EQ(::ptrace(PTRACE_SEIZE, client.pid(), nullptr, nullptr), 0);
+    client.tell("run a touch /tmp/done");
+
+    EXPECT_EQ(client.line(), "a failed");
+    EXPECT_FALSE(std::filesystem::exists("/tmp/done"));
+}
+
+TEST(Attack, AClientWithALibraryFromAUsersFolderIsRefused)
+{
+    std::filesystem::create_directory("/tmp/users");
+    std::filesystem::copy_file(programs + "libplatform_odd_library.so", "/tmp/users/lib.so");
+    ASSERT_EQ(::chown("/tmp/users/lib.so", 65534, 65534), 0);
+    Client client{asNobody({"env", "LD_PRELOAD=/tmp/users/lib.so", trusted})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, ACopyWhoseFileWasDeletedIsRefused)
+{
+    const std::string copy = copyOf(trusted);
+    Client client{asNobody({copy})};
+    std::filesystem::remove(copy);
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, ACopyWhoseFileWasReplacedIsRefused)
+{
+    const std::string copy = copyOf(trusted);
+    Client client{asNobody({copy})};
+    std::filesystem::copy_file(trusted, copy + ".new");
+    std::filesystem::rename(copy + ".new", copy);
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, ACopyThatOthersMayWriteToIsRefused)
+{
+    const std::string copy = copyOf(trusted);
+    ASSERT_EQ(::chmod(copy.c_str(), 0775), 0);
+    Client client{asNobody({copy})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, ACopyOfAUsersOwnIsRefused)
+{
+    const std::string copy = copyOf(trusted);
+    ASSERT_EQ(::chown(copy.c_str(), 65534, 65534), 0);
+    Client client{asNobody({copy})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, AClientInAUserNamespaceIsRefused)
+{
+    Client client{inUserNamespace({trusted})};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, AClientInAMountNamespaceIsRefused)
+{
+    Client client{{"unshare", "-m", trusted}};
+
+    EXPECT_EQ(outcomeOf(client), refused);
+}
+
+TEST(Attack, AClientThatTheEnvironmentLeadsElsewhereGoesToTheSystemsBus)
+{
+    Client client{asNobody({"env", "DBUS_SYSTEM_BUS_ADDRESS=unix:path=/tmp/bus",
+                            "DBUS_SESSION_BUS_ADDRESS=unix:path=/tmp/bus", trusted})};
+
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+}
+
+TEST(Attack, AProgramOfTheSameSignerThatAnswersIsLetIn)
+{
+    // Without this the other attacks might fail for reasons of their own.
+    ClientProgram attacker{asNobody({signedAttacker, "honest"})};
+
+    EXPECT_TRUE(attacker.line().starts_with("granted "));
+}
+
+TEST(Attack, AnUnsignedProgramThatAnswersIsRefused)
+{
+    ClientProgram attacker{asNobody({unsignedAttacker, "honest"})};
+
+    EXPECT_EQ(attacker.line(), "refused the service does not accept it");
+}
+
+TEST(Attack, AChildThatSharesTheConnectionOfATrustedProgramIsRefused)
+{
+    ClientProgram attacker{asNobody({unsignedAttacker, "child-answers", trusted})};
+
+    EXPECT_EQ(attacker.lines(2), (Words{"ready", "refused another process answers for it"}));
+}
+
+TEST(Attack, AStampCannotBeForged)
+{
+    ClientProgram attacker{asNobody({unsignedAttacker, "child-forges", trusted})};
+
+    EXPECT_EQ(attacker.lines(3), (Words{"cannot forge: Operation not permitted", "ready",
+                                        "refused it does not prove which process it is"}));
+}
+
+TEST(Attack, AStampForgedInAUserAndPidNamespaceIsRefused)
+{
+    ClientProgram attacker{inUserNamespace({unsignedAttacker, "child-forges", trusted})};
+
+    EXPECT_EQ(attacker.lines(2), (Words{"ready", "refused it is in another user namespace"}));
+}
+
+TEST(Attack, AProgramThatAnswersAndThenExecutesTheTrustedOneIsRefused)
+{
+    for (int i = 0; i < 20; ++i) {
+        ClientProgram attacker{asNobody({unsignedAttacker, "answers-then-executes", trusted})};
+
+        std::string line = attacker.line();
+        if (line == "ready")
+            line = attacker.line();
+        EXPECT_TRUE(line.starts_with("refused ")) << line;
+        outputOf("pkill -KILL attacker");
+    }
+}
+
+TEST(Attack, AClientThatExecutesAnotherProgramIsRefusedItsNextCommand)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+
+    client.tell("execute /bin/cat");
+
+    // Its connection to the bus does not survive that.
+    EXPECT_TRUE(ends(helperProcess(), 3s));
+}
+
+TEST(Attack, AnotherProgramCannotUseAConnection)
+{
+    ClientProgram owner{asNobody({signedAttacker, "honest"})};
+    const std::string granted = owner.line();
+    const std::string path = granted.substr(granted.find(' ') + 1);
+
+    const std::string call =
+        "dbus-send --system --print-reply --dest=" + helperName + " " + path +
+        " com.veltra.agentMonitor.HelperProtocol.runCommandWithPath_completion "
+        "'string:touch /tmp/done'";
+
+    EXPECT_NE(outputOf(call).find("somebody else's"), std::string::npos);
+    EXPECT_FALSE(std::filesystem::exists("/tmp/done"));
+}
+
+TEST(Attack, OneThatNeverAnswersIsRefusedAfterFiveSeconds)
+{
+    const auto start = std::chrono::steady_clock::now();
+    ClientProgram silent{asNobody({signedAttacker, "silent"})};
+
+    EXPECT_EQ(silent.line(), "refused it does not answer in time");
+    const auto time = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(time, 5s);
+    EXPECT_LT(time, 7s);
+}
+
+TEST(Attack, AHundredThatNeverAnswerDoNotKeepOthersWaiting)
+{
+    std::vector<std::unique_ptr<ClientProgram>> silent;
+    for (int i = 0; i < 100; ++i)
+        silent.push_back(std::make_unique<ClientProgram>(asNobody({signedAttacker, "silent"})));
+    const pid_t helper = helperProcess();
+    Client other{asNobody({trusted})};
+
+    EXPECT_EQ(other.version(), "a version 1.0.0");
+    for (const auto& program : silent)
+        EXPECT_EQ(program->line(), "refused it does not answer in time");
+    other.tell("run a true");
+    EXPECT_TRUE(other.hears("a exit 0"));
+    // A pidfd for each client that was settled is all that stays.
+    EXPECT_TRUE(becomesTrue([&] { return descriptorsOf(helper) < 25; }));
+}
+
+TEST(Attack, NobodyButRootMayOwnTheName)
+{
+    outputOf("mv " + helperPath + " /tmp");
+
+    EXPECT_NE(outputOf("setpriv --reuid=65534 --clear-groups dbus-test-tool spin --system --name=" +
+                       helperName)
+                  .find("status"),
+              std::string::npos);
+}
+
+TEST(Attack, AClientTakesOutputFromTheHelperAlone)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = sdbus::createSystemBusConnection();
+    std::vector<std::string> names;
+    sdbus::createProxy(*bus, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+        ->callMethod("ListNames")
+        .onInterface("org.freedesktop.DBus")
+        .storeResultsTo(names);
+
+    // From root, whom the bus lets through, to everybody.
+    for (const std::string& name : names)
+        if (name.starts_with(":"))
+            outputOf("dbus-send --system --dest=" + name +
+                     " /com/veltra/agentMonitor/client1 "
+                     "com.veltra.agentMonitor.AppProtocol.logWithStdOut string:forged");
+    client.tell("run a printf true");
+
+    EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
+}
+
+TEST(Attack, ClientsCannotBeCalledByOtherUsers)
+{
+    Client client;
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    std::string name;
+    const auto bus = sdbus::createSystemBusConnection();
+    std::vector<std::string> names;
+    const auto daemon = sdbus::createProxy(*bus, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    daemon->callMethod("ListNames").onInterface("org.freedesktop.DBus").storeResultsTo(names);
+    for (const std::string& candidate : names)
+        if (candidate.starts_with(":") && ownerOf(candidate) == client.pid())
+            name = candidate;
+
+    const auto call = [&](const std::string& method) {
+        return outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --print-reply "
+                        "--dest=" +
+                        name + " /com/veltra/agentMonitor/client1 " + method);
+    };
+
+    EXPECT_NE(
+        call("com.veltra.agentMonitor.AppProtocol.logWithStdOut string:x").find("AccessDenied"),
+        std::string::npos);
+    EXPECT_NE(call("com.veltra.agentMonitor.Peer.Prove").find("AccessDenied"), std::string::npos);
+    EXPECT_NE(call("org.freedesktop.DBus.Introspectable.Introspect").find("AccessDenied"),
+              std::string::npos);
+}

@@ -1,0 +1,236 @@
+// What a command's caller sees.
+#include "tests/service/ServiceTesting.h"
+
+using namespace veltra;
+
+namespace {
+
+// A command's whole course, sorted. Each stream ends with an empty piece.
+Words course(Client& client, const std::string& command, std::size_t count)
+{
+    client.tell(command);
+    return client.lines(count);
+}
+
+} // namespace
+
+TEST(HelperCommand, TellsTheVersion)
+{
+    Client client;
+
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+}
+
+TEST(HelperCommand, TellsZeroWhenTheHelperHasNoVersion)
+{
+    installHelper("helper_without_version");
+    Client client;
+
+    EXPECT_EQ(client.version(), "a version 0");
+}
+
+TEST(HelperCommand, ServesAnOrdinaryUserAsRoot)
+{
+    Client client{asNobody({programs + "service_client"})};
+
+    EXPECT_EQ(course(client, "run a id -u", 4),
+              (Words{"a err ", "a exit 0", "a out ", "a out 0\\n"}));
+}
+
+TEST(HelperCommand, StreamsBothOutputs)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run a echo one; echo two >&2", 5),
+              (Words{"a err ", "a err two\\n", "a exit 0", "a out ", "a out one\\n"}));
+}
+
+TEST(HelperCommand, SendsPiecesAsTheToolWritesThem)
+{
+    Client client;
+
+    client.tell("run a printf one; until [[ -e /tmp/go ]]; do sleep 0.01; done; printf two");
+
+    EXPECT_EQ(client.line(), "a out one");
+    std::ofstream{"/tmp/go"};
+    EXPECT_EQ(client.line(), "a out two");
+}
+
+TEST(HelperCommand, AnswersOnceWhenTheToolWritesNothing)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run a true", 3), (Words{"a err ", "a exit 0", "a out "}));
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+}
+
+TEST(HelperCommand, AnswersWithTheExitStatus)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run a exit 1", 3), (Words{"a err ", "a exit 1", "a out "}));
+}
+
+TEST(HelperCommand, AnswersWithTheNumberOfTheSignalThatEndedTheTool)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run a kill -9 $$", 3), (Words{"a err ", "a exit 9", "a out "}));
+}
+
+TEST(HelperCommand, PassesAnOptionAsTheOnlyArgument)
+{
+    std::ofstream{toolPath} << "#!/bin/bash\nprintf '%s.' \"$#\" \"$@\"\n";
+    Client client;
+
+    EXPECT_EQ(course(client, "run a -i", 4),
+              (Words{"a err ", "a exit 0", "a out ", "a out 1.-i."}));
+}
+
+TEST(HelperCommand, PassesAStringWithSpacesAsOneArgument)
+{
+    std::ofstream{toolPath} << "#!/bin/bash\nprintf '%s.' \"$#\" \"$@\"\n";
+    Client client;
+
+    EXPECT_EQ(course(client, "run a -i  '; rm \"x $(id) *", 4),
+              (Words{"a err ", "a exit 0", "a out ", "a out 1.-i  '; rm \"x $(id) *."}));
+}
+
+TEST(HelperCommand, PassesAnEmptyArgument)
+{
+    std::ofstream{toolPath} << "#!/bin/bash\nprintf '%s.' \"$#\" \"$@\"\n";
+    Client client;
+
+    EXPECT_EQ(course(client, "run a", 4), (Words{"a err ", "a exit 0", "a out ", "a out 1.."}));
+}
+
+TEST(HelperCommand, TakesAuthorizationDataAndIgnoresIt)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run-with-data a exit 3", 3), (Words{"a err ", "a exit 3", "a out "}));
+    EXPECT_EQ(course(client, "run-without-data a exit 3", 3),
+              (Words{"a err ", "a exit 3", "a out "}));
+}
+
+TEST(HelperCommand, DropsAPieceThatIsNotUtf8AndNoOther)
+{
+    Client client;
+
+    client.tell(
+        "run a printf 'bad \\xFF'; until [[ -e /tmp/go ]]; do sleep 0.01; done; printf good");
+    // The one on the other stream shows that the first was dealt with.
+    client.tell("run a printf next");
+    EXPECT_TRUE(client.hears("a out next"));
+    std::ofstream{"/tmp/go"};
+
+    EXPECT_TRUE(client.hears("a out good"));
+}
+
+TEST(HelperCommand, DropsBothPiecesOfACharacterThatIsWrittenInTwo)
+{
+    Client client;
+
+    client.tell("run a printf '\\xC3'; until [[ -e /tmp/go ]]; do sleep 0.01; done; "
+                "printf '\\xA4'; sleep 0.1; printf end");
+    client.tell("run a printf next");
+    EXPECT_TRUE(client.hears("a out next"));
+    std::ofstream{"/tmp/go"};
+
+    Words heard;
+    while (heard.empty() || heard.back() != "a out end")
+        heard.push_back(client.line());
+    for (const std::string& line : heard)
+        EXPECT_TRUE(line == "a out end" || line == "a out " || line == "a err " ||
+                    line == "a exit 0")
+            << line;
+}
+
+TEST(HelperCommand, ShowsANulAsAReplacementCharacter)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run a printf 'a\\0b'", 4), (Words{"a err ", "a exit 0", "a out ",
+                                                                "a out a\xEF\xBF\xBD"
+                                                                "b"}));
+}
+
+TEST(HelperCommand, GivesTheToolNoInput)
+{
+    Client client;
+
+    EXPECT_EQ(course(client, "run a readlink /proc/self/fd/0", 4),
+              (Words{"a err ", "a exit 0", "a out ", "a out /dev/null\\n"}));
+}
+
+TEST(HelperCommand, GivesTheToolNoDescriptorOfOurs)
+{
+    Client client;
+
+    // The listing has one of its own, and the shell has the script as 255.
+    client.tell("run a echo $(ls /proc/self/fd)");
+
+    EXPECT_TRUE(client.hears("a out 0 1 2 3\\n"));
+}
+
+TEST(HelperCommand, GivesTheToolALiteralEnvironment)
+{
+    Client client;
+
+    client.tell("run a tr '\\0' '\\n' < /proc/$$/environ | sort");
+
+    EXPECT_TRUE(client.hears("a out HOME=/root\\nLANG=C.UTF-8\\n"
+                             "PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin"
+                             "\\n"));
+}
+
+TEST(HelperCommand, AnswersWhenTheToolClosedItsOutputAndWentOn)
+{
+    Client client;
+
+    client.tell("run a exec >&- 2>&-; sleep 0.2; exit 4");
+
+    EXPECT_EQ(client.lines(2), (Words{"a err ", "a out "}));
+    EXPECT_EQ(client.line(), "a exit 4");
+}
+
+TEST(HelperCommand, AnswersBeforeAChildOfTheToolHasClosedTheOutput)
+{
+    Client client;
+
+    client.tell("run a (until [[ -e /tmp/go ]]; do sleep 0.01; done; printf late) & exit 5");
+
+    EXPECT_EQ(client.line(), "a exit 5");
+    std::ofstream{"/tmp/go"};
+    EXPECT_EQ(client.line(), "a out late");
+}
+
+TEST(HelperCommand, RefusesACommandWhoseToolCannotBeStartedAndLivesOn)
+{
+    Client client;
+    client.version();
+    const pid_t helper = helperProcess();
+    std::filesystem::remove(toolPath);
+
+    client.tell("run a -i");
+
+    EXPECT_EQ(client.line(), "a failed");
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    EXPECT_EQ(helperProcess(), helper);
+}
+
+TEST(HelperCommand, RunsAThousandCommandsAtOnce)
+{
+    Client client;
+
+    for (int i = 0; i < 1000; ++i)
+        client.tell("run a exit 7");
+
+    int answers = 0;
+    for (int lines = 0; lines < 3000; ++lines) {
+        const std::string line = client.line();
+        answers += line == "a exit 7";
+        ASSERT_TRUE(line == "a exit 7" || line == "a out " || line == "a err ") << line;
+    }
+    EXPECT_EQ(answers, 1000);
+}

@@ -1,0 +1,259 @@
+// Connections, and the helper's coming and going.
+#include "tests/service/ServiceTesting.h"
+
+using namespace veltra;
+using namespace std::chrono_literals;
+
+TEST(HelperLife, IsStartedByTheFirstCall)
+{
+    Client client;
+    EXPECT_EQ(helperProcess(), 0);
+
+    client.version();
+
+    EXPECT_NE(helperProcess(), 0);
+}
+
+TEST(HelperLife, SendsOutputToTheNewestConnectionWhicheverAsked)
+{
+    Client client;
+    client.version();
+    client.tell("connect b");
+    client.version("b");
+
+    client.tell("run a printf news");
+
+    EXPECT_EQ(client.lines(4), (Words{"a exit 0", "b err ", "b out ", "b out news"}));
+}
+
+TEST(HelperLife, SendsOutputToTheNewestClient)
+{
+    Client first;
+    first.version();
+    Client second{asNobody({programs + "service_client"})};
+    second.version();
+
+    first.tell("run a printf news");
+
+    EXPECT_EQ(first.line(), "a exit 0");
+    EXPECT_EQ(second.lines(3), (Words{"a err ", "a out ", "a out news"}));
+}
+
+TEST(HelperLife, EndsWithinAboutASecondOfTheFirstConnectionsEnd)
+{
+    Client first;
+    first.version();
+    Client second;
+    second.version();
+    const pid_t helper = helperProcess();
+
+    first.tell("close a");
+
+    EXPECT_EQ(first.line(), "a ended");
+    EXPECT_TRUE(ends(helper, 2500ms));
+    EXPECT_EQ(second.line(), "a ended");
+}
+
+TEST(HelperLife, DropsTheOutputForAClientThatIsLeftOver)
+{
+    Client leaving;
+    leaving.version();
+    Client left;
+    left.version();
+    left.tell("run a until [[ -e /tmp/go ]]; do sleep 0.01; done; printf unheard");
+
+    leaving.tell("close a");
+    EXPECT_EQ(leaving.line(), "a ended");
+    std::ofstream{"/tmp/go"};
+
+    EXPECT_EQ(left.line(), "a exit 0");
+    EXPECT_EQ(left.line(), "a ended");
+}
+
+TEST(HelperLife, EndsWhenAClientVanishes)
+{
+    Client client;
+    client.version();
+    const pid_t helper = helperProcess();
+
+    client.kill(SIGKILL);
+
+    EXPECT_TRUE(ends(helper, 2500ms));
+}
+
+TEST(HelperLife, EndsWhenAClientLetsGoOfItsConnection)
+{
+    Client client;
+    client.version();
+    const pid_t helper = helperProcess();
+
+    client.tell("let-go a");
+
+    EXPECT_TRUE(ends(helper, 2500ms));
+}
+
+TEST(HelperLife, EndsThoughAToolIgnoresSigterm)
+{
+    Client client;
+    client.tell("run a trap '' TERM; echo started; while :; do sleep 0.1; done");
+    EXPECT_EQ(client.line(), "a out started\\n");
+    const pid_t helper = helperProcess();
+
+    client.kill(SIGKILL);
+
+    EXPECT_TRUE(ends(helper, 3500ms));
+    outputOf("pkill -KILL trolex");
+}
+
+TEST(HelperLife, RunsOnWhileNobodyEverConnected)
+{
+    outputOf("dbus-send --system --print-reply --dest=" + helperName +
+             " / org.freedesktop.DBus.Introspectable.Introspect");
+    const pid_t helper = helperProcess();
+
+    EXPECT_NE(helper, 0);
+    EXPECT_FALSE(ends(helper, 2500ms));
+}
+
+TEST(HelperLife, ServesAConnectionMadeAfterItsEnd)
+{
+    Client client;
+    client.version();
+    client.tell("close a");
+    EXPECT_EQ(client.line(), "a ended");
+    client.tell("connect b");
+
+    EXPECT_EQ(client.version("b"), "b version 1.0.0");
+}
+
+TEST(HelperLife, FailsACallOfAConnectionThatHasEnded)
+{
+    Client client;
+    client.version();
+    client.tell("close a");
+    EXPECT_EQ(client.line(), "a ended");
+
+    EXPECT_EQ(client.version(), "a failed");
+}
+
+TEST(HelperLife, TellsTheClientWhenItCrashes)
+{
+    Client client;
+    client.tell("run a echo started; exec sleep 1000");
+    EXPECT_EQ(client.line(), "a out started\\n");
+
+    ::kill(helperProcess(), SIGKILL);
+
+    EXPECT_EQ(client.lines(2), (Words{"a ended", "a failed"}));
+    outputOf("pkill -KILL sleep");
+}
+
+TEST(HelperLife, EndsAtSigtermAndAnswersWhatItHasRun)
+{
+    Client client;
+    client.tell("run a echo started; until [[ -e /tmp/go ]]; do sleep 0.01; done; exit 6");
+    EXPECT_EQ(client.line(), "a out started\\n");
+    const pid_t helper = helperProcess();
+
+    ::kill(helper, SIGTERM);
+    EXPECT_EQ(client.line(), "a ended");
+    std::ofstream{"/tmp/go"};
+
+    EXPECT_EQ(client.line(), "a exit 6");
+    EXPECT_TRUE(ends(helper, 2500ms));
+}
+
+TEST(HelperLife, LosesNoCallThatIsMadeAroundItsEnd)
+{
+    installHelper("hasty_helper");
+    Client client;
+
+    client.tell("cycle c 4000");
+
+    EXPECT_EQ(client.line(4min), "c answered 4000 failed 0");
+    // It was worth trying only if the helper did end in between.
+    EXPECT_TRUE(becomesTrue([] { return std::ranges::count(helperLog(), '\n') > 100; }));
+    EXPECT_EQ(helperLog().find("failed"), std::string::npos);
+}
+
+TEST(HelperLife, HasNoThreadOrDescriptorMoreForAThousandConnections)
+{
+    Client client;
+    client.version();
+    const pid_t helper = helperProcess();
+    const long helpersThreads = statusOf(helper, "Threads");
+    const long helpersDescriptors = descriptorsOf(helper);
+    const long clientsThreads = statusOf(client.pid(), "Threads");
+    const long clientsDescriptors = descriptorsOf(client.pid());
+
+    for (int i = 0; i < 1000; ++i) {
+        client.tell("connect c" + std::to_string(i));
+        client.tell("version c" + std::to_string(i));
+    }
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_NE(client.line().find("version 1.0.0"), std::string::npos);
+
+    EXPECT_EQ(statusOf(helper, "Threads"), helpersThreads);
+    EXPECT_EQ(descriptorsOf(helper), helpersDescriptors);
+    EXPECT_EQ(statusOf(client.pid(), "Threads"), clientsThreads);
+    EXPECT_EQ(descriptorsOf(client.pid()), clientsDescriptors);
+}
+
+TEST(HelperLife, StaysSmallWhileAToolPrintsAGigabyte)
+{
+    Client client;
+    client.tell("connect b counted");
+    client.version("b");
+    const pid_t helper = helperProcess();
+
+    client.tell("run b head -c 1000000000 /dev/zero | tr '\\0' x");
+
+    EXPECT_EQ(client.lines(2), (Words{"b exit 0", "counted 1000000000"}));
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(statusOf(helper, "VmHWM"), 12 * 1024);
+#endif
+}
+
+TEST(HelperLife, ServesOthersWhileAClientNeverReads)
+{
+    Client deaf;
+    deaf.tell("connect b counted");
+    deaf.version("b");
+    deaf.tell("run b echo $$ > /tmp/pid; head -c 300000000 /dev/zero | tr '\\0' x");
+    ASSERT_TRUE(becomesTrue([] { return std::filesystem::exists("/tmp/pid"); }));
+    deaf.kill(SIGSTOP);
+
+    Client other;
+
+    other.tell("version a");
+    EXPECT_TRUE(other.hears("a version 1.0.0"));
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(statusOf(helperProcess(), "VmHWM"), 12 * 1024);
+#endif
+}
+
+TEST(HelperLife, OutlivesTheBusOnTheClientsSide)
+{
+    Client client;
+    client.version();
+    const pid_t helper = helperProcess();
+
+    outputOf("pkill -KILL -f -- 'dbus-daemon --system'");
+
+    EXPECT_EQ(client.line(), "a ended");
+    EXPECT_TRUE(ends(helper, 2500ms));
+    outputOf("rm -f /run/dbus/*; env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin dbus-daemon --system "
+             "--nopidfile --nosyslog --fork </dev/null >/dev/null");
+    client.tell("connect b");
+    EXPECT_EQ(client.version("b"), "b version 1.0.0");
+}
+
+TEST(HelperLife, FailsACallWhenThereIsNoBus)
+{
+    outputOf("pkill -KILL -f -- 'dbus-daemon --system'; rm -f /run/dbus/*");
+    Client client;
+
+    client.tell("version a");
+
+    EXPECT_EQ(client.lines(2), (Words{"a ended", "a failed"}));
+}

@@ -1,0 +1,158 @@
+#pragma once
+
+#include "tests/service/ClientProgram.h"
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <sdbus-c++/sdbus-c++.h>
+#include <sys/syscall.h>
+
+namespace veltra {
+
+using Words = ClientProgram::Words;
+
+inline const std::string helperName = "com.veltra.agentMonitor.helper";
+inline const std::string helperPath = "/Library/PrivilegedHelperTools/" + helperName;
+inline const std::string toolPath = "/Library/Veltra/agent/bin/trolex";
+inline const std::string programs = "/opt/veltra-test/";
+
+/// A client of the helper that was started and has a connection, unopened, called "a".
+class Client : public ClientProgram {
+  public:
+    explicit Client(Words command = {programs + "service_client"})
+        : ClientProgram{std::move(command)}
+    {
+        EXPECT_EQ(line(), "ready");
+        tell("connect a");
+    }
+
+    /// The version, by which a connection is opened: "a version 1.0.0" when all is well.
+    std::string version(const std::string& connection = "a")
+    {
+        tell("version " + connection);
+        return line();
+    }
+};
+
+inline Words asNobody(const Words& command)
+{
+    Words whole{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    whole.insert(whole.end(), command.begin(), command.end());
+    return whole;
+}
+
+/// What a command prints, errors included, and its exit status if that is not 0.
+inline std::string outputOf(const std::string& command)
+{
+    std::string output;
+    FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r");
+    for (int c = 0; (c = std::fgetc(pipe)) != EOF;)
+        output += static_cast<char>(c);
+    const int status = ::pclose(pipe);
+    return status == 0 ? output : output + "status " + std::to_string(WEXITSTATUS(status));
+}
+
+/// Whether systemd runs here, and starts the helper.
+inline bool isUnderSystemd()
+{
+    return std::filesystem::exists("/run/systemd/system");
+}
+
+/// The process that owns a name on the bus, 0 when there is none. Does not start it.
+inline pid_t ownerOf(const std::string& name)
+{
+    const auto bus = sdbus::createSystemBusConnection();
+    const auto daemon = sdbus::createProxy(*bus, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    std::uint32_t pid = 0;
+    try {
+        daemon->callMethod("GetConnectionUnixProcessID")
+            .onInterface("org.freedesktop.DBus")
+            .withArguments(name)
+            .storeResultsTo(pid);
+    } catch (const sdbus::Error&) {
+        return 0;
+    }
+    return static_cast<pid_t>(pid);
+}
+
+inline pid_t helperProcess()
+{
+    return ownerOf(helperName);
+}
+
+/// A number behind a name in /proc/PID/status.
+inline long statusOf(pid_t pid, const std::string& name)
+{
+    std::ifstream status{"/proc/" + std::to_string(pid) + "/status"};
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with(name + ":"))
+            return std::stol(line.substr(name.size() + 1));
+    return -1;
+}
+
+inline long descriptorsOf(pid_t pid)
+{
+    const std::filesystem::directory_iterator entries{"/proc/" + std::to_string(pid) + "/fd"};
+    return std::distance(begin(entries), end(entries));
+}
+
+/// Whether something becomes true in time; for what tells nobody that it happened.
+template <typename Condition>
+bool becomesTrue(const Condition& condition,
+                 std::chrono::milliseconds patience = std::chrono::seconds{20})
+{
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds{2});
+    }
+    return true;
+}
+
+/// Whether a process ends in time, though it is no child.
+inline bool ends(pid_t pid, std::chrono::milliseconds patience = std::chrono::seconds{20})
+{
+    const Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))};
+    pollfd exit{pidfd.get(), POLLIN, 0};
+    return !pidfd || ::poll(&exit, 1, static_cast<int>(patience.count())) == 1;
+}
+
+inline std::string contentOf(const std::string& path)
+{
+    std::ostringstream content;
+    content << std::ifstream{path}.rdbuf();
+    return std::move(content).str();
+}
+
+/// What helpers have logged since the test began. One that the bus started writes where the bus
+/// writes, one that systemd started to the journal.
+inline std::string helperLog()
+{
+    if (isUnderSystemd())
+        return outputOf("journalctl --sync; journalctl -q -o cat --cursor-file=/run/veltra-cursor "
+                        "_SYSTEMD_UNIT=veltra-agentmonitor-helper.service --no-pager; "
+                        "cp /run/veltra-cursor.kept /run/veltra-cursor");
+    std::string lines;
+    std::istringstream all{contentOf("/run/bus.log")};
+    for (std::string line; std::getline(all, line);)
+        if (!line.starts_with("dbus-daemon["))
+            lines += line + "\n";
+    return lines;
+}
+
+/// Puts another program where the helper is installed.
+inline void installHelper(const std::string& program)
+{
+    std::filesystem::remove(helperPath);
+    std::filesystem::copy_file(programs + program, helperPath);
+}
+
+} // namespace veltra

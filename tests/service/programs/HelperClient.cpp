@@ -1,0 +1,182 @@
+// Talks to the helper as it is told on standard input, one word of command and its operands a line,
+// and tells what comes back on standard output, a line each. See the table in main().
+#include "channel/protocol/ClientSide.h"
+#include "channel/protocol/HelperConstants.h"
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <future>
+#include <iostream>
+#include <map>
+#include <mutex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+namespace {
+
+using namespace veltra;
+
+// Whole lines, whichever thread says them; line breaks inside as "\n".
+void say(const std::string& words)
+{
+    static std::mutex mutex;
+    const std::lock_guard lock{mutex};
+    for (const char c : words)
+        if (c == '\n')
+            std::fputs("\\n", stdout);
+        else
+            std::fputc(c, stdout);
+    std::fputc('\n', stdout);
+    std::fflush(stdout);
+}
+
+class Output : public AppProtocol {
+  public:
+    explicit Output(std::string name) : name_{std::move(name)} {}
+
+    void logWithStdOut(const std::string& text) override { say(name_ + " out " + text); }
+    void logWithStdErr(const std::string& text) override { say(name_ + " err " + text); }
+
+  private:
+    std::string name_;
+};
+
+// Says only how much came, and when it ended.
+class CountedOutput : public AppProtocol {
+  public:
+    void logWithStdOut(const std::string& text) override
+    {
+        size_ += text.size();
+        if (text.empty())
+            say("counted " + std::to_string(size_));
+    }
+
+    void logWithStdErr(const std::string&) override {}
+
+  private:
+    std::size_t size_ = 0;
+};
+
+std::map<std::string, std::shared_ptr<ClientConnection>> connections;
+
+void openConnection(const std::string& name, const std::string& counted)
+{
+    auto connection = ClientConnection::initWithMachServiceName(HelperConstants::machServiceName);
+    std::shared_ptr<AppProtocol> app = std::make_shared<Output>(name);
+    if (counted == "counted")
+        app = std::make_shared<CountedOutput>();
+    connection->setExportedObject(exportAppProtocol(app));
+    connection->setInvalidationHandler([name] { say(name + " ended"); });
+    connection->resume();
+    connections[name] = std::move(connection);
+}
+
+std::shared_ptr<HelperProtocol> helper(const std::string& name)
+{
+    return remoteObjectProxyWithErrorHandler(connections.at(name),
+                                             [name] { say(name + " failed"); });
+}
+
+void askVersion(const std::string& name, const std::string&)
+{
+    helper(name)->getVersion([name](const auto& version) { say(name + " version " + version); });
+}
+
+void run(const std::string& name, const std::string& option)
+{
+    helper(name)->runCommand(
+        option, [name](auto status) { say(name + " exit " + std::to_string(status)); });
+}
+
+void runWithAuthData(const std::string& name, const std::string& option)
+{
+    helper(name)->runCommand(
+        option, HelperProtocol::AuthorizationData(32, 0x5A),
+        [name](auto status) { say(name + " exit " + std::to_string(status)); });
+}
+
+void runWithoutAuthData(const std::string& name, const std::string& option)
+{
+    helper(name)->runCommand(option, std::nullopt, [name](auto status) {
+        say(name + " exit " + std::to_string(status));
+    });
+}
+
+void closeConnection(const std::string& name, const std::string&)
+{
+    connections.at(name)->invalidate();
+}
+
+void letGo(const std::string& name, const std::string&)
+{
+    connections.erase(name);
+}
+
+// Ten connections after one another, each with one call and all of them closed at the end, again
+// and again: the first that is closed ends the helper, which some of the next ten then meet ending.
+void cycle(const std::string& name, const std::string& count)
+{
+    int answered = 0;
+    int failed = 0;
+    for (int left = std::stoi(count); left > 0; left -= 10) {
+        std::array<std::promise<bool>, 10> answers;
+        std::vector<std::shared_ptr<ClientConnection>> opened;
+        for (std::promise<bool>& isAnswered : answers) {
+            opened.push_back(
+                ClientConnection::initWithMachServiceName(HelperConstants::machServiceName));
+            opened.back()->resume();
+            remoteObjectProxyWithErrorHandler(opened.back(), [&] {
+                isAnswered.set_value(false);
+            })->getVersion([&](const auto&) { isAnswered.set_value(true); });
+            std::this_thread::sleep_for(std::chrono::microseconds{left * 37 % 900});
+        }
+        for (std::promise<bool>& isAnswered : answers)
+            ++(isAnswered.get_future().get() ? answered : failed);
+        for (const auto& connection : opened)
+            connection->invalidate();
+    }
+    say(name + " answered " + std::to_string(answered) + " failed " + std::to_string(failed));
+}
+
+void execute(const std::string& program, const std::string&)
+{
+    ::execl(program.c_str(), program.c_str(), nullptr);
+    say("cannot execute " + program);
+}
+
+} // namespace
+
+int main()
+{
+    const std::map<std::string, std::function<void(const std::string&, const std::string&)>> words{
+        {"connect", openConnection},
+        {"version", askVersion},
+        {"run", run},
+        {"run-with-data", runWithAuthData},
+        {"run-without-data", runWithoutAuthData},
+        {"close", closeConnection},
+        {"let-go", letGo},
+        {"cycle", cycle},
+        {"execute", execute},
+    };
+    say("ready");
+    for (std::string line; std::getline(std::cin, line);) {
+        std::istringstream words_in_line{line};
+        std::string word;
+        std::string name;
+        std::string rest;
+        words_in_line >> word >> name >> std::ws;
+        std::getline(words_in_line, rest);
+        words.at(word)(name, rest);
+    }
+    std::fflush(stdout);
+    // Calls that still wait are given up.
+    ::_exit(0);
+}
