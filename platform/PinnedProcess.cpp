@@ -9,7 +9,6 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <linux/openat2.h>
 #include <poll.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
@@ -34,12 +33,15 @@ bool isOnNosuidMount(const Fd& file)
 
 // The kernel names a mapped file without links. Following one would let its owner put a link to
 // somebody else's file, and with it that file's owner, in its place before we look.
-Fd openWithoutLinks(const std::string& path)
+// Name by name, because a systemd unit that forbids setting of setuid bits has no openat2(2).
+Fd openWithoutLinks(Fd root, const std::string& path)
 {
-    open_how how{};
-    how.flags = O_PATH | O_CLOEXEC;
-    how.resolve = RESOLVE_NO_SYMLINKS;
-    return Fd{static_cast<int>(::syscall(SYS_openat2, AT_FDCWD, path.c_str(), &how, sizeof how))};
+    Fd file = std::move(root);
+    std::istringstream names{path};
+    for (std::string name; file && std::getline(names, name, '/');)
+        if (!name.empty())
+            file = Fd{::openat(file.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+    return file;
 }
 
 /// /proc/PID/status, a name and a value a line.
@@ -214,9 +216,12 @@ PinnedProcess::Objection PinnedProcess::toMappings() const
     if (mappings.empty())
         return "it has no executable mappings";
     for (const ProcessMapping& mapping : mappings) {
-        const Fd file = openWithoutLinks(mapping.path);
+        // Where the process sees it: our own mounts may all be nosuid, or hide a folder.
+        const Fd file = openWithoutLinks(
+            Fd{::open(path("root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)}, mapping.path);
         struct stat status {};
-        if (!file || ::fstat(file.get(), &status) != 0 || status.st_ino != mapping.inode)
+        if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+            status.st_ino != mapping.inode)
             return mapping.path + " was replaced since it was loaded; restarting the program helps";
         if (status.st_uid != 0 || (status.st_mode & writableByOthers) != 0)
             return mapping.path + ", which it has loaded, is not root's alone";
