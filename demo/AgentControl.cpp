@@ -32,7 +32,7 @@ void AgentControl::serve(const Command& carryOut)
     if (!client || ::poll(&readable, 1, patienceMilliseconds) != 1)
         return;
 
-    std::array<char, 64> command{};
+    std::array<char, 512> command{};
     const ssize_t length = ::recv(client.get(), command.data(), command.size(), MSG_DONTWAIT);
     if (length <= 0)
         return;
@@ -40,6 +40,26 @@ void AgentControl::serve(const Command& carryOut)
     const auto answer = carryOut({command.data(), static_cast<std::size_t>(length)});
     // A client that went away meanwhile has no use for the answer.
     (void)::send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+}
+
+Result<std::string> AgentControl::ask(const std::string& path, std::string_view command)
+{
+    const auto address = ControlAddress::of(path);
+    if (!address)
+        return address.error();
+
+    const Fd socket{::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)};
+    if (!socket || ::connect(socket.get(), address.value().data(), ControlAddress::size()) != 0)
+        return Error::last("reach the agent at", path);
+
+    if (::send(socket.get(), command.data(), command.size(), MSG_NOSIGNAL) < 0)
+        return Error::last("send to the agent at", path);
+
+    std::array<char, 512> answer{};
+    const ssize_t length = ::recv(socket.get(), answer.data(), answer.size(), 0);
+    if (length < 0)
+        return Error::last("hear from the agent at", path);
+    return std::string{answer.data(), static_cast<std::size_t>(length)};
 }
 
 } // namespace veltra

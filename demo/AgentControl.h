@@ -17,6 +17,9 @@ class AgentControl {
   public:
     using Command = std::function<std::string(std::string_view)>;
 
+    /// Where the demonstration's agent listens.
+    static constexpr const char* agentPath = "/run/veltra-demo/control/agent";
+
     /// Listens at `path`; a socket that an earlier agent left there is replaced.
     [[nodiscard]] static Result<AgentControl> listen(const std::string& path);
 
@@ -26,6 +29,10 @@ class AgentControl {
     /// Takes one waiting client and answers its command with what `carryOut` returns. A client that
     /// sends nothing within a second is sent away.
     void serve(const Command& carryOut);
+
+    /// The client's part: has the agent that listens at `path` carry out a command, and waits for
+    /// its answer, which is empty when the agent ended instead.
+    [[nodiscard]] static Result<std::string> ask(const std::string& path, std::string_view command);
 
   private:
     explicit AgentControl(Fd socket) : socket_{std::move(socket)} {}

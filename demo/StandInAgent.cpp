@@ -6,6 +6,8 @@ namespace veltra {
 
 namespace {
 
+constexpr std::string_view logCommand = "log ";
+
 std::string failed(const Error& error)
 {
     return "failed: " + error.message();
@@ -48,7 +50,7 @@ std::chrono::milliseconds StandInAgent::pause()
 
 std::optional<Error> StandInAgent::writeFarewell()
 {
-    return announce("Agent stopped");
+    return announce("vxsvc", "Agent stopped");
 }
 
 std::string StandInAgent::carryOut(std::string_view command)
@@ -61,7 +63,9 @@ std::string StandInAgent::carryOut(std::string_view command)
         return truncate();
     if (command == "quiet" || command == "talk")
         return setQuiet(command == "quiet");
-    return "failed: no such command; there are burst, rotate, truncate, quiet and talk";
+    if (command.starts_with(logCommand))
+        return logForTool(command.substr(logCommand.size()));
+    return "failed: no such command; there are burst, rotate, truncate, quiet, talk and log TEXT";
 }
 
 std::optional<Error> StandInAgent::write(TimePoint when, const AgentMessage& message)
@@ -80,9 +84,16 @@ std::optional<Error> StandInAgent::writeNow(int lines)
     return std::nullopt;
 }
 
-std::optional<Error> StandInAgent::announce(std::string_view text)
+std::optional<Error> StandInAgent::announce(std::string_view component, std::string_view text)
 {
-    return write(std::chrono::system_clock::now(), {"vxsvc", "Info", 0, std::string{text}});
+    return write(std::chrono::system_clock::now(), {component, "Info", 0, std::string{text}});
+}
+
+std::string StandInAgent::logForTool(std::string_view text)
+{
+    if (const auto error = announce("trolex", text))
+        return failed(*error);
+    return "ok: logged";
 }
 
 std::string StandInAgent::burst()
@@ -97,7 +108,7 @@ std::string StandInAgent::rotate()
 {
     if (const auto error = log_.rotate())
         return failed(*error);
-    if (const auto error = announce("Log opened"))
+    if (const auto error = announce("vxsvc", "Log opened"))
         return failed(*error);
     return "ok: goes on in " + log_.name();
 }

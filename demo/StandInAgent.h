@@ -32,7 +32,8 @@ class StandInAgent {
     [[nodiscard]] std::optional<Error> writeFarewell();
 
     /// Carries out "burst" (10,000 lines at once), "rotate" (goes on in a new file), "truncate"
-    /// (cuts its file to nothing), "quiet" or "talk". The answer begins with "ok: " or "failed: ".
+    /// (cuts its file to nothing), "quiet" or "talk", or writes what follows "log " as a line of
+    /// its tool's, quiet or not. The answer begins with "ok: " or "failed: ".
     [[nodiscard]] std::string carryOut(std::string_view command);
 
   private:
@@ -40,7 +41,8 @@ class StandInAgent {
 
     std::optional<Error> write(TimePoint when, const AgentMessage& message);
     std::optional<Error> writeNow(int lines);
-    std::optional<Error> announce(std::string_view text);
+    std::optional<Error> announce(std::string_view component, std::string_view text);
+    std::string logForTool(std::string_view text);
     std::string burst();
     std::string rotate();
     std::string truncate();

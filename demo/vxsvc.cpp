@@ -73,7 +73,7 @@ int run()
         return complain(*error);
 
     // Opened last: whoever sees the socket finds the history written.
-    auto control = AgentControl::listen("/run/veltra-demo/control/agent");
+    auto control = AgentControl::listen(AgentControl::agentPath);
     if (!control)
         return complain(control.error());
 

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
+#include <sstream>
 
 #include <gtest/gtest.h>
 
@@ -28,15 +28,16 @@ class StandInAgentTest : public testing::Test {
         return {begin(entries), end(entries)};
     }
 
-    [[nodiscard]] std::ptrdiff_t lineCount() const
+    [[nodiscard]] std::string text() const
     {
-        std::ptrdiff_t count = 0;
-        for (const auto& file : files()) {
-            std::ifstream text{file};
-            count += std::count(std::istreambuf_iterator<char>{text}, {}, '\n');
-        }
-        return count;
+        std::ostringstream text;
+        for (const auto& file : files())
+            if (std::filesystem::file_size(file) > 0)
+                text << std::ifstream{file}.rdbuf();
+        return text.str();
     }
+
+    [[nodiscard]] std::ptrdiff_t lineCount() const { return std::ranges::count(text(), '\n'); }
 
     [[nodiscard]] std::string logs() const { return folder_.file("logs/"); }
 
@@ -99,6 +100,17 @@ TEST_F(StandInAgentTest, SaysWhatKeptItFromRotatingAndGoesOnInTheOldFile)
     EXPECT_EQ(answer.substr(0, 19), "failed: create log ");
     EXPECT_FALSE(error);
     EXPECT_GE(lineCount(), 2);
+}
+
+TEST_F(StandInAgentTest, LogsForItsToolEvenWhileItIsQuiet)
+{
+    StandInAgent agent = makeAgent(logs());
+
+    EXPECT_EQ(agent.carryOut("quiet").substr(0, 4), "ok: ");
+    EXPECT_EQ(agent.carryOut("log Properties sent").substr(0, 4), "ok: ");
+
+    EXPECT_EQ(lineCount(), 1);
+    EXPECT_NE(text().find(") trolex.Info: Properties sent\n"), std::string::npos) << text();
 }
 
 TEST_F(StandInAgentTest, RefusesCommandsThatItDoesNotKnow)
