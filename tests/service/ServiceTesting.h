@@ -132,20 +132,27 @@ inline std::string contentOf(const std::string& path)
     return std::move(content).str();
 }
 
-/// What helpers have logged since the test began. One that the bus started writes where the bus
-/// writes, one that systemd started to the journal.
-inline std::string helperLog()
+/// All that helpers have ever logged here. One that the bus started writes where the bus writes,
+/// one that systemd started to the journal.
+inline std::string wholeHelperLog()
 {
     if (isUnderSystemd())
-        return outputOf("journalctl --sync; journalctl -q -o cat --cursor-file=/run/veltra-cursor "
-                        "_SYSTEMD_UNIT=veltra-agentmonitor-helper.service --no-pager; "
-                        "cp /run/veltra-cursor.kept /run/veltra-cursor");
+        return outputOf("journalctl --sync; journalctl -q -b -o cat --no-pager "
+                        "_SYSTEMD_UNIT=veltra-agentmonitor-helper.service");
     std::string lines;
     std::istringstream all{contentOf("/run/bus.log")};
     for (std::string line; std::getline(all, line);)
         if (!line.starts_with("dbus-daemon["))
             lines += line + "\n";
     return lines;
+}
+
+/// How much of it there was when the test began.
+inline std::size_t helperLogStart = 0;
+
+inline std::string helperLog()
+{
+    return wholeHelperLog().substr(helperLogStart);
 }
 
 /// Puts another program where the helper is installed.
