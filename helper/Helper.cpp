@@ -38,6 +38,8 @@ Result<std::monostate> Helper::run()
     if (auto resumed = listener_.resume(); !resumed)
         return resumed;
 
+    if (TransientUnits::areAvailable())
+        units_ = std::make_unique<TransientUnits>(*loop_, listener_.bus());
     while (!shouldQuit_)
         runLoopFor(setting_.shouldQuitCheckInterval);
     listener_.end();
@@ -48,8 +50,9 @@ Result<std::monostate> Helper::run()
 
 void Helper::quit()
 {
-    shouldQuit_ = true;
-    loop_->stop();
+    // Once: the second time would cut short the waiting for the tools.
+    if (!std::exchange(shouldQuit_, true))
+        loop_->stop();
 }
 
 bool Helper::listener(ServiceListener&,
@@ -108,13 +111,29 @@ void Helper::runTask(const std::string& command, const std::vector<std::string>&
               .standardError = [this](auto chunk) { forward(chunk, &AppProtocol::logWithStdErr); },
               .terminationHandler =
                   [this, completion = std::move(completion)](int status) {
-                      if (--runningTasks_ == 0 && shouldQuit_)
-                          loop_->stop();
+                      taskEnded();
                       completion(status);
                   }};
-    if (const auto launched = launch(*loop_, std::move(task)); !launched)
-        throw std::runtime_error{launched.error().message()};
+    if (const auto started = start(std::move(task)); !started)
+        throw std::runtime_error{started.error().message()};
     ++runningTasks_;
+}
+
+// What confines the helper under systemd must not confine the agent's tool.
+Result<std::monostate> Helper::start(Task task)
+{
+    if (!units_)
+        return launch(*loop_, std::move(task));
+    return units_->launch(std::move(task), [this](const std::string& reason) {
+        SystemLog::log({"the agent's tool cannot be started: ", reason});
+        taskEnded();
+    });
+}
+
+void Helper::taskEnded()
+{
+    if (--runningTasks_ == 0 && shouldQuit_)
+        loop_->stop();
 }
 
 // The newest connection gets the output, whichever asked for the command.

@@ -6,6 +6,7 @@
 #include "platform/AgentInstallation.h"
 #include "platform/PollLoop.h"
 #include "platform/ServiceListener.h"
+#include "platform/TransientUnits.h"
 
 #include <chrono>
 #include <memory>
@@ -58,6 +59,8 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     void connectionEnded(const ServiceConnection& connection);
     void runTask(const std::string& command, const std::vector<std::string>& arguments,
                  ExitStatus completion);
+    [[nodiscard]] Result<std::monostate> start(Task task);
+    void taskEnded();
     void forward(std::string_view chunk, Log log);
     void runLoopFor(std::chrono::milliseconds time);
 
@@ -68,6 +71,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();
     std::shared_ptr<PollLoop> loop_;
     Setting setting_;
+    std::unique_ptr<TransientUnits> units_; // none where systemd does not run
     int runningTasks_ = 0;
 };
 

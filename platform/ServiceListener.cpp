@@ -16,7 +16,7 @@ namespace {
 // Of one program, those that wait to be opened included.
 constexpr std::size_t mostConnections = 4096;
 
-sdbus::Error refusal(const std::string& reason)
+sdbus::Error refusedBecause(const std::string& reason)
 {
     return {refusedError, reason};
 }
@@ -132,7 +132,7 @@ void ServiceListener::open(Opened result, const std::string& client, const std::
 {
     Client& known = clients_[client];
     if (known.waiting.size() + known.connections.size() >= mostConnections) {
-        result.returnError(refusal("it has too many connections"));
+        result.returnError(refusedBecause("it has too many connections"));
         return;
     }
     Waiting waiting{std::move(result), remotePath};
@@ -150,7 +150,7 @@ void ServiceListener::open(Opened result, const std::string& client, const std::
 }
 
 void ServiceListener::settled(const std::string& client, const CallerSettlement::Process& process,
-                              const std::string& reason)
+                              const std::string& refusal)
 {
     Client& known = clients_[client];
     const auto settlement = std::exchange(known.settlement, nullptr);
@@ -159,7 +159,7 @@ void ServiceListener::settled(const std::string& client, const CallerSettlement:
         if (process)
             accept(client, std::move(waiting));
         else
-            waiting.result.returnError(refusal(reason));
+            waiting.result.returnError(refusedBecause(refusal));
     if (!process)
         clients_.erase(client);
 }
@@ -168,7 +168,7 @@ void ServiceListener::accept(const std::string& client, Waiting waiting)
 {
     Client& known = clients_[client];
     if (const auto change = known.process->change()) {
-        waiting.result.returnError(refusal(*change));
+        waiting.result.returnError(refusedBecause(*change));
         return;
     }
     const std::string path = newPath();
@@ -177,7 +177,7 @@ void ServiceListener::accept(const std::string& client, Waiting waiting)
         known.process, ServiceConnection::Place{bus, connection_->uniqueName(), path},
         ServiceConnection::Place{bus, client, waiting.remotePath});
     if (!delegate_ || !delegate_->listener(*this, connection)) {
-        waiting.result.returnError(refusal("the service does not accept it"));
+        waiting.result.returnError(refusedBecause("the service does not accept it"));
         return;
     }
     known.connections[path] = std::move(connection);

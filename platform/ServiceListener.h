@@ -56,6 +56,12 @@ class ServiceListener {
     /// not grant the name.
     [[nodiscard]] Result<std::monostate> resume();
 
+    /// The bus that resume() has connected to.
+    [[nodiscard]] const std::shared_ptr<sdbus::IConnection>& bus() const noexcept
+    {
+        return connection_->bus();
+    }
+
     /// Gives the name back, and has everything that the bus had sent here until then answered by
     /// its not being known here: the senders ask the service's next instance. Connections end
     /// without their handlers being called; replies that are still owed can still be sent.

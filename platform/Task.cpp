@@ -1,7 +1,7 @@
 #include "platform/Task.h"
 
-#include <array>
-#include <cerrno>
+#include "platform/TaskStreams.h"
+
 #include <csignal>
 #include <memory>
 #include <optional>
@@ -16,25 +16,6 @@
 namespace veltra {
 
 namespace {
-
-/// A pipe that a program writes into and the loop reads from.
-struct Pipe {
-    Fd readEnd;
-    Fd writeEnd;
-
-    static Result<Pipe> open()
-    {
-        std::array<int, 2> ends{};
-        if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-            return Error::last("make a pipe");
-
-        Pipe pipe{Fd{ends[0]}, Fd{ends[1]}};
-        // The program's end blocks as programs expect.
-        if (::fcntl(pipe.readEnd.get(), F_SETFL, O_NONBLOCK) != 0)
-            return Error::last("make a pipe");
-        return pipe;
-    }
-};
 
 /// What a new process does before it becomes the program.
 class Preparation {
@@ -97,7 +78,7 @@ Result<pid_t> spawn(const Task& task, const Fd& output, const Fd& error)
     return process;
 }
 
-/// A program that runs. The handlers that wait for it keep it; it goes with the last of them.
+/// A program that runs. The handler that waits for its end keeps it.
 class RunningTask : public std::enable_shared_from_this<RunningTask> {
   public:
     explicit RunningTask(Task task) : task_{std::move(task)} {}
@@ -105,89 +86,47 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
     // Everything that can be refused is asked for before the program runs, but for the last.
     [[nodiscard]] Result<std::monostate> start(PollLoop& loop)
     {
-        auto outputPipe = Pipe::open();
-        auto errorPipe = Pipe::open();
-        if (!outputPipe || !errorPipe)
-            return outputPipe ? errorPipe.error() : outputPipe.error();
-        for (const auto& [stream, pipe] :
-             {std::pair{&output_, &outputPipe}, std::pair{&error_, &errorPipe}})
-            if (const auto failure = listen(loop, *stream, std::move(pipe->value().readEnd)))
-                return *failure;
+        const auto streams =
+            std::make_shared<TaskStreams>(task_.standardOutput, task_.standardError);
+        const auto ends = streams->start(loop);
+        if (!ends)
+            return ends.error();
 
-        const auto process = spawn(task_, outputPipe.value().writeEnd, errorPipe.value().writeEnd);
+        const auto process = spawn(task_, ends.value().output, ends.value().error);
         const auto failure = process ? waitFor(loop, process.value()) : process.error();
         if (failure)
-            stopListening();
+            streams->stop();
         return failure ? Result<std::monostate>{*failure} : std::monostate{};
     }
 
   private:
-    struct Stream {
-        Fd descriptor;
-        PollLoop::Registration watch;
-    };
-
-    std::optional<Error> listen(PollLoop& loop, Stream& stream, Fd readEnd)
-    {
-        stream.descriptor = std::move(readEnd);
-        auto watch = loop.watch(
-            stream.descriptor.get(), [self = shared_from_this(), &stream] { self->read(stream); },
-            PollLoop::Reading::whileAllIsSent);
-        if (!watch) {
-            stopListening();
-            return watch.error();
-        }
-        stream.watch = std::move(watch.value());
-        return std::nullopt;
-    }
-
     std::optional<Error> waitFor(PollLoop& loop, pid_t process)
     {
-        process_.descriptor = Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
-        auto watch = process_.descriptor
-                         ? loop.watch(process_.descriptor.get(),
-                                      [self = shared_from_this()] { self->terminated(); })
-                         : Error::last("watch the program", task_.launchPath);
+        process_ = Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
+        auto watch = process_ ? loop.watch(process_.get(),
+                                           [self = shared_from_this()] { self->terminated(); })
+                              : Error::last("watch the program", task_.launchPath);
         if (!watch) {
             ::kill(process, SIGKILL);
             ::waitpid(process, nullptr, 0);
             return watch.error();
         }
-        process_.watch = std::move(watch.value());
+        watch_ = std::move(watch.value());
         return std::nullopt;
-    }
-
-    void stopListening()
-    {
-        output_.watch = {};
-        error_.watch = {};
-    }
-
-    void read(Stream& stream)
-    {
-        std::array<char, 65536> piece; // NOLINT(*-member-init): read(2) fills what is used of it
-        const ssize_t count = ::read(stream.descriptor.get(), piece.data(), piece.size());
-        if (count < 0 && (errno == EAGAIN || errno == EINTR))
-            return;
-        if (count <= 0)
-            stream.watch = {};
-        const auto& handler = &stream == &output_ ? task_.standardOutput : task_.standardError;
-        handler({piece.data(), count > 0 ? static_cast<std::size_t>(count) : 0});
     }
 
     void terminated()
     {
-        process_.watch = {};
+        watch_ = {};
         siginfo_t ended{};
-        ::waitid(P_PIDFD, static_cast<id_t>(process_.descriptor.get()), &ended, WEXITED);
+        ::waitid(P_PIDFD, static_cast<id_t>(process_.get()), &ended, WEXITED);
         // The exit status or the signal, whichever it was.
         task_.terminationHandler(ended.si_status);
     }
 
     Task task_;
-    Stream output_;
-    Stream error_;
-    Stream process_;
+    Fd process_;
+    PollLoop::Registration watch_;
 };
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "channel/protocol/AppProtocol-proxy.h"
 #include "channel/protocol/HelperProtocol-adaptor.h"
 #include "platform/ConnectionNames.h"
+#include "platform/SystemLog.h"
 
 #include <exception>
 #include <utility>
@@ -14,11 +15,45 @@ namespace {
 using com::veltra::agentMonitor::AppProtocol_proxy;
 using com::veltra::agentMonitor::HelperProtocol_adaptor;
 
-/// A reply that somebody waits for. It may be owed for longer than the connection lasts.
+/// A reply that somebody waits for. It may be owed for longer than the connection lasts; one that
+/// is forgotten is an error.
 template <typename T>
-struct OwedReply {
-    std::shared_ptr<sdbus::IConnection> bus; // outlives the result, which is a message of it
-    sdbus::Result<T> result;
+class OwedReply {
+  public:
+    OwedReply(std::shared_ptr<sdbus::IConnection> bus, sdbus::Result<T>&& result)
+        : bus_{std::move(bus)}, result_{std::move(result)}
+    {
+    }
+
+    OwedReply(const OwedReply&) = delete;
+    OwedReply& operator=(const OwedReply&) = delete;
+
+    ~OwedReply()
+    {
+        try {
+            if (!isGiven_)
+                refuse(sdbus::Error{connections::failedError, "it could not be done"});
+        } catch (const sdbus::Error& error) {
+            SystemLog::log({"a client cannot be answered: ", error.getMessage()});
+        }
+    }
+
+    void give(const T& value)
+    {
+        isGiven_ = true;
+        result_.returnResults(value);
+    }
+
+    void refuse(const sdbus::Error& error)
+    {
+        isGiven_ = true;
+        result_.returnError(error);
+    }
+
+  private:
+    std::shared_ptr<sdbus::IConnection> bus_; // outlives the result, which is a message of it
+    sdbus::Result<T> result_;
+    bool isGiven_ = false;
 };
 
 class HelperProtocolObject : public sdbus::AdaptorInterfaces<HelperProtocol_adaptor> {
@@ -61,15 +96,15 @@ class HelperProtocolObject : public sdbus::AdaptorInterfaces<HelperProtocol_adap
     template <typename T, typename Call>
     void answer(sdbus::Result<T>&& result, const Call& call)
     {
-        const auto owed = std::make_shared<OwedReply<T>>(
-            OwedReply<T>{connection_.exportedObject().bus, std::move(result)});
+        const auto owed =
+            std::make_shared<OwedReply<T>>(connection_.exportedObject().bus, std::move(result));
         try {
             connection_.admit(*getObject().getCurrentlyProcessedMessage());
-            call([owed](const T& value) { owed->result.returnResults(value); });
+            call([owed](const T& value) { owed->give(value); });
         } catch (const sdbus::Error& error) {
-            owed->result.returnError(error);
+            owed->refuse(error);
         } catch (const std::exception& error) {
-            owed->result.returnError(sdbus::Error{connections::failedError, error.what()});
+            owed->refuse(sdbus::Error{connections::failedError, error.what()});
         }
     }
 
