@@ -15,7 +15,7 @@ bool ClientSignatures::codeSigningMatches(const Client& client)
         finding = known(client);
     }
     if (finding->error)
-        throw *finding->error;
+        throw CodesignCheckError::message(*finding->error);
     return finding->matches;
 }
 
@@ -26,7 +26,7 @@ void ClientSignatures::examine(const Client& client)
         const LinuxCodeSigning services{{client->pid(), client->executable()}};
         finding.matches = CodesignCheck::codeSigningMatches(client->pid(), services);
     } catch (const CodesignCheckError& error) {
-        finding.error = error;
+        finding.error = error.message();
     }
     const std::lock_guard lock{mutex_};
     std::erase_if(findings_, [](const Finding& old) { return old.client.expired(); });

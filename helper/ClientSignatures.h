@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace veltra {
@@ -29,7 +30,7 @@ class ClientSignatures {
     struct Finding {
         std::weak_ptr<const PinnedProcess> client;
         bool matches = false;
-        std::optional<CodesignCheckError> error;
+        std::optional<std::string> error; // the message of what the check threw
     };
 
     [[nodiscard]] std::optional<Finding> known(const Client& client);

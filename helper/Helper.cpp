@@ -124,7 +124,7 @@ Result<std::monostate> Helper::start(Task task)
 {
     if (!units_)
         return launch(*loop_, std::move(task));
-    return units_->launch(std::move(task), [this](const std::string& reason) {
+    return units_->launch(task, [this](const std::string& reason) {
         SystemLog::log({"the agent's tool cannot be started: ", reason});
         taskEnded();
     });

@@ -109,7 +109,7 @@ std::shared_ptr<const ServiceBus::OwnerHandler> ServiceBus::watchOwner(const std
             });
     auto& handlers = known->second.handlers;
     std::erase_if(handlers, [](const auto& weak) { return weak.expired(); });
-    const auto shared = std::make_shared<const OwnerHandler>(std::move(handler));
+    auto shared = std::make_shared<const OwnerHandler>(std::move(handler));
     handlers.emplace_back(shared);
     return shared;
 }

@@ -84,7 +84,7 @@ TransientUnits::TransientUnits(PollLoop& loop, std::shared_ptr<sdbus::IConnectio
     manager_->callMethod("Subscribe").onInterface(managerInterface).dontExpectReply();
 }
 
-Result<std::monostate> TransientUnits::launch(Task task,
+Result<std::monostate> TransientUnits::launch(const Task& task,
                                               std::function<void(const std::string&)> onFailure)
 {
     // systemd would tell only the program's exit status of that.

@@ -31,7 +31,7 @@ class TransientUnits {
     /// Starts the task's program as launch() does, but as a unit: with /dev/null as its input, and
     /// nothing in its environment but what the task says. Whatever keeps it from being started is
     /// an error here, or else given to `onFailure` later, instead of a termination.
-    [[nodiscard]] Result<std::monostate> launch(Task task,
+    [[nodiscard]] Result<std::monostate> launch(const Task& task,
                                                 std::function<void(const std::string&)> onFailure);
 
   private:
