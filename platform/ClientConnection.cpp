@@ -23,10 +23,10 @@ std::string newPath()
     return "/com/veltra/agentMonitor/client" + std::to_string(++last);
 }
 
-// Of errors, these two say that the service has not seen the call.
+// Whether the error says that the service has not seen the call.
 bool isUnseen(const sdbus::Error& error)
 {
-    return error.getName() == unknownObjectError || error.getName() == endingError;
+    return error.getName() == unknownObjectError;
 }
 
 } // namespace

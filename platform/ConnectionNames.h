@@ -18,8 +18,6 @@ inline constexpr const char* busPath = "/org/freedesktop/DBus";
 
 /// The caller is not let in. The message says what the connection layer found, if it was that.
 inline constexpr const char* refusedError = "com.veltra.agentMonitor.Error.Refused";
-/// The service is about to end and has done nothing; its next instance will.
-inline constexpr const char* endingError = "com.veltra.agentMonitor.Error.Ending";
 /// What was asked for could not be done.
 inline constexpr const char* failedError = "com.veltra.agentMonitor.Error.Failed";
 /// Nothing knows this path, so nothing was done.
