@@ -28,6 +28,12 @@ class CleanStart : public testing::EmptyTestEventListener {
                  "cp -a " VELTRA_TEST_SERVICE_FILES "/. /; chown -R 0:0 /Library");
         helperLogStart = wholeHelperLog().size();
     }
+
+    // Nobody waits for the helper's end, so that its exit status tells nothing.
+    void OnTestEnd(const testing::TestInfo&) override
+    {
+        EXPECT_EQ(wholeHelperLog().find("Sanitizer"), std::string::npos) << wholeHelperLog();
+    }
 };
 
 [[noreturn]] void runInside(char** arguments)

@@ -1,5 +1,5 @@
 // A helper that ends at once when a connection does, and says so every time.
-#include "helper/Helper.h"
+#include "helper/HelperProcess.h"
 #include "platform/SystemLog.h"
 
 #include <cstdlib>
@@ -8,12 +8,9 @@ int main()
 {
     using namespace veltra;
 
-    const std::shared_ptr<PollLoop> loop = std::move(PollLoop::open().value());
-    Helper helper{
-        loop,
-        {.agent = {}, .shouldQuitCheckInterval = std::chrono::milliseconds{3}, .version = "1.0.0"}};
-    const auto served = helper.run();
-    SystemLog::log(served ? "served" : "failed");
+    const int status = runHelperProcess(
+        {.agent = {}, .shouldQuitCheckInterval = std::chrono::milliseconds{3}, .version = "1.0.0"});
+    SystemLog::log(status == EXIT_SUCCESS ? "served" : "failed");
     SystemLog::shared().drain();
-    std::_Exit(served ? EXIT_SUCCESS : EXIT_FAILURE);
+    std::_Exit(status);
 }
