@@ -20,6 +20,8 @@ void ServiceConnection::resume()
 
 void ServiceConnection::admit(const sdbus::Message& call) const
 {
+    if (!object_)
+        throw sdbus::Error{connections::unknownObjectError, "this connection has ended"};
     // Paths can be guessed.
     if (call.getSender() != remote_.name)
         throw sdbus::Error{connections::refusedError, "this connection is somebody else's"};

@@ -15,7 +15,7 @@ namespace veltra {
 /// A connection is a pair of object paths: the service's object, which only this client may call,
 /// and the client's, which the service sends to. Everything about it belongs on the thread of the
 /// listener's loop.
-class ServiceConnection {
+class ServiceConnection : public std::enable_shared_from_this<ServiceConnection> {
   public:
     /// Where an object is reached, or is to be put.
     struct Place {
@@ -23,7 +23,8 @@ class ServiceConnection {
         std::string name; ///< the unique name of the program that has it
         std::string path;
     };
-    /// Puts the service's object at its place. The object is destroyed with the connection.
+    /// Puts the service's object at its place. The connection lets go of it when it ends; while it
+    /// owes replies it has to keep itself, since they refer to it.
     using Export = std::function<std::shared_ptr<void>(const ServiceConnection&)>;
 
     ServiceConnection(std::shared_ptr<const PinnedProcess> process, Place exported, Place remote);
@@ -47,8 +48,9 @@ class ServiceConnection {
     /// Lets the client call the exported object.
     void resume();
 
-    /// Throws an sdbus::Error unless `call` was sent by this client and its process still is what
-    /// it was when it was let in. To be asked first in every call of the exported object.
+    /// Throws an sdbus::Error unless `call` was sent by this client, its process still is what it
+    /// was when it was let in, and the connection has not ended. To be asked first in every call
+    /// of the exported object.
     void admit(const sdbus::Message& call) const;
 
     /// Takes the exported object away. Not to be called by a call of the exported object, as is:

@@ -20,8 +20,8 @@ using com::veltra::agentMonitor::HelperProtocol_adaptor;
 template <typename T>
 class OwedReply {
   public:
-    OwedReply(std::shared_ptr<sdbus::IConnection> bus, sdbus::Result<T>&& result)
-        : bus_{std::move(bus)}, result_{std::move(result)}
+    OwedReply(std::shared_ptr<void> object, sdbus::Result<T>&& result)
+        : object_{std::move(object)}, result_{std::move(result)}
     {
     }
 
@@ -51,16 +51,24 @@ class OwedReply {
     }
 
   private:
-    std::shared_ptr<sdbus::IConnection> bus_; // outlives the result, which is a message of it
+    std::shared_ptr<void> object_; // outlives the result, which refers to what it registered
     sdbus::Result<T> result_;
     bool isGiven_ = false;
 };
 
-class HelperProtocolObject : public sdbus::AdaptorInterfaces<HelperProtocol_adaptor> {
+/// Keeps what has to be destroyed after the object that is on it.
+struct KeptBus {
+    std::shared_ptr<sdbus::IConnection> bus;
+};
+
+class HelperProtocolObject : private KeptBus,
+                             public sdbus::AdaptorInterfaces<HelperProtocol_adaptor>,
+                             public std::enable_shared_from_this<HelperProtocolObject> {
   public:
     HelperProtocolObject(const ServiceConnection& connection, HelperProtocol& helper)
-        : AdaptorInterfaces{*connection.exportedObject().bus, connection.exportedObject().path},
-          connection_{connection}, helper_{helper}
+        : KeptBus{connection.exportedObject().bus},
+          AdaptorInterfaces{*bus, connection.exportedObject().path},
+          connection_{connection.weak_from_this()}, helper_{helper}
     {
         registerAdaptor();
     }
@@ -96,10 +104,12 @@ class HelperProtocolObject : public sdbus::AdaptorInterfaces<HelperProtocol_adap
     template <typename T, typename Call>
     void answer(sdbus::Result<T>&& result, const Call& call)
     {
-        const auto owed =
-            std::make_shared<OwedReply<T>>(connection_.exportedObject().bus, std::move(result));
+        const auto owed = std::make_shared<OwedReply<T>>(shared_from_this(), std::move(result));
         try {
-            connection_.admit(*getObject().getCurrentlyProcessedMessage());
+            const auto connection = connection_.lock();
+            if (!connection)
+                throw sdbus::Error{connections::unknownObjectError, "this connection has ended"};
+            connection->admit(*getObject().getCurrentlyProcessedMessage());
             call([owed](const T& value) { owed->give(value); });
         } catch (const sdbus::Error& error) {
             owed->refuse(error);
@@ -108,7 +118,7 @@ class HelperProtocolObject : public sdbus::AdaptorInterfaces<HelperProtocol_adap
         }
     }
 
-    const ServiceConnection& connection_;
+    std::weak_ptr<const ServiceConnection> connection_;
     HelperProtocol& helper_;
 };
 

@@ -10,8 +10,8 @@ namespace veltra {
 
 // The protocols on the bus, as the helper has them. On the thread of the listener's loop.
 
-/// Puts `helper` on the bus as the object of `connection`. Both must outlive the result. What
-/// `helper` throws reaches the caller as an error.
+/// Puts `helper`, which must outlive the bus's thread, on the bus as the object of `connection`.
+/// What `helper` throws reaches the caller as an error.
 [[nodiscard]] std::shared_ptr<void> exportHelperProtocol(const ServiceConnection& connection,
                                                          HelperProtocol& helper);
 

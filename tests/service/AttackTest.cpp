@@ -128,7 +128,8 @@ TEST(Attack, AClientWithALibraryFromAUsersFolderIsRefused)
     std::filesystem::create_directory("/tmp/users");
     std::filesystem::copy_file(programs + "libplatform_odd_library.so", "/tmp/users/lib.so");
     ASSERT_EQ(::chown("/tmp/users/lib.so", 65534, 65534), 0);
-    Client client{asNobody({"env", "LD_PRELOAD=/tmp/users/lib.so", trusted})};
+    Client client{asNobody(
+        {"env", "ASAN_OPTIONS=verify_asan_link_order=0", "LD_PRELOAD=/tmp/users/lib.so", trusted})};
 
     EXPECT_EQ(outcomeOf(client), refused);
 }
