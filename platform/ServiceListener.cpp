@@ -84,14 +84,24 @@ void ServiceListener::end()
         sdbus::IConnection& bus = *connection_->bus();
         // The bus answers after all that it had sent here by then.
         bus.releaseName(name_);
-        for (const auto& [name, client] : std::exchange(clients_, {}))
-            for (const auto& [path, connection] : client.connections)
-                connection->withdraw();
+        withdrawAll();
         root_.reset();
         while (bus.processPendingRequest()) {
         }
     } catch (const sdbus::Error& error) {
         SystemLog::log({"the name ", name_, " cannot be given back: ", error.getMessage()});
+    }
+}
+
+// Who waits to be let in has not been served either.
+void ServiceListener::withdrawAll()
+{
+    for (auto& [name, client] : std::exchange(clients_, {})) {
+        for (const Waiting& waiting : client.waiting)
+            waiting.result.returnError(
+                sdbus::Error{unknownObjectError, "this instance of the service has ended"});
+        for (const auto& [path, connection] : client.connections)
+            connection->withdraw();
     }
 }
 

@@ -89,6 +89,7 @@ class ServiceListener {
     void close(const std::string& client, const std::string& path);
     void forget(const std::string& client);
     void forgetAll();
+    void withdrawAll();
     [[nodiscard]] std::string newPath();
 
     std::shared_ptr<PollLoop> loop_;

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <string>
 #include <system_error>
@@ -34,7 +35,7 @@ class SleepingProcess {
             ::waitpid(pid_, nullptr, 0);
             throw std::system_error{failure, std::generic_category(), program};
         }
-        waitForCommandLine();
+        waitForProgram(program);
     }
 
     SleepingProcess(const SleepingProcess&) = delete;
@@ -59,11 +60,14 @@ class SleepingProcess {
     }
 
   private:
-    // It is empty for a moment after execl() has let go of the parent.
-    void waitForCommandLine() const
+    // The command line is empty for a moment after execl() has let go of the parent; and where
+    // vfork() is fork(), as under ThreadSanitizer, that is not waited for at all.
+    void waitForProgram(const std::string& program) const
     {
-        const std::string path = "/proc/" + std::to_string(pid_) + "/cmdline";
-        while (std::ifstream{path}.peek() == std::ifstream::traits_type::eof())
+        const std::string process = "/proc/" + std::to_string(pid_);
+        std::error_code isNotYet;
+        while (!std::filesystem::equivalent(process + "/exe", program, isNotYet) ||
+               std::ifstream{process + "/cmdline"}.peek() == std::ifstream::traits_type::eof())
             ::sched_yield();
     }
 
