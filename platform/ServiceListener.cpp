@@ -3,9 +3,8 @@
 #include "platform/ConnectionNames.h"
 #include "platform/SystemLog.h"
 
+#include <random>
 #include <utility>
-
-#include <sys/random.h>
 
 namespace veltra {
 
@@ -34,10 +33,8 @@ pid_t processOf(sdbus::IProxy& busDaemon)
 } // namespace
 
 ServiceListener::ServiceListener(std::shared_ptr<PollLoop> loop, std::string machServiceName)
-    : loop_{std::move(loop)}, name_{std::move(machServiceName)}
+    : loop_{std::move(loop)}, name_{std::move(machServiceName)}, instance_{std::random_device{}()}
 {
-    // An earlier instance's paths must not be this one's.
-    static_cast<void>(::getrandom(&instance_, sizeof instance_, 0));
 }
 
 ServiceListener::~ServiceListener()

@@ -104,7 +104,7 @@ class ServiceListener {
     sdbus::Slot departures_;
     std::unique_ptr<sdbus::IObject> root_;
     std::map<std::string, Client> clients_; // by their unique names
-    std::uint64_t instance_ = 0;
+    std::uint64_t instance_;                // an earlier instance's paths must not be this one's
     std::uint64_t lastPath_ = 0;
 };
 
