@@ -38,14 +38,26 @@ Result<std::monostate> Helper::run()
     if (auto resumed = listener_.resume(); !resumed)
         return resumed;
 
-    if (TransientUnits::areAvailable())
-        units_ = std::make_unique<TransientUnits>(*loop_, listener_.bus());
+    if (auto prepared = prepareUnits(); !prepared)
+        return prepared;
     while (!shouldQuit_)
         runLoopFor(setting_.shouldQuitCheckInterval);
     listener_.end();
     if (runningTasks_ > 0)
         runLoopFor(setting_.shouldQuitCheckInterval);
     return std::monostate{};
+}
+
+Result<std::monostate> Helper::prepareUnits()
+{
+    try {
+        if (TransientUnits::areAvailable())
+            units_ = std::make_unique<TransientUnits>(*loop_, listener_.bus());
+        return std::monostate{};
+    } catch (const sdbus::Error& error) {
+        return Error{std::make_error_code(std::errc::not_connected), "listen to systemd",
+                     error.getMessage()};
+    }
 }
 
 void Helper::quit()

@@ -62,6 +62,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     [[nodiscard]] Result<std::monostate> start(Task task);
     void taskEnded();
     void forward(std::string_view chunk, Log log);
+    [[nodiscard]] Result<std::monostate> prepareUnits();
     void runLoopFor(std::chrono::milliseconds time);
 
     ServiceListener listener_;
