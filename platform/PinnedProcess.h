@@ -5,6 +5,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include <sys/stat.h>
 #include <sys/types.h>
@@ -33,6 +34,9 @@ class PinnedProcess {
 
     /// The executable, open for reading. Valid as long as this lives.
     [[nodiscard]] const Fd& executable() const noexcept { return executable_; }
+
+    /// The executable alone, for who does not care what becomes of the process.
+    [[nodiscard]] Fd takeExecutable() && noexcept { return std::move(executable_); }
 
     /// What speaks against trusting that this process does what its executable says; none when
     /// nothing does. Somebody else may be able to change the executable or the libraries, to act

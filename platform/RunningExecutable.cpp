@@ -1,27 +1,23 @@
 #include "platform/RunningExecutable.h"
 
-#include <cerrno>
-#include <string>
+#include "platform/PinnedProcess.h"
+
+#include <system_error>
+#include <utility>
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/syscall.h>
-#include <unistd.h>
 
 namespace veltra {
 
 namespace {
 
-bool hasExited(const Fd& pidfd)
-{
-    pollfd exit{.fd = pidfd.get(), .events = POLLIN, .revents = 0};
-    return ::poll(&exit, 1, 0) != 0;
-}
-
 // A process that has ended, and a thread of the kernel, runs no file.
-OSStatus statusOfOpening(int error)
+OSStatus statusOf(const std::error_code& error)
 {
-    return error == ENOENT || error == ESRCH ? errSecCSNoSuchCode : errSecCSCodeUnreadable;
+    const bool isNone = error == std::errc::no_such_process ||
+                        error == std::errc::no_such_file_or_directory ||
+                        error == std::errc::invalid_argument;
+    return isNone ? errSecCSNoSuchCode : errSecCSCodeUnreadable;
 }
 
 } // namespace
@@ -36,21 +32,10 @@ SecOutcome<Fd> openOwnExecutable()
 
 SecOutcome<Fd> openExecutableOf(std::int32_t pid)
 {
-    // The C library of Debian 12 declares its own function for C alone.
-    const Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))};
-    if (!pidfd)
-        return {errno == ESRCH || errno == EINVAL ? errSecCSNoSuchCode : errSecCSCodeUnreadable,
-                {}};
-
-    Fd file{::open(("/proc/" + std::to_string(pid) + "/exe").c_str(), O_RDONLY | O_CLOEXEC)};
-    const OSStatus status = file ? errSecSuccess : statusOfOpening(errno);
-    // The number may have become another process's before the file was opened.
-    if (hasExited(pidfd))
-        return {errSecCSNoSuchCode, {}};
-    if (!file)
-        return {status, {}};
-
-    return {errSecSuccess, std::move(file)};
+    auto process = PinnedProcess::open(pid);
+    if (!process)
+        return {statusOf(process.error().code()), {}};
+    return {errSecSuccess, std::move(process.value()).takeExecutable()};
 }
 
 } // namespace veltra
