@@ -45,6 +45,7 @@ Result<std::monostate> Helper::run()
     listener_.end();
     if (runningTasks_ > 0)
         runLoopFor(setting_.shouldQuitCheckInterval);
+    listener_.flush();
     return std::monostate{};
 }
 

@@ -3,6 +3,7 @@
 #include "platform/ConnectionNames.h"
 #include "platform/SystemLog.h"
 
+#include <chrono>
 #include <random>
 #include <utility>
 
@@ -87,6 +88,22 @@ void ServiceListener::end()
         }
     } catch (const sdbus::Error& error) {
         SystemLog::log({"the name ", name_, " cannot be given back: ", error.getMessage()});
+    }
+}
+
+void ServiceListener::flush()
+{
+    if (!connection_)
+        return;
+    try {
+        // The bus deals with what it is sent in that order.
+        std::string id;
+        busDaemon_->callMethod("GetId")
+            .onInterface(busName)
+            .withTimeout(std::chrono::seconds{1})
+            .storeResultsTo(id);
+    } catch (const sdbus::Error& error) {
+        SystemLog::log({"the bus does not answer at the end: ", error.getMessage()});
     }
 }
 

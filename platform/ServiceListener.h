@@ -67,6 +67,10 @@ class ServiceListener {
     /// without their handlers being called; replies that are still owed can still be sent.
     void end();
 
+    /// Waits until the bus has read all that was sent, a second at most. A bus that has more to
+    /// say to a connection may throw away what it has not read of it by the time it is closed.
+    void flush();
+
   private:
     using Opened = sdbus::Result<sdbus::ObjectPath>;
     struct Waiting {
