@@ -54,14 +54,6 @@ inline constexpr const char* kSecCodeInfoCertificates = "certificates";
 /// How many bytes of the file are signed, a std::uint64_t.
 inline constexpr const char* kSecCodeInfoSignedSize = "signed size";
 
-/// What a call brought: the object means something only when the status is success, and may be
-/// empty even then.
-template <typename T>
-struct SecOutcome {
-    OSStatus status = errSecSuccess;
-    T object{};
-};
-
 /// Code signatures: whose code runs, whether it is what was signed, and who signed it.
 ///
 /// All functions may be called from any thread; they read files and may take long. A code object

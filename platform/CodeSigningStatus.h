@@ -1,14 +1,12 @@
 #pragma once
 
-#include <cstdint>
+#include "platform/OSStatus.h"
+
 #include <optional>
 #include <string>
 #include <system_error>
 
 namespace veltra {
-
-/// What a call of the code-signing services answered: 0 for success, else what went wrong.
-using OSStatus = std::int32_t;
 
 /// The statuses that this system's services answer with. Others may come from other services;
 /// there is no text for them.
