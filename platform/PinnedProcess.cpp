@@ -1,9 +1,9 @@
 #include "platform/PinnedProcess.h"
 
 #include "platform/ProcessMappings.h"
+#include "platform/ProcessStatus.h"
 
 #include <filesystem>
-#include <fstream>
 #include <sstream>
 #include <string_view>
 #include <utility>
@@ -43,31 +43,6 @@ Fd openWithoutLinks(Fd root, const std::string& path)
             file = Fd{::openat(file.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
     return file;
 }
-
-/// /proc/PID/status, a name and a value a line.
-class ProcessStatus {
-  public:
-    explicit ProcessStatus(const std::string& path)
-    {
-        std::ostringstream content;
-        content << std::ifstream{path}.rdbuf();
-        text_ = "\n" + std::move(content).str();
-    }
-
-    /// What stands behind a name, up to the end of the line; empty when it is not there.
-    [[nodiscard]] std::string_view operator[](std::string_view name) const
-    {
-        const std::string start = "\n" + std::string{name} + ":\t";
-        const auto found = text_.find(start);
-        if (found == std::string::npos)
-            return {};
-        const std::string_view rest = std::string_view{text_}.substr(found + start.size());
-        return rest.substr(0, rest.find('\n'));
-    }
-
-  private:
-    std::string text_;
-};
 
 // A thread that has ended meanwhile has nothing to say, and nobody traces it.
 bool isThreadTraced(const std::filesystem::path& thread)

@@ -112,11 +112,19 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
             return watch.error();
         }
         watch_ = std::move(watch.value());
+        if (task_.timeLimit)
+            limit_ = loop.callAfter(*task_.timeLimit, [this] { askToTerminate(); });
         return std::nullopt;
+    }
+
+    void askToTerminate() const
+    {
+        ::syscall(SYS_pidfd_send_signal, process_.get(), SIGTERM, nullptr, 0);
     }
 
     void terminated()
     {
+        limit_ = {};
         watch_ = {};
         siginfo_t ended{};
         ::waitid(P_PIDFD, static_cast<id_t>(process_.get()), &ended, WEXITED);
@@ -127,6 +135,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
     Task task_;
     Fd process_;
     PollLoop::Registration watch_;
+    PollLoop::Registration limit_;
 };
 
 } // namespace

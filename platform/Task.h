@@ -3,7 +3,9 @@
 #include "platform/Error.h"
 #include "platform/PollLoop.h"
 
+#include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,6 +24,9 @@ struct Task {
     /// Gets the exit status, or the number of the signal that ended the program. Called once;
     /// output may still come after it.
     std::function<void(int)> terminationHandler;
+    /// After this the program is asked to terminate, if it has not and lets itself be asked: one
+    /// that has become another user does not. For launch() alone.
+    std::optional<std::chrono::milliseconds> timeLimit = {};
 };
 
 /// Starts `task`'s program without a shell, in the root folder, with /dev/null as standard input,

@@ -1,0 +1,214 @@
+#include "platform/ExternalFormRegistry.h"
+
+#include "platform/Fd.h"
+#include "platform/Folder.h"
+#include "platform/ProcessStatus.h"
+
+#include <array>
+#include <charconv>
+#include <span>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace veltra {
+
+namespace {
+
+constexpr const char* runtimeFolders = "/run/user";
+constexpr const char* sharedMemory = "/dev/shm";
+constexpr std::string_view sharedMemoryPrefix = "veltra-auth-";
+constexpr std::size_t digestSize = 32;
+constexpr std::size_t largestContent = 100;
+
+/// A folder with the forms of one user's processes.
+struct Place {
+    std::string path;
+    uid_t user = 0;
+};
+
+std::vector<Place> placesOf(uid_t user)
+{
+    const std::string id = std::to_string(user);
+    return {{runtimeFolders + ("/" + id) + "/veltra-auth", user},
+            {sharedMemory + ("/" + std::string{sharedMemoryPrefix}) + id, user}};
+}
+
+std::optional<uid_t> userId(std::string_view text)
+{
+    uid_t user = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), user);
+    if (error != std::errc{} || std::to_string(user) != text)
+        return std::nullopt;
+    return user;
+}
+
+// The users, of all there are, that folders of `parent` are named after.
+void appendPlaces(std::vector<Place>& places, const char* parent, std::string_view prefix,
+                  const std::string& suffix)
+{
+    const auto names = contentsOfDirectory(parent);
+    if (!names)
+        return;
+    for (const std::string& name : names.value())
+        if (const auto user = name.starts_with(prefix)
+                                  ? userId(std::string_view{name}.substr(prefix.size()))
+                                  : std::nullopt)
+            places.push_back({std::string{parent} + "/" + name + suffix, *user});
+}
+
+std::vector<Place> readablePlaces()
+{
+    if (::geteuid() != 0)
+        return placesOf(::geteuid());
+    std::vector<Place> places;
+    appendPlaces(places, runtimeFolders, "", "/veltra-auth");
+    appendPlaces(places, sharedMemory, sharedMemoryPrefix, "");
+    return places;
+}
+
+std::string hex(std::span<const std::uint8_t> bytes)
+{
+    constexpr std::string_view digits = "0123456789abcdef";
+    std::string text;
+    for (const std::uint8_t byte : bytes) {
+        text += digits[byte >> 4U];
+        text += digits[byte & 0xFU];
+    }
+    return text;
+}
+
+std::string fileName(const AuthorizationExternalForm& form)
+{
+    std::array<std::uint8_t, digestSize> digest{};
+    ::EVP_Digest(form.data(), form.size(), digest.data(), nullptr, ::EVP_sha256(), nullptr);
+    return hex(digest);
+}
+
+bool isFileName(std::string_view name)
+{
+    return name.size() == 2 * digestSize &&
+           name.find_first_not_of("0123456789abcdef") == std::string_view::npos;
+}
+
+std::string contentFor(pid_t process, std::uint64_t startTime)
+{
+    return "1 " + std::to_string(process) + " " + std::to_string(startTime) + "\n";
+}
+
+Fd openFolder(const Place& place)
+{
+    Fd folder{::open(place.path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
+    struct stat status {};
+    if (!folder || ::fstat(folder.get(), &status) != 0 || status.st_uid != place.user ||
+        (status.st_mode & 07777U) != 0700U)
+        return {};
+    return folder;
+}
+
+// What a file holds that its user alone can have written; nothing for every other.
+std::string trustedContent(const Fd& folder, const std::string& name, uid_t user)
+{
+    const Fd file{
+        ::openat(folder.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_uid != user || (status.st_mode & 07777U) != 0600U || status.st_nlink != 1)
+        return {};
+
+    std::array<char, largestContent> content{};
+    const ssize_t size = ::read(file.get(), content.data(), content.size());
+    return size > 0 ? std::string{content.data(), static_cast<std::size_t>(size)} : std::string{};
+}
+
+// The user is the folder's: nothing that stands in the file may choose it.
+std::optional<RegisteredProcess> processOf(const std::string& content, uid_t user)
+{
+    const char* const end = content.data() + content.size();
+    pid_t process = 0;
+    std::uint64_t startTime = 0;
+    if (!content.starts_with("1 "))
+        return std::nullopt;
+    const char* const afterProcess = std::from_chars(content.data() + 2, end, process).ptr;
+    if (afterProcess == end)
+        return std::nullopt;
+    std::from_chars(afterProcess + 1, end, startTime);
+    if (process <= 0 || content != contentFor(process, startTime))
+        return std::nullopt;
+    return RegisteredProcess::find(process, startTime, user);
+}
+
+void removeFilesOfTheDead(const Place& place, const Fd& folder)
+{
+    const auto names = contentsOfDirectory(place.path);
+    if (!names)
+        return;
+    for (const std::string& name : names.value())
+        if (isFileName(name) && !processOf(trustedContent(folder, name, place.user), place.user))
+            ::unlinkat(folder.get(), name.c_str(), 0);
+}
+
+// The file appears under its name with all that it holds.
+bool writeFile(const Fd& folder, const std::string& name, const std::string& content)
+{
+    const Fd file{::openat(folder.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600)};
+    const std::string link = "/proc/self/fd/" + std::to_string(file.get());
+    return file && ::fchmod(file.get(), 0600) == 0 &&
+           ::write(file.get(), content.data(), content.size()) ==
+               static_cast<ssize_t>(content.size()) &&
+           ::linkat(AT_FDCWD, link.c_str(), folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+}
+
+} // namespace
+
+ExternalFormRegistry::~ExternalFormRegistry()
+{
+    if (maker_ != ::getpid())
+        return;
+    for (const std::string& path : ownPaths_)
+        ::unlink(path.c_str());
+}
+
+Result<AuthorizationExternalForm> ExternalFormRegistry::add()
+{
+    AuthorizationExternalForm form{};
+    const auto startTime = processStartTime(::getpid());
+    if (!startTime || ::getrandom(form.data(), form.size(), 0) != ssize_t{form.size()})
+        return Error::last("make an external form");
+
+    const std::string name = fileName(form);
+    const std::string content = contentFor(::getpid(), *startTime);
+    const std::lock_guard lock{mutex_};
+    const bool isFirst = std::exchange(maker_, ::getpid()) != ::getpid();
+    if (isFirst)
+        ownPaths_.clear();
+    for (const Place& place : placesOf(::geteuid())) {
+        ::mkdir(place.path.c_str(), 0700);
+        const Fd folder = openFolder(place);
+        if (folder && isFirst)
+            removeFilesOfTheDead(place, folder);
+        if (!folder || !writeFile(folder, name, content))
+            continue;
+
+        ownPaths_.push_back(place.path + "/" + name);
+        return form;
+    }
+    return Error{std::make_error_code(std::errc::permission_denied), "register an external form"};
+}
+
+std::optional<RegisteredProcess> ExternalFormRegistry::find(const AuthorizationExternalForm& form)
+{
+    const std::string name = fileName(form);
+    for (const Place& place : readablePlaces())
+        if (const Fd folder = openFolder(place))
+            if (auto process = processOf(trustedContent(folder, name, place.user), place.user))
+                return process;
+    return std::nullopt;
+}
+
+} // namespace veltra

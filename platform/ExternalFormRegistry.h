@@ -1,0 +1,48 @@
+#pragma once
+
+#include "platform/AuthorizationServices.h"
+#include "platform/Error.h"
+#include "platform/RegisteredProcess.h"
+
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace veltra {
+
+/// Where processes say which external forms stand for them.
+///
+/// A form is 32 random bytes. It has a file, named after its SHA-256 digest so that the form
+/// itself stands nowhere, which names the process: in /run/user/UID/veltra-auth, or in
+/// /dev/shm/veltra-auth-UID where there is no such folder. The user alone, and root, can read it.
+/// The environment has no say in where that is.
+///
+/// All functions may be called from any thread.
+class ExternalFormRegistry {
+  public:
+    ExternalFormRegistry() = default;
+    ExternalFormRegistry(const ExternalFormRegistry&) = delete;
+    ExternalFormRegistry& operator=(const ExternalFormRegistry&) = delete;
+
+    /// Takes back what this process registered here.
+    ~ExternalFormRegistry();
+
+    /// Makes a form that stands for this process for as long as it lives. The first time, files of
+    /// processes that have ended are removed.
+    [[nodiscard]] Result<AuthorizationExternalForm> add();
+
+    /// The living process that a form stands for, one of this user's, or of anybody's for root.
+    /// None for every form that was not made by add() of a process of the folder's own user.
+    [[nodiscard]] static std::optional<RegisteredProcess>
+    find(const AuthorizationExternalForm& form);
+
+  private:
+    std::mutex mutex_;
+    std::vector<std::string> ownPaths_; // guarded by the mutex, as is:
+    pid_t maker_ = 0;                   // a child of fork(2) must leave the files alone
+};
+
+} // namespace veltra
