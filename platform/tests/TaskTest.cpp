@@ -95,6 +95,30 @@ TEST_F(TaskTest, GivesWhatTheProgramPrintsAndItsExitStatus)
     EXPECT_EQ(status(), 3);
 }
 
+TEST_F(TaskTest, AsksTheProgramToTerminateWhenItsTimeIsOver)
+{
+    Task task = shell("echo started; exec sleep 1000");
+    task.timeLimit = std::chrono::milliseconds{50};
+
+    run(std::move(task));
+
+    EXPECT_EQ(status(), SIGTERM);
+}
+
+TEST_F(TaskTest, AwaitsAProgramThatDoesNotLetItselfBeAsked)
+{
+    const TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo(folder.file("asked").c_str(), 0600), 0);
+    Task task = shell("trap 'echo asked; exit 3' TERM; echo started; read nothing <" +
+                      folder.file("asked"));
+    task.timeLimit = std::chrono::milliseconds{50};
+
+    run(std::move(task));
+
+    EXPECT_EQ(output(), "started\nasked\n");
+    EXPECT_EQ(status(), 3);
+}
+
 TEST_F(TaskTest, EndsEachStreamWithOneEmptyPiece)
 {
     run(shell("echo out"));

@@ -119,6 +119,9 @@ class ClientProgram {
         }
     }
 
+    /// Tells it that there is nothing more to come.
+    void closeInput() { input_ = Fd{}; }
+
     void kill(int signal) const { ::kill(pid_, signal); }
 
     /// Waits for the end: the exit status, or 128 and the number of the signal.

@@ -1,0 +1,16 @@
+// Does with the system's authorization services what it is told on its standard input.
+
+#include "platform/PolkitAuthorization.h"
+#include "platform/SystemServiceManagement.h"
+#include "tests/authorization/AuthorizationSession.h"
+
+#include <iostream>
+#include <string>
+
+int main()
+{
+    veltra::AuthorizationSession session{veltra::systemAuthorization(),
+                                         veltra::systemServiceManagement()};
+    for (std::string line; std::getline(std::cin, line);)
+        std::cout << session.obey(line) << std::endl;
+}
