@@ -1,40 +1,19 @@
-// Runs the tests on a system bus of their own, by starting this program again where there is one:
-// behind $VELTRA_TEST_PLACE if it is set, which is one of the scripts beside this file.
-#include "tests/service/ServiceTesting.h"
+#include "tests/service/OnSystemBus.h"
 
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include <unistd.h>
 
-namespace {
+namespace veltra {
 
-using namespace veltra;
+namespace {
 
 // The scripts leave it where everything is a copy.
 constexpr const char* mark = "/veltra-throw-away";
-
-/// Each test finds the files as they are installed, no helper, and an empty log.
-class CleanStart : public testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override
-    {
-        if (const pid_t helper = helperProcess()) {
-            ::kill(helper, SIGKILL);
-            becomesTrue([] { return helperProcess() == 0; });
-        }
-        outputOf("rm -rf /tmp/go /tmp/done /tmp/pid /tmp/users; "
-                 "cp -a " VELTRA_TEST_SERVICE_FILES "/. /; chown -R 0:0 /Library");
-        helperLogStart = wholeHelperLog().size();
-    }
-
-    // Nobody waits for the helper's end, so that its exit status tells nothing.
-    void OnTestEnd(const testing::TestInfo&) override
-    {
-        EXPECT_EQ(wholeHelperLog().find("Sanitizer"), std::string::npos) << wholeHelperLog();
-    }
-};
 
 [[noreturn]] void runInside(char** arguments)
 {
@@ -53,13 +32,16 @@ class CleanStart : public testing::EmptyTestEventListener {
 
 } // namespace
 
-int main(int count, char** arguments)
+int runTestsOnSystemBus(int count, char** arguments,
+                        std::unique_ptr<testing::TestEventListener> listener)
 {
     std::vector<char*> all{arguments, arguments + count + 1};
     testing::InitGoogleTest(&count, arguments);
     if (!testing::GTEST_FLAG(list_tests) && !std::filesystem::exists(mark))
         runInside(all.data());
 
-    testing::UnitTest::GetInstance()->listeners().Append(new CleanStart);
+    testing::UnitTest::GetInstance()->listeners().Append(listener.release());
     return RUN_ALL_TESTS();
 }
+
+} // namespace veltra

@@ -87,6 +87,16 @@ inline pid_t helperProcess()
     return ownerOf(helperName);
 }
 
+/// Ends the helper at once, if one runs.
+inline void killHelper()
+{
+    if (const pid_t helper = helperProcess()) {
+        ::kill(helper, SIGKILL);
+        while (helperProcess() == helper)
+            std::this_thread::sleep_for(std::chrono::milliseconds{2});
+    }
+}
+
 /// A number behind a name in /proc/PID/status.
 inline long statusOf(pid_t pid, const std::string& name)
 {

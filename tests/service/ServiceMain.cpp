@@ -1,0 +1,30 @@
+#include "tests/service/OnSystemBus.h"
+#include "tests/service/ServiceTesting.h"
+
+namespace {
+
+using namespace veltra;
+
+/// Each test finds the files as they are installed, no helper, and an empty log.
+class CleanStart : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo&) override
+    {
+        killHelper();
+        outputOf("rm -rf /tmp/go /tmp/done /tmp/pid /tmp/users; "
+                 "cp -a --no-preserve=ownership " VELTRA_TEST_SERVICE_FILES "/. /");
+        helperLogStart = wholeHelperLog().size();
+    }
+
+    // Nobody waits for the helper's end, so that its exit status tells nothing.
+    void OnTestEnd(const testing::TestInfo&) override
+    {
+        EXPECT_EQ(wholeHelperLog().find("Sanitizer"), std::string::npos) << wholeHelperLog();
+    }
+};
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    return runTestsOnSystemBus(count, arguments, std::make_unique<CleanStart>());
+}
