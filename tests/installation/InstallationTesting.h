@@ -60,13 +60,18 @@ inline std::set<std::string> installedFiles()
     return found;
 }
 
+/// Whether the helper of the bundle is the installed one.
+inline bool isBundledHelperInstalled()
+{
+    return contentOf(helperPath) == contentOf(helperCopy);
+}
+
 /// The bus has the helper started, unless it runs; the helper's process.
 inline pid_t startHelper()
 {
-    EXPECT_NE(outputOf("dbus-send --system --print-reply --dest=" + helperName +
-                       " / org.freedesktop.DBus.Introspectable.Introspect")
-                  .find("<node"),
-              std::string::npos);
+    const std::string answer = outputOf("dbus-send --system --print-reply --dest=" + helperName +
+                                        " / org.freedesktop.DBus.Introspectable.Introspect");
+    EXPECT_NE(answer.find("<node"), std::string::npos) << answer;
     return helperProcess();
 }
 

@@ -94,7 +94,7 @@ TEST(InterruptedBless, LeavesAHelperThatWorks)
     // was not killed, tidied up.
     EXPECT_GT(olderCount, 3);
     EXPECT_GT(newerCount, 10);
-    EXPECT_EQ(contentOf(helperPath), newer);
+    EXPECT_TRUE(isBundledHelperInstalled());
     EXPECT_EQ(installedFiles(), complete);
 }
 

@@ -71,7 +71,7 @@ TEST(Pkexec, InstallsAHelperThatStarts)
 
     EXPECT_EQ(program.go(), "status 0\n");
 
-    EXPECT_EQ(contentOf(helperPath), contentOf(helperCopy));
+    EXPECT_TRUE(isBundledHelperInstalled());
     EXPECT_EQ(programOf(startHelper()), helperPath);
 }
 

@@ -30,10 +30,11 @@ bool isRootsAlone(const fs::path& folder, const struct stat& status)
     return status.st_uid == 0 && (status.st_mode & others) == 0;
 }
 
-// In a folder with the set-group-ID bit a new one gets that and the group.
+// As readable as it is to be from the start, since nobody would make it so later. In a folder with
+// the set-group-ID bit a new one gets that and the group.
 bool makeFolder(const Fd& parent, const fs::path& name)
 {
-    if (::mkdirat(parent.get(), name.c_str(), 0700) != 0)
+    if (::mkdirat(parent.get(), name.c_str(), 0755) != 0)
         return errno == EEXIST;
     const Fd folder{
         ::openat(parent.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
