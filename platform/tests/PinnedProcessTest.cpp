@@ -1,6 +1,7 @@
 #include "platform/PinnedProcess.h"
 
 #include "platform/tests/PinnedProcessTesting.h"
+#include "platform/tests/SleepingProcess.h"
 #include "platform/tests/Tracer.h"
 
 #include <chrono>
