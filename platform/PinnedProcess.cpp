@@ -3,6 +3,7 @@
 #include "platform/ProcessMappings.h"
 #include "platform/ProcessStatus.h"
 
+#include <csignal>
 #include <filesystem>
 #include <sstream>
 #include <string_view>
@@ -112,15 +113,23 @@ std::optional<std::string> PinnedProcess::change() const
     return std::nullopt;
 }
 
+bool PinnedProcess::end(std::chrono::milliseconds patience) const
+{
+    // One that has ended cannot be sent a signal, which is as well.
+    ::syscall(SYS_pidfd_send_signal, pidfd_.get(), SIGTERM, nullptr, 0);
+    return !isAlive(patience);
+}
+
 std::string PinnedProcess::path(const char* name) const
 {
     return "/proc/" + std::to_string(pid_) + "/" + name;
 }
 
-bool PinnedProcess::isAlive() const
+// Whether it still is when that time is over.
+bool PinnedProcess::isAlive(std::chrono::milliseconds patience) const
 {
     pollfd exit{pidfd_.get(), POLLIN, 0};
-    return ::poll(&exit, 1, 0) == 0;
+    return ::poll(&exit, 1, static_cast<int>(patience.count())) == 0;
 }
 
 // A tracer holds single threads, and the process's own status tells of the first one only.

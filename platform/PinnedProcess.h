@@ -3,6 +3,7 @@
 #include "platform/Error.h"
 #include "platform/Fd.h"
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -47,13 +48,16 @@ class PinnedProcess {
     /// in the same user namespace, untraced.
     [[nodiscard]] std::optional<std::string> change() const;
 
+    /// Asks it with SIGTERM to end, and waits that long for its end; whether it came.
+    [[nodiscard]] bool end(std::chrono::milliseconds patience) const;
+
   private:
     using Objection = std::optional<std::string>;
 
     PinnedProcess(pid_t pid, Fd pidfd, Fd executable, const struct stat& file);
 
     [[nodiscard]] std::string path(const char* name) const;
-    [[nodiscard]] bool isAlive() const;
+    [[nodiscard]] bool isAlive(std::chrono::milliseconds patience = {}) const;
     [[nodiscard]] bool isTraced() const;
     [[nodiscard]] bool hasSame(const char* name, pid_t other) const;
     [[nodiscard]] Objection toExecutable(uid_t user) const;

@@ -16,8 +16,13 @@ namespace veltra {
 /// object.
 class ReplacementFile {
   public:
-    /// Makes an empty file, readable to its owner alone, in the folder of `path`.
+    /// Makes an empty file, readable to its owner alone, in the folder of `path`. Its name starts
+    /// with a dot and has another ending: nobody takes it for what it is to become.
     [[nodiscard]] static Result<ReplacementFile> createBeside(const std::string& path);
+
+    /// Removes what programs that were killed have left of such files for `path`. None may be in
+    /// use.
+    [[nodiscard]] static Result<std::monostate> removeLeftOvers(const std::string& path);
 
     ReplacementFile(ReplacementFile&& other) noexcept
         : path_{std::move(other.path_)}, ownPath_{std::exchange(other.ownPath_, {})},

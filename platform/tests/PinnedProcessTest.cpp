@@ -1,8 +1,11 @@
 #include "platform/PinnedProcess.h"
 
 #include "platform/tests/PinnedProcessTesting.h"
+#include "platform/tests/SleepingProcess.h"
 #include "platform/tests/Tracer.h"
 
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <ios>
 #include <string>
@@ -64,6 +67,25 @@ TEST_F(PinnedProcessTest, HoldsTheProcessAndItsExecutable)
     EXPECT_EQ(pinned.pid(), process.pid());
     EXPECT_EQ(contentOf(pinned.executable()),
               contentOf(Fd{::open(rootsProgram.c_str(), O_RDONLY | O_CLOEXEC)}));
+}
+
+TEST_F(PinnedProcessTest, EndsTheProcess)
+{
+    const SleepingProcess process;
+    const PinnedProcess pinned = std::move(PinnedProcess::open(process.pid()).value());
+
+    EXPECT_TRUE(pinned.end(std::chrono::seconds{20}));
+    EXPECT_TRUE(pinned.end(std::chrono::seconds{20}));
+}
+
+TEST_F(PinnedProcessTest, WaitsNoLongerForTheEndThanItIsTold)
+{
+    const auto before = std::signal(SIGTERM, SIG_IGN);
+    const SleepingProcess process;
+    std::signal(SIGTERM, before);
+    const PinnedProcess pinned = std::move(PinnedProcess::open(process.pid()).value());
+
+    EXPECT_FALSE(pinned.end(std::chrono::milliseconds{50}));
 }
 
 TEST_F(PinnedProcessTest, CannotBeOpenedOnAProcessThatIsGone)

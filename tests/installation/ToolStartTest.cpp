@@ -1,0 +1,123 @@
+// How the tool is started: as it must not be, and as somebody would who means harm.
+#include "tests/installation/InstallationTesting.h"
+
+#include <sys/file.h>
+
+using namespace veltra;
+
+namespace {
+
+const std::string usage =
+    "usage: veltra-admin-tool bless | add-right | change-right | remove\nstatus 64";
+
+void expectAllInstalled()
+{
+    EXPECT_EQ(installedFiles(), (std::set<std::string>{helperFiles.begin(), helperFiles.end()}));
+    EXPECT_TRUE(isBundledHelperInstalled());
+}
+
+} // namespace
+
+TEST(AdminTool, TakesOneKnownVerbAndNothingElse)
+{
+    for (const char* words : {"", "install", "''", "blessx", "bles", "--help", "bless bless",
+                              "bless ''", "add-right /tmp/x"})
+        EXPECT_EQ(admin(words), usage) << words;
+
+    EXPECT_EQ(installedFiles(), std::set<std::string>{});
+    EXPECT_FALSE(std::filesystem::exists(rightsPath));
+}
+
+TEST(AdminTool, IsForRootOnly)
+{
+    for (const char* verb : {"bless", "add-right", "change-right", "remove"})
+        EXPECT_EQ(outputOf("setpriv --reuid=65534 --regid=65534 --clear-groups " + adminTool + " " +
+                           verb),
+                  "veltra-admin-tool: only root may do this\nstatus 77");
+
+    EXPECT_EQ(installedFiles(), std::set<std::string>{});
+}
+
+TEST(AdminTool, DoesWithoutStandardStreams)
+{
+    EXPECT_EQ(outputOf("(exec " + adminTool + " bless <&- >&- 2>&-)"), "");
+
+    expectAllInstalled();
+}
+
+TEST(AdminTool, DoesNotMindLowLimits)
+{
+    EXPECT_EQ(outputOf("(ulimit -S -f 0; ulimit -S -n 4; exec " + adminTool + " bless)"), "");
+
+    expectAllInstalled();
+}
+
+// Lifting what the caller cannot lift himself takes a capability that root may be without here.
+TEST(AdminTool, TouchesNothingWhereALimitCannotBeLifted)
+{
+    const std::string output = outputOf("ulimit -f 0; " + adminTool + " bless");
+
+    if (output.empty())
+        expectAllInstalled();
+    else {
+        EXPECT_EQ(output, "veltra-admin-tool: cannot raise the resource limits: "
+                          "Operation not permitted\nstatus 70");
+        EXPECT_EQ(installedFiles(), std::set<std::string>{});
+    }
+}
+
+TEST(AdminTool, DoesNotMindSignalsThatAreIgnoredOrBlocked)
+{
+    EXPECT_EQ(outputOf("env --ignore-signal=CHLD --ignore-signal=TERM --block-signal=CHLD "
+                       "--block-signal=TERM " +
+                       adminTool + " bless"),
+              "");
+
+    expectAllInstalled();
+}
+
+TEST(AdminTool, DoesNotMindATimerThatWouldKillIt)
+{
+    EXPECT_EQ(outputOf("flock /run/veltra-admin-tool.lock sleep 3 & sleep 0.2; "
+                       "perl -e 'alarm 2; exec @ARGV' " +
+                       adminTool + " bless"),
+              "");
+
+    expectAllInstalled();
+}
+
+TEST(AdminTool, TakesNothingFromTheEnvironment)
+{
+    EXPECT_EQ(outputOf("cd /tmp; DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nowhere PATH=/nowhere "
+                       "TMPDIR=/nowhere " +
+                       adminTool + " bless"),
+              "");
+
+    EXPECT_EQ(programOf(startHelper()), helperPath);
+}
+
+TEST(AdminTool, LocksOutOthersOnlyWhileItIsAtWork)
+{
+    // Nobody reads what the first one says, and so it never ends.
+    outputOf("mkfifo /tmp/full");
+    const Fd full{::open("/tmp/full", O_RDWR | O_NONBLOCK | O_CLOEXEC)};
+    const std::string filling(4096, 'x');
+    while (::write(full.get(), filling.data(), filling.size()) > 0) {
+    }
+    std::ofstream{rightsPath};
+    ClientProgram first{{"sh", "-c", "exec " + adminTool + " add-right 2>/tmp/full"}};
+
+    EXPECT_EQ(outputOf("timeout 20 " + adminTool + " change-right"), "");
+
+    outputOf("rm /tmp/full");
+}
+
+TEST(AdminTool, WaitsForItsTurn)
+{
+    const Fd lock{::open("/run/veltra-admin-tool.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+    ::flock(lock.get(), LOCK_EX);
+
+    EXPECT_EQ(outputOf("timeout 1 " + adminTool + " bless"), "status 124");
+
+    EXPECT_EQ(installedFiles(), std::set<std::string>{});
+}

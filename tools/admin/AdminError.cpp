@@ -1,0 +1,56 @@
+#include "tools/admin/AdminError.h"
+
+#include <string>
+
+namespace veltra {
+
+namespace {
+
+const char* textOf(AdminError reason)
+{
+    switch (reason) {
+    case AdminError::rightExists:
+        return "It exists already";
+    case AdminError::outsideOfBundle:
+        return "This program is not where its bundle holds it";
+    case AdminError::signedByOthers:
+        return "It is not signed by those who signed this program";
+    case AdminError::folderOfOthers:
+        return "Others than root may write to it";
+    case AdminError::unitsFailed:
+        return "systemctl failed";
+    case AdminError::helperRunsOn:
+        return "It does not end";
+    case AdminError::textUnfit:
+        return "It holds what a policy cannot";
+    }
+    return "Unknown reason";
+}
+
+class AdminCategory : public std::error_category {
+  public:
+    [[nodiscard]] const char* name() const noexcept override { return "administration"; }
+
+    [[nodiscard]] std::string message(int reason) const override
+    {
+        return textOf(static_cast<AdminError>(reason));
+    }
+};
+
+} // namespace
+
+std::error_code adminError(AdminError reason)
+{
+    static const AdminCategory category;
+    return {static_cast<int>(reason), category};
+}
+
+Done inOrder(std::initializer_list<std::function<Done()>> steps)
+{
+    for (const auto& step : steps)
+        if (Done done = step(); !done)
+            return done;
+    return std::monostate{};
+}
+
+} // namespace veltra

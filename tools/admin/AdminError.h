@@ -1,0 +1,32 @@
+#pragma once
+
+#include "platform/Error.h"
+
+#include <functional>
+#include <initializer_list>
+#include <system_error>
+#include <variant>
+
+namespace veltra {
+
+/// Why the tool refuses to do what it was asked for, beyond what the system itself refuses.
+enum class AdminError {
+    rightExists = 1,
+    outsideOfBundle,
+    signedByOthers,
+    folderOfOthers,
+    unitsFailed,
+    helperRunsOn,
+    textUnfit,
+};
+
+/// A reason as the code of an Error, whose message ends with the reason's text.
+[[nodiscard]] std::error_code adminError(AdminError reason);
+
+/// What a step of the tool's work comes to.
+using Done = Result<std::monostate>;
+
+/// Takes the steps up to the first that fails.
+[[nodiscard]] Done inOrder(std::initializer_list<std::function<Done()>> steps);
+
+} // namespace veltra

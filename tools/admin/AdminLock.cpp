@@ -1,0 +1,19 @@
+#include "tools/admin/AdminLock.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+namespace veltra {
+
+Result<Fd> lockOutOthers()
+{
+    // Nobody but root may write to the folder or open the file. It stays: who removes a lock lets
+    // those in who come after, beside those who wait.
+    constexpr const char* path = "/run/veltra-admin-tool.lock";
+    Fd file{::open(path, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)};
+    if (!file || ::flock(file.get(), LOCK_EX) != 0)
+        return Error::last("lock", path);
+    return file;
+}
+
+} // namespace veltra

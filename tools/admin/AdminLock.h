@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/Error.h"
+#include "platform/Fd.h"
+
+namespace veltra {
+
+/// Waits until no other instance of the tool is at work. None is for as long as the result lives.
+[[nodiscard]] Result<Fd> lockOutOthers();
+
+} // namespace veltra

@@ -1,0 +1,12 @@
+#pragma once
+
+#include <string_view>
+
+/// The texts of the files that the helper needs, as they stand in resources/helper.
+namespace veltra::HelperFiles {
+
+extern const std::string_view unit;
+extern const std::string_view busPolicy;
+extern const std::string_view busService;
+
+} // namespace veltra::HelperFiles

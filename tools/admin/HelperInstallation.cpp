@@ -1,0 +1,72 @@
+#include "tools/admin/HelperInstallation.h"
+
+#include "tools/admin/HelperCopy.h"
+#include "tools/admin/HelperFiles.h"
+#include "tools/admin/InstalledFiles.h"
+#include "tools/admin/RunningServices.h"
+
+#include <string_view>
+#include <utility>
+
+#include <unistd.h>
+
+namespace veltra {
+
+namespace {
+
+using namespace InstalledFiles;
+
+std::function<Done()> preparingFolderOf(const char* path)
+{
+    return [path] { return prepareFolderOf(path); };
+}
+
+std::function<Done()> installing(const char* path, std::string_view text)
+{
+    return [path, text] { return installText(path, text); };
+}
+
+std::function<Done()> removing(const char* path)
+{
+    return [path] { return removeInstalled(path); };
+}
+
+Done installExecutable()
+{
+    auto file = copyOfBundledHelper();
+    if (!file)
+        return file.error();
+    return putInPlace(std::move(file.value()), 0755);
+}
+
+// Those that are made for the helper where there are none. They stay when others use them too.
+Done removeEmptyFolders()
+{
+    for (const char* folder :
+         {"/Library/PrivilegedHelperTools", "/Library", "/usr/local/share/dbus-1/system-services",
+          "/usr/local/share/dbus-1"})
+        ::rmdir(folder);
+    return std::monostate{};
+}
+
+} // namespace
+
+Done installHelper()
+{
+    return inOrder({preparingFolderOf(helper), preparingFolderOf(unit),
+                    preparingFolderOf(busPolicy), preparingFolderOf(busService),
+                    // What a file refers to is there before it is.
+                    installExecutable, installing(unit, HelperFiles::unit), reloadUnits,
+                    installing(busPolicy, HelperFiles::busPolicy),
+                    installing(busService, HelperFiles::busService), reloadBus, endHelper});
+}
+
+Done removeEverything()
+{
+    // Nothing can start the helper again once it is ended.
+    return inOrder({removing(busService), reloadBus, endHelper, removing(unit), reloadUnits,
+                    removing(busPolicy), removing(helper), removing(rights), removeEmptyFolders,
+                    reloadBus});
+}
+
+} // namespace veltra

@@ -1,0 +1,73 @@
+// Does the little of the monitor's work that takes root, on behalf of whomever polkit lets.
+
+#include "tools/admin/AdminLock.h"
+#include "tools/admin/HardenedStart.h"
+#include "tools/admin/HelperInstallation.h"
+#include "tools/admin/RightRegistration.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <exception>
+#include <string>
+#include <string_view>
+
+#include <sysexits.h>
+#include <unistd.h>
+
+namespace {
+
+using namespace veltra;
+
+struct Verb {
+    std::string_view name;
+    Done (*run)();
+};
+
+constexpr std::array verbs{Verb{"bless", installHelper}, Verb{"add-right", addRights},
+                           Verb{"change-right", changeRights}, Verb{"remove", removeEverything}};
+
+int fail(int status, const std::string& line)
+{
+    std::fprintf(stderr, "%s\n", line.c_str());
+    return status;
+}
+
+Done run(const Verb& verb)
+{
+    if (Done done = hardenStart(); !done)
+        return done;
+    const auto lock = lockOutOthers();
+    if (!lock)
+        return lock.error();
+    return verb.run();
+}
+
+int statusOf(const Done& done)
+{
+    if (done)
+        return EX_OK;
+    // Nothing is locked any more: who reads this may keep us waiting for ever.
+    const bool exists = done.error().code() == adminError(AdminError::rightExists);
+    return fail(exists ? EX_CANTCREAT : EX_SOFTWARE,
+                "veltra-admin-tool: cannot " + done.error().message());
+}
+
+} // namespace
+
+int main(int count, char** arguments)
+{
+    try {
+        // polkit chose its action by the verb; what follows one would have gone unseen.
+        const auto* const verb = std::ranges::find(
+            verbs, count == 2 ? std::string_view{arguments[1]} : std::string_view{}, &Verb::name);
+        if (verb == verbs.end())
+            return fail(EX_USAGE,
+                        "usage: veltra-admin-tool bless | add-right | change-right | remove");
+        if (::geteuid() != 0)
+            return fail(EX_NOPERM, "veltra-admin-tool: only root may do this");
+        return statusOf(run(*verb));
+    } catch (const std::exception& error) {
+        return fail(EX_SOFTWARE, std::string{"veltra-admin-tool: "} + error.what());
+    }
+}
