@@ -1,6 +1,15 @@
 #include "app/MainInterface.h"
 
+#include "channel/protocol/HelperConstants.h"
+#include "platform/AgentInstallation.h"
+#include "platform/PolkitAuthorization.h"
+#include "platform/SystemLog.h"
+#include "platform/SystemServiceManagement.h"
 #include "watch/VXStatusQueue.h"
+
+#include <QDir>
+
+#include <cstdlib>
 
 namespace veltra {
 
@@ -18,20 +27,56 @@ VXStatusMainSurroundings mainSurroundings()
             .fileWatcher = &VXStatusQueue::sharedFileWatcher};
 }
 
+QString helperCopy()
+{
+    const auto bundle = Bundle::mainBundle();
+    return bundle ? bundle->path() + QStringLiteral("/Contents/Library/LaunchServices/") +
+                        QString::fromUtf8(HelperConstants::machServiceName)
+                  : QString{};
+}
+
+std::shared_ptr<HelperToolController> makeHelperController()
+{
+    return HelperToolController::init(
+        {.notifications = NotificationCenter::defaultCenter(),
+         .authorization = systemAuthorization(),
+         .serviceManagement = systemServiceManagement(),
+         .connect = [] { return makeSystemHelperConnection(HelperConstants::machServiceName); },
+         .helperCopy = helperCopy()});
+}
+
+void endProcess()
+{
+    SystemLog::shared().drain();
+    std::_Exit(EXIT_SUCCESS);
+}
+
 VXStatusTableSurroundings tableSurroundings()
 {
     return {
         .notifications = NotificationCenter::defaultCenter(),
         .resources = resources(),
         .mainBundle = Bundle::mainBundle(),
-        .initalFilePath = [] { return VXStatusMainVC::sharedVXStatusMainVC().initalFilePath(); }};
+        .initalFilePath = [] { return VXStatusMainVC::sharedVXStatusMainVC().initalFilePath(); },
+        .helperController = makeHelperController,
+        .helperTool = QStringLiteral("/Library/PrivilegedHelperTools/") +
+                      QString::fromUtf8(HelperConstants::machServiceName),
+        .endProcess = endProcess};
+}
+
+VXStatusButtonSurroundings buttonSurroundings()
+{
+    return {.resources = resources(),
+            .helperController = makeHelperController,
+            .logFolder = QString::fromStdString(AgentInstallation{}.logFolder),
+            .homeDirectory = QDir::homePath()};
 }
 
 } // namespace
 
 MainInterface::MainInterface()
     : window_{NotificationCenter::defaultCenter()}, mainVC_{mainSurroundings()},
-      tableVC_{tableSurroundings()}, button_{resources()}, monitorWC_{resources()}
+      tableVC_{tableSurroundings()}, button_{buttonSurroundings()}, monitorWC_{resources()}
 {
     VXStatusQueue::setLogPathReceiver(
         []() -> LogPathReceiver& { return VXStatusMainVC::sharedVXStatusMainVC(); });
@@ -67,8 +112,15 @@ void MainInterface::connectButtons()
     button_.setButton3(buttons[3]);
     button_.setButton4(buttons[4]);
     button_.setButton5(buttons[5]);
-    QObject::connect(buttons[5], &QPushButton::clicked, &button_,
-                     [this] { button_.close(&window_); });
+    const std::array actions{
+        &VXStatusButton::collectAndSend,        &VXStatusButton::sendEvents,
+        &VXStatusButton::checkNewPolicies,      &VXStatusButton::enforcePolicies,
+        &VXStatusButton::saveContentsToDesktop, &VXStatusButton::close};
+    for (std::size_t index = 0; index < buttons.size(); ++index)
+        QObject::connect(buttons[index], &QPushButton::clicked, &button_,
+                         [this, action = actions[index], sender = buttons[index]] {
+                             (button_.*action)(sender);
+                         });
 }
 
 void MainInterface::connectWindow()

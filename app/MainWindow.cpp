@@ -56,7 +56,7 @@ QLabel* MainWindow::serverLabel() const
     return ui_->zelServerIpLabel;
 }
 
-std::array<QPushButton*, 6> MainWindow::buttons() const
+std::array<CommandButton*, 6> MainWindow::buttons() const
 {
     return {ui_->button, ui_->button1, ui_->button2, ui_->button3, ui_->button4, ui_->button5};
 }

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "app/CommandButton.h"
 #include "logview/ActivityIndicator.h"
 #include "logview/LogTableView.h"
 #include "platform/NotificationCenter.h"
 
 #include <QLabel>
 #include <QMainWindow>
-#include <QPushButton>
 
 #include <array>
 #include <memory>
@@ -35,7 +35,7 @@ class MainWindow : public QMainWindow {
     [[nodiscard]] QLabel* statusLabel() const;
     [[nodiscard]] QLabel* versionLabel() const;
     [[nodiscard]] QLabel* serverLabel() const;
-    [[nodiscard]] std::array<QPushButton*, 6> buttons() const;
+    [[nodiscard]] std::array<CommandButton*, 6> buttons() const;
 
   protected:
     void closeEvent(QCloseEvent* event) override;

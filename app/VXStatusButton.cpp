@@ -1,10 +1,15 @@
 #include "app/VXStatusButton.h"
 
+#include "app/DesktopCopy.h"
+
 #include <QCoreApplication>
+
+#include <utility>
 
 namespace veltra {
 
-VXStatusButton::VXStatusButton(const VXStatusResourceController& resources) : resources_{resources}
+VXStatusButton::VXStatusButton(VXStatusButtonSurroundings surroundings)
+    : surroundings_{std::move(surroundings)}
 {
 }
 
@@ -16,7 +21,45 @@ void VXStatusButton::awakeFromNib()
         QStringLiteral("SAVE_TO_DESKTOP"),    QStringLiteral("CLOSE")};
     for (std::size_t index = 0; index < buttons_.size(); ++index)
         if (buttons_[index])
-            buttons_[index]->setText(resources_.getLocalisedString(titleKeys[index]));
+            buttons_[index]->setText(surroundings_.resources.getLocalisedString(titleKeys[index]));
+}
+
+void VXStatusButton::collectAndSend(QObject* /*sender*/)
+{
+    run(QStringLiteral("-p"), buttons_[0]);
+}
+
+void VXStatusButton::sendEvents(QObject* /*sender*/)
+{
+    run(QStringLiteral("-f"), buttons_[1]);
+}
+
+void VXStatusButton::checkNewPolicies(QObject* /*sender*/)
+{
+    run(QStringLiteral("-c"), buttons_[2]);
+}
+
+void VXStatusButton::enforcePolicies(QObject* /*sender*/)
+{
+    run(QStringLiteral("-e"), buttons_[3]);
+}
+
+void VXStatusButton::run(const QString& option, const QPointer<CommandButton>& button)
+{
+    const auto controller = surroundings_.helperController();
+    if (button) {
+        button->commandStarted(
+            surroundings_.resources.getLocalisedString(QStringLiteral("COMMAND_RUNNING")));
+        connect(controller.get(), &HelperToolController::commandEnded, button,
+                &CommandButton::commandEnded);
+    }
+    controller->runCommand(option);
+}
+
+void VXStatusButton::saveContentsToDesktop(QObject* /*sender*/)
+{
+    copyReplacing(surroundings_.logFolder + surroundings_.resources.getLogFileName(),
+                  surroundings_.homeDirectory + QStringLiteral("/Desktop/Agent_Monitor.log"));
 }
 
 void VXStatusButton::close(QObject* /*sender*/)

@@ -1,46 +1,74 @@
 #pragma once
 
+#include "app/CommandButton.h"
+#include "channel/HelperToolController.h"
 #include "logview/VXStatusResourceController.h"
 
 #include <QObject>
 #include <QPointer>
 #include <QPushButton>
+#include <QString>
 
 #include <array>
+#include <functional>
+#include <memory>
 
 namespace veltra {
+
+/// What the controller of the buttons is given instead of looking it up itself.
+struct VXStatusButtonSurroundings {
+    const VXStatusResourceController& resources;
+    /// Makes a controller of the helper, a new one for every command.
+    std::function<std::shared_ptr<HelperToolController>()> helperController;
+    QString logFolder;     ///< of the agent's, with its trailing slash
+    QString homeDirectory; ///< the user's
+};
 
 /// The controller of the six buttons under the log table. Main thread only.
 class VXStatusButton : public QObject {
     Q_OBJECT
 
   public:
-    explicit VXStatusButton(const VXStatusResourceController& resources);
+    explicit VXStatusButton(VXStatusButtonSurroundings surroundings);
 
     // Outlets, in the order of the buttons.
-    void setButton(QPushButton* button) { buttons_[0] = button; }
-    void setButton1(QPushButton* button) { buttons_[1] = button; }
-    void setButton2(QPushButton* button) { buttons_[2] = button; }
-    void setButton3(QPushButton* button) { buttons_[3] = button; }
-    void setButton4(QPushButton* button) { buttons_[4] = button; }
-    void setButton5(QPushButton* button) { buttons_[5] = button; }
+    void setButton(CommandButton* button) { buttons_[0] = button; }
+    void setButton1(CommandButton* button) { buttons_[1] = button; }
+    void setButton2(CommandButton* button) { buttons_[2] = button; }
+    void setButton3(CommandButton* button) { buttons_[3] = button; }
+    void setButton4(CommandButton* button) { buttons_[4] = button; }
+    void setButton5(CommandButton* button) { buttons_[5] = button; }
 
-    [[nodiscard]] QPushButton* button() const { return buttons_[0]; }
-    [[nodiscard]] QPushButton* button1() const { return buttons_[1]; }
-    [[nodiscard]] QPushButton* button2() const { return buttons_[2]; }
-    [[nodiscard]] QPushButton* button3() const { return buttons_[3]; }
-    [[nodiscard]] QPushButton* button4() const { return buttons_[4]; }
-    [[nodiscard]] QPushButton* button5() const { return buttons_[5]; }
+    [[nodiscard]] CommandButton* button() const { return buttons_[0]; }
+    [[nodiscard]] CommandButton* button1() const { return buttons_[1]; }
+    [[nodiscard]] CommandButton* button2() const { return buttons_[2]; }
+    [[nodiscard]] CommandButton* button3() const { return buttons_[3]; }
+    [[nodiscard]] CommandButton* button4() const { return buttons_[4]; }
+    [[nodiscard]] CommandButton* button5() const { return buttons_[5]; }
 
     /// Gives the buttons their titles.
     void awakeFromNib();
 
+    // What the buttons do, in their order. The sender does not matter.
+
+    /// The four commands: have the helper run the agent's tool, whose button shows until its end
+    /// that it runs.
+    Q_INVOKABLE void collectAndSend(QObject* sender);
+    Q_INVOKABLE void sendEvents(QObject* sender);
+    Q_INVOKABLE void checkNewPolicies(QObject* sender);
+    Q_INVOKABLE void enforcePolicies(QObject* sender);
+    /// Copies the newest log to the user's Desktop, where it takes an earlier copy's place only
+    /// when it is whole. A log that cannot be read makes an empty copy; nothing tells of a copy
+    /// that cannot be written.
+    Q_INVOKABLE void saveContentsToDesktop(QObject* sender);
     /// Ends the program.
     Q_INVOKABLE void close(QObject* sender);
 
   private:
-    const VXStatusResourceController& resources_;
-    std::array<QPointer<QPushButton>, 6> buttons_;
+    void run(const QString& option, const QPointer<CommandButton>& button);
+
+    VXStatusButtonSurroundings surroundings_;
+    std::array<QPointer<CommandButton>, 6> buttons_;
 };
 
 } // namespace veltra

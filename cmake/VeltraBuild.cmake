@@ -19,6 +19,7 @@ find_package(nlohmann_json 3.11 REQUIRED)
 find_package(GTest REQUIRED)
 find_package(benchmark REQUIRED)
 pkg_check_modules(systemd REQUIRED IMPORTED_TARGET libsystemd)
+pkg_check_modules(elf REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 include(GoogleTest)
 

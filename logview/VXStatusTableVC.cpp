@@ -1,10 +1,12 @@
 #include "logview/VXStatusTableVC.h"
 
+#include "logview/AgentInformation.h"
 #include "logview/AgentStateIcon.h"
 #include "platform/MainQueue.h"
 #include "platform/SystemLog.h"
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <QFile>
 #include <QTableView>
 
@@ -21,6 +23,20 @@ bool isSameObject(const QString& one, const QString& other) noexcept
     return one.constData() == other.constData();
 }
 
+// Puts the arguments in the places of "%@", one after the other; a null text as "(null)".
+QString filled(const QString& format, const QStringList& arguments)
+{
+    const QString place = QStringLiteral("%@");
+    QStringList pieces = format.split(place);
+    QString text = pieces.takeFirst();
+    for (int index = 0; index < pieces.size(); ++index) {
+        const QString argument = arguments.value(index);
+        text += argument.isNull() ? QStringLiteral("(null)") : argument;
+        text += pieces[index];
+    }
+    return text;
+}
+
 } // namespace
 
 VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
@@ -31,6 +47,7 @@ VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
       agentMonitor_{surroundings_.notifications,
                     [this](AgentState state) { showAgentState(state); }, surroundings_.agentProcess}
 {
+    prepareHelper();
     takeInitialFilePath();
     newLogRegistration_ = surroundings_.notifications.addObserver(
         QStringLiteral("VXStatusNotification"), nullptr,
@@ -38,13 +55,42 @@ VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
     fetchTitles();
     startActivity();
     startFirstPass();
+    helperControllerObj_->runCommand(QStringLiteral("-i"));
+    commandUpdateRegistration_ = surroundings_.notifications.addObserver(
+        QStringLiteral("commandUpdate"), nullptr,
+        [this](const Notification&) { populateDictionary(); });
 }
 
 VXStatusTableVC::~VXStatusTableVC()
 {
     stop_.request_stop();
     newLogRegistration_ = {};
+    commandUpdateRegistration_ = {};
     firstPass_.join();
+}
+
+void VXStatusTableVC::prepareHelper()
+{
+    helperControllerObj_ = surroundings_.helperController();
+    helperInstalled_ = QFile::exists(surroundings_.helperTool) && isHelperInstalled();
+    if (!helperInstalled_)
+        helperControllerObj_->installHelper();
+    if (!QFile::exists(surroundings_.helperTool))
+        surroundings_.endProcess();
+    helperControllerObj_->LaunchHelper();
+}
+
+// Waits without limit; the event loop turns meanwhile.
+bool VXStatusTableVC::isHelperInstalled()
+{
+    const auto answer = std::make_shared<std::optional<bool>>();
+    helperControllerObj_->helperStatusWithCompletion([answer](bool isInstalled) {
+        MainQueue::post([answer, isInstalled] { *answer = isInstalled; });
+    });
+    QEventLoop loop;
+    while (!*answer)
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+    return **answer;
 }
 
 void VXStatusTableVC::takeInitialFilePath()
@@ -107,7 +153,7 @@ void VXStatusTableVC::updatelogs()
         const std::string path = QFile::encodeName(followed_.filepath).toStdString();
         followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
     }
-    onMainThread(&VXStatusTableVC::finishPass);
+    onMainThread([](VXStatusTableVC& self) { self.finishPass(); });
 }
 
 void VXStatusTableVC::handleNotification(const Notification& notification)
@@ -115,8 +161,29 @@ void VXStatusTableVC::handleNotification(const Notification& notification)
     adopt(notification.object.toMap().value(QStringLiteral("newLogFilePath")).toString());
     if (filepath().isEmpty())
         return;
-    onMainThread(&VXStatusTableVC::startActivity);
+    onMainThread([](VXStatusTableVC& self) { self.startActivity(); });
     updatelogs();
+}
+
+void VXStatusTableVC::populateDictionary()
+{
+    const auto information = parseAgentInformation(helperControllerObj_->getCommandOutPut());
+    if (!information) {
+        SystemLog::log("Not able to fetch Zel server IP and VX Version");
+        return;
+    }
+    const auto text = [this](const QString& key) {
+        return surroundings_.resources.getLocalisedString(key);
+    };
+    const QString versionLine = filled(QStringLiteral("Veltra Agent %@ %@"),
+                                       {text(QStringLiteral("VERSION")), information->version});
+    const QString serverLine =
+        information->hasServer()
+            ? filled(text(QStringLiteral("Zel Server IP %@")), {information->server})
+            : QString{};
+    onMainThread([versionLine, serverLine](VXStatusTableVC& self) {
+        self.showAgentInformation(versionLine, serverLine);
+    });
 }
 
 void VXStatusTableVC::adopt(const QString& newPath)
@@ -179,11 +246,11 @@ bool VXStatusTableVC::isSwitchOn(const QString& key) const
     return switches_ && switches_->objectForInfoDictionaryKey(key) == QStringLiteral("YES");
 }
 
-void VXStatusTableVC::onMainThread(void (VXStatusTableVC::*action)())
+void VXStatusTableVC::onMainThread(std::function<void(VXStatusTableVC&)> action)
 {
-    MainQueue::post([weak = std::weak_ptr{self_}, action] {
+    MainQueue::post([weak = std::weak_ptr{self_}, action = std::move(action)] {
         if (const auto self = weak.lock())
-            ((*self)->*action)();
+            action(**self);
     });
 }
 
@@ -214,6 +281,14 @@ void VXStatusTableVC::showAgentState(AgentState state)
             isRunning ? QStringLiteral("AGENT_SERVICE_RUNNING")
                       : QStringLiteral("AGENT_SERVICE_SHUTTING")));
     }
+}
+
+void VXStatusTableVC::showAgentInformation(const QString& versionLine, const QString& serverLine)
+{
+    if (versionlabel_)
+        versionlabel_->setText(versionLine);
+    if (zelServerIpLabel_)
+        zelServerIpLabel_->setText(serverLine);
 }
 
 } // namespace veltra

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agentmon/AgentProcessMonitor.h"
+#include "channel/HelperToolController.h"
 #include "logview/ActivityIndicator.h"
 #include "logview/LogPass.h"
 #include "logview/LogTableModel.h"
@@ -30,6 +31,12 @@ struct VXStatusTableSurroundings {
     const VXStatusResourceController& resources;
     std::shared_ptr<Bundle> mainBundle;      ///< may be null: both switches are off then
     std::function<QString()> initalFilePath; ///< the start-up log path // sic
+    /// Makes the controller of the helper.
+    std::function<std::shared_ptr<HelperToolController>()> helperController;
+    /// Where the helper is installed.
+    QString helperTool;
+    /// Ends the process with status 0; does not return.
+    std::function<void()> endProcess;
     AgentProcessSearch agentProcess = {};
 };
 
@@ -49,8 +56,10 @@ class VXStatusTableVC : public QObject {
     Q_PROPERTY(QString Component READ Component CONSTANT)
 
   public:
-    /// Takes the start-up log path, registers for notifications and starts the first pass on a
-    /// thread of its own.
+    /// Makes sure that the helper is installed, and ends the process when it cannot be. Then takes
+    /// the start-up log path, registers for notifications, starts the first pass on a thread of
+    /// its own and asks for the agent's information. May take as long as the user needs to
+    /// consent; the event loop turns while the helper is asked for its version.
     explicit VXStatusTableVC(VXStatusTableSurroundings surroundings);
 
     /// Stops a pass that is under way and waits for its end.
@@ -77,6 +86,10 @@ class VXStatusTableVC : public QObject {
     /// The path is adopted only when `lastfilepath` and `filepath` are not the same text object.
     /// They always are, so the start-up log goes on being read.
     void handleNotification(const Notification& notification);
+
+    /// Reacts to "commandUpdate": shows the agent's version and management server, as the agent's
+    /// tool told them. On any thread; the texts change on the main thread, soon.
+    void populateDictionary();
 
     /// How many rows the table has.
     [[nodiscard]] int numberOfRowsInTableView(const QTableView* table) const;
@@ -112,18 +125,23 @@ class VXStatusTableVC : public QObject {
         std::uint64_t offset = 0;
     };
 
+    void prepareHelper();
+    [[nodiscard]] bool isHelperInstalled();
     void takeInitialFilePath();
     void fetchTitles();
     void startFirstPass();
     void adopt(const QString& newPath);
     [[nodiscard]] bool isSwitchOn(const QString& key) const;
-    void onMainThread(void (VXStatusTableVC::*action)());
+    void onMainThread(std::function<void(VXStatusTableVC&)> action);
     void startActivity();
     void finishPass();
     void showAgentState(AgentState state);
+    void showAgentInformation(const QString& versionLine, const QString& serverLine);
 
     VXStatusTableSurroundings surroundings_;
     std::shared_ptr<Bundle> switches_;
+    std::shared_ptr<HelperToolController> helperControllerObj_;
+    bool helperInstalled_ = false;
 
     LogRows rows_;
     LogTableModel list_;
@@ -148,6 +166,7 @@ class VXStatusTableVC : public QObject {
     std::stop_source stop_;
     AgentProcessMonitor agentMonitor_;
     NotificationCenter::Registration newLogRegistration_;
+    NotificationCenter::Registration commandUpdateRegistration_;
     std::thread firstPass_;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/VXStatusButton.h"
 #include "logview/VXStatusResourceController.h"
 #include "logview/tests/TestBundle.h"
 #include "platform/tests/EventLoop.h"
@@ -62,6 +63,13 @@ class TextsInBundle {
 {
     bundle.addTextsWithoutCatalogue();
     return bundle.open();
+}
+
+/// What surrounds the controller of buttons that nobody presses.
+[[nodiscard]] inline VXStatusButtonSurroundings
+buttonSurroundings(const VXStatusResourceController& resources)
+{
+    return {.resources = resources, .helperController = {}, .logFolder = {}, .homeDirectory = {}};
 }
 
 } // namespace veltra

@@ -110,7 +110,7 @@ TEST_F(ApplicationLifeTest, TheWindowSaysOnceThatItIsAboutToCloseAndWhichOneItIs
 
 TEST_F(ApplicationLifeTest, TheCloseButtonsActionEndsTheProgram)
 {
-    VXStatusButton buttons{resources_};
+    VXStatusButton buttons{buttonSurroundings(resources_)};
     window_->show();
 
     EXPECT_EQ(endOfLoopAfter([&] { buttons.close(nullptr); }), LoopEnd::quit);
@@ -118,7 +118,7 @@ TEST_F(ApplicationLifeTest, TheCloseButtonsActionEndsTheProgram)
 
 TEST_F(ApplicationLifeTest, TheCloseButtonsActionCanBeCalledByName)
 {
-    VXStatusButton buttons{resources_};
+    VXStatusButton buttons{buttonSurroundings(resources_)};
     bool isFound = false;
 
     const auto end = endOfLoopAfter(

@@ -67,8 +67,6 @@ TEST_F(MainWindowTest, TheTabKeyLeadsFromTheTableThroughTheButtonsAndBack)
     window_.table()->setModel(&model);
     window_.table()->setCurrentIndex(model.index(0, 0));
     const auto buttons = window_.buttons();
-    for (QPushButton* button : buttons)
-        button->setEnabled(true);
     window_.show();
     window_.activateWindow();
     ASSERT_TRUE(runLoopUntil([this] { return window_.isActiveWindow(); }));

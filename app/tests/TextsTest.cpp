@@ -117,7 +117,7 @@ class VXStatusButtonTest : public testing::Test {
   protected:
     QStringList titlesFrom(const VXStatusResourceController& resources)
     {
-        VXStatusButton controller{resources};
+        VXStatusButton controller{buttonSurroundings(resources)};
         controller.setButton(&buttons_[0]);
         controller.setButton1(&buttons_[1]);
         controller.setButton2(&buttons_[2]);
@@ -134,7 +134,7 @@ class VXStatusButtonTest : public testing::Test {
         return titles;
     }
 
-    std::array<QPushButton, 6> buttons_;
+    std::array<CommandButton, 6> buttons_;
 };
 
 TEST_F(VXStatusButtonTest, TitlesTheButtonsWithTheirTextsInOrder)
@@ -173,7 +173,7 @@ TEST_F(VXStatusButtonTest, AnOutletThatIsNotConnectedIsPassedOver)
 {
     const TestBundle bundle;
     const VXStatusResourceController resources{{}, bundleWithoutTexts(bundle)};
-    VXStatusButton controller{resources};
+    VXStatusButton controller{buttonSurroundings(resources)};
     controller.setButton5(&buttons_[5]);
 
     controller.awakeFromNib();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "channel/tests/HelperTesting.h"
 #include "logview/VXStatusTableVC.h"
 #include "logview/tests/LogTexts.h"
 #include "logview/tests/RecordedLog.h"
@@ -23,7 +24,19 @@ class TableControllerTest : public testing::Test {
     using Lines = std::vector<std::string>;
     static constexpr std::chrono::milliseconds pollInterval{10};
 
-    TableControllerTest() { setAgentPid(""); }
+    /// Thrown instead of ending the process.
+    struct ProcessEnd {};
+
+    TableControllerTest()
+    {
+        setAgentPid("");
+        folder_.write("helper", "a helper that is installed");
+        // Of the copy's version.
+        helper_.onCall = [](FakeHelperConnection&, const FakeHelperConnection::Call& call) {
+            if (call.version)
+                call.version("1.0.2");
+        };
+    }
 
     ~TableControllerTest() override { controller_.reset(); }
 
@@ -39,18 +52,21 @@ class TableControllerTest : public testing::Test {
 
     VXStatusTableVC& make(const std::shared_ptr<Bundle>& mainBundle = nullptr)
     {
-        controller_ = std::make_unique<VXStatusTableVC>(
-            VXStatusTableSurroundings{.notifications = notifications_,
-                                      .resources = resources_,
-                                      .mainBundle = mainBundle,
-                                      .initalFilePath =
-                                          [this] {
-                                              ++askedForPath_;
-                                              return initialPath_;
-                                          },
-                                      .agentProcess = {.processQuery = "cat " + agentPid_,
-                                                       .service = service_,
-                                                       .pollInterval = pollInterval}});
+        controller_ = std::make_unique<VXStatusTableVC>(VXStatusTableSurroundings{
+            .notifications = notifications(),
+            .resources = resources_,
+            .mainBundle = mainBundle,
+            .initalFilePath =
+                [this] {
+                    ++askedForPath_;
+                    return initialPath_;
+                },
+            .helperController = [this] { return helper_.makeController(); },
+            .helperTool = pathOf("helper"),
+            .endProcess = [] { throw ProcessEnd{}; },
+            .agentProcess = {.processQuery = "cat " + agentPid_,
+                             .service = service_,
+                             .pollInterval = pollInterval}});
         return *controller_;
     }
 
@@ -61,8 +77,8 @@ class TableControllerTest : public testing::Test {
     /// Tells the controller that a log was written to, on the calling thread.
     void notify(const QString& path)
     {
-        notifications_.postNotificationName(u"VXStatusNotification"_qs,
-                                            QVariantMap{{u"newLogFilePath"_qs, path}});
+        notifications().postNotificationName(u"VXStatusNotification"_qs,
+                                             QVariantMap{{u"newLogFilePath"_qs, path}});
     }
     void notify() { notify(initialPath_); }
 
@@ -95,7 +111,8 @@ class TableControllerTest : public testing::Test {
     }
     RecordedLog& log() { return log_; }
     ActivityIndicator& indicator() { return indicator_; }
-    NotificationCenter& notifications() { return notifications_; }
+    NotificationCenter& notifications() { return helper_.notifications; }
+    FakeHelperSurroundings& helper() { return helper_; }
 
   private:
     // Looking a text up gives its key.
@@ -109,7 +126,7 @@ class TableControllerTest : public testing::Test {
     std::string agentPid_ = folder_.file("agent");
     std::string service_ = folder_.file("vxsvc");
     RecordedLog log_;
-    NotificationCenter notifications_;
+    FakeHelperSurroundings helper_{VELTRA_TEST_COPY_1_0_2};
     TestBundle bundle_;
     VXStatusResourceController resources_{{.logFolder = folder_.path() + "/"}, withoutTexts()};
     QString initialPath_ = pathOf("vxsvc_1.log");

@@ -119,12 +119,14 @@ TEST_F(VXStatusTableVCSwitchesTest, TakesTheTitlesFromTheBundleOfTexts)
     const TestBundle bundle;
     bundle.addTexts(VELTRA_TEST_CATALOGUES);
     const VXStatusResourceController resources{{}, bundle.open()};
-    NotificationCenter notifications;
 
-    VXStatusTableVC controller{{.notifications = notifications,
+    VXStatusTableVC controller{{.notifications = notifications(),
                                 .resources = resources,
                                 .mainBundle = nullptr,
-                                .initalFilePath = [] { return QString{}; }}};
+                                .initalFilePath = [] { return QString{}; },
+                                .helperController = [this] { return helper().makeController(); },
+                                .helperTool = pathOf("helper"),
+                                .endProcess = {}}};
 
     EXPECT_EQ(controller.DATE(), u"Date"_qs);
     EXPECT_EQ(controller.TIME(), u"Time"_qs);

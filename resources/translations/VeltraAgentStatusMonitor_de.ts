@@ -31,6 +31,10 @@
         <source></source>
         <translation>Schließen</translation>
     </message>
+    <message id="COMMAND_RUNNING">
+        <source></source>
+        <translation>Ein Befehl läuft</translation>
+    </message>
     <message id="DATE">
         <source></source>
         <translation>Datum</translation>

@@ -31,6 +31,10 @@
         <source></source>
         <translation>Close</translation>
     </message>
+    <message id="COMMAND_RUNNING">
+        <source></source>
+        <translation>A command is running</translation>
+    </message>
     <message id="DATE">
         <source></source>
         <translation>Date</translation>

@@ -1,6 +1,7 @@
 // The whole way from the agent's file to the table: a real kernel queue, a real log folder, the
 // watcher and the table controller on top of it.
 
+#include "channel/tests/HelperTesting.h"
 #include "logview/VXStatusTableVC.h"
 #include "platform/SystemLog.h"
 #include "platform/tests/RecordingSink.h"
@@ -33,11 +34,14 @@ class FollowedLog {
         elsewhere_.write("fence", "");
         beforePass_ = notifications_.addObserver(
             logNotification, nullptr, [](const Notification&) { SystemLog::log(passBorder); });
-        table_ = std::make_unique<VXStatusTableVC>(
-            VXStatusTableSurroundings{.notifications = notifications_,
-                                      .resources = resources_,
-                                      .mainBundle = nullptr,
-                                      .initalFilePath = [this] { return path_; }});
+        table_ = std::make_unique<VXStatusTableVC>(VXStatusTableSurroundings{
+            .notifications = notifications_,
+            .resources = resources_,
+            .mainBundle = nullptr,
+            .initalFilePath = [this] { return path_; },
+            .helperController = [this] { return helper_.makeController(); },
+            .helperTool = path_,
+            .endProcess = {}});
         waitForFirstPass(content.size());
         fenceSeen_ = workspace_.notificationCenter().addObserver(
             VXStatusFileWatcherDeleteNotification, nullptr,
@@ -201,6 +205,7 @@ class FollowedLog {
     std::atomic<bool> isFenceSeen_ = false;
     NotificationCenter::Registration fenceSeen_;
     NotificationCenter::Registration beforePass_; // registered before the table, so called before
+    FakeHelperSurroundings helper_{"/nowhere/at/all"};
     std::unique_ptr<VXStatusTableVC> table_;
     std::unique_ptr<VXStatusQueueCentral> watcher_;
 };

@@ -1,0 +1,48 @@
+#include "app/CommandButton.h"
+
+#include <QResizeEvent>
+
+namespace veltra {
+
+namespace {
+
+constexpr int margin = 6;
+
+} // namespace
+
+CommandButton::CommandButton(QWidget* parent) : QPushButton{parent}, indicator_{this}
+{
+    // Presses are for the button under it.
+    indicator_.setAttribute(Qt::WA_TransparentForMouseEvents);
+}
+
+void CommandButton::commandStarted(const QString& description)
+{
+    ++runningCommands_;
+    indicator_.startAnimation();
+    setAccessibleDescription(description);
+}
+
+void CommandButton::commandEnded()
+{
+    if (--runningCommands_ > 0)
+        return;
+    indicator_.stopAnimation();
+    setAccessibleDescription({});
+}
+
+// Room for the indicator on both sides, so that the title stays in the middle.
+QSize CommandButton::sizeHint() const
+{
+    return QPushButton::sizeHint() + QSize{2 * (indicator_.sizeHint().width() + margin), 0};
+}
+
+void CommandButton::resizeEvent(QResizeEvent* event)
+{
+    QPushButton::resizeEvent(event);
+    const QSize size = indicator_.sizeHint();
+    const int left = isRightToLeft() ? width() - size.width() - margin : margin;
+    indicator_.setGeometry(left, (height() - size.height()) / 2, size.width(), size.height());
+}
+
+} // namespace veltra

@@ -1,0 +1,157 @@
+// What the six buttons do.
+
+#include "app/VXStatusButton.h"
+#include "app/tests/AppTesting.h"
+#include "channel/tests/HelperTesting.h"
+#include "platform/tests/EventLoop.h"
+#include "platform/tests/FileBytes.h"
+#include "platform/tests/TemporaryFolder.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace veltra {
+namespace {
+
+class VXStatusButtonActionsTest : public testing::Test {
+  protected:
+    VXStatusButtonActionsTest()
+    {
+        std::filesystem::create_directory(folder.file("Desktop"));
+        std::filesystem::create_directory(folder.file("logs"));
+        controller.setButton(&buttons[0]);
+        controller.setButton1(&buttons[1]);
+        controller.setButton2(&buttons[2]);
+        controller.setButton3(&buttons[3]);
+    }
+
+    static void turn()
+    {
+        bool isDone = false;
+        MainQueue::post([&isDone] { isDone = true; });
+        EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
+    }
+
+    TemporaryFolder folder;
+    FakeHelperSurroundings helper{"/nowhere/at/all"};
+    TextsInBundle texts;
+    AgentInstallation installation{.logFolder = folder.file("logs/")};
+    TestBundle bundle;
+    VXStatusResourceController resources{installation, bundleWithoutTexts(bundle)};
+    std::array<CommandButton, 4> buttons;
+    VXStatusButton controller{{.resources = resources,
+                               .helperController = [this] { return helper.makeController(); },
+                               .logFolder = QString::fromStdString(installation.logFolder),
+                               .homeDirectory = QString::fromStdString(folder.path())}};
+};
+
+TEST_F(VXStatusButtonActionsTest, TheFirstFourSendTheirCommands)
+{
+    controller.collectAndSend(nullptr);
+    controller.sendEvents(nullptr);
+    controller.checkNewPolicies(nullptr);
+    controller.enforcePolicies(nullptr);
+
+    ASSERT_EQ(helper.connections.size(), 4U);
+    std::vector<std::string> sent;
+    for (const auto& connection : helper.connections) {
+        ASSERT_EQ(connection->calls().size(), 1U);
+        sent.push_back(connection->calls()[0].method);
+    }
+    EXPECT_EQ(sent, (std::vector<std::string>{"runCommand -p", "runCommand -f", "runCommand -c",
+                                              "runCommand -e"}));
+}
+
+TEST_F(VXStatusButtonActionsTest, CanBeCalledByName)
+{
+    for (const char* const action : {"collectAndSend", "sendEvents", "checkNewPolicies",
+                                     "enforcePolicies", "saveContentsToDesktop"})
+        EXPECT_TRUE(QMetaObject::invokeMethod(&controller, action, Q_ARG(QObject*, nullptr)))
+            << action;
+
+    EXPECT_EQ(helper.connections.size(), 4U);
+    EXPECT_TRUE(std::filesystem::exists(folder.file("Desktop/Agent_Monitor.log")));
+}
+
+TEST_F(VXStatusButtonActionsTest, TwoQuickClicksSendTwoCommandsOverConnectionsOfTheirOwn)
+{
+    controller.sendEvents(nullptr);
+    controller.sendEvents(nullptr);
+
+    EXPECT_EQ(helper.connections.size(), 2U);
+    EXPECT_EQ(buttons[1].runningCommands(), 2);
+    EXPECT_TRUE(buttons[1].isEnabled());
+}
+
+TEST_F(VXStatusButtonActionsTest, AButtonShowsThatItsCommandsRunUntilTheLastHasEnded)
+{
+    controller.checkNewPolicies(nullptr);
+    controller.checkNewPolicies(nullptr);
+    EXPECT_EQ(buttons[2].accessibleDescription(), u"COMMAND_RUNNING"_qs);
+
+    helper.connections[0]->calls()[0].exitStatus(0);
+    turn();
+    EXPECT_EQ(buttons[2].runningCommands(), 1);
+    EXPECT_EQ(buttons[2].accessibleDescription(), u"COMMAND_RUNNING"_qs);
+    helper.connections[1]->end();
+    turn();
+
+    EXPECT_EQ(buttons[2].runningCommands(), 0);
+    EXPECT_EQ(buttons[2].accessibleDescription(), QString{});
+    EXPECT_EQ(buttons[0].runningCommands(), 0);
+}
+
+TEST_F(VXStatusButtonActionsTest, AButtonDoesNotGoOnShowingACommandThatCannotBeSent)
+{
+    helper.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+
+    testing::internal::CaptureStdout();
+    controller.enforcePolicies(nullptr);
+    turn();
+
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "Command execution failed\n");
+    EXPECT_EQ(buttons[3].runningCommands(), 0);
+}
+
+TEST_F(VXStatusButtonActionsTest, AButtonThatIsGoneIsNotTold)
+{
+    auto button = std::make_unique<CommandButton>();
+    controller.setButton(button.get());
+    controller.collectAndSend(nullptr);
+    button.reset();
+
+    helper.call().exitStatus(0);
+    turn();
+    controller.collectAndSend(nullptr);
+
+    EXPECT_EQ(helper.connections.size(), 2U);
+}
+
+TEST_F(VXStatusButtonActionsTest, TheNewestLogIsCopiedToTheDesktop)
+{
+    folder.write("logs/vxsvc_1.log", "older");
+    folder.write("logs/vxsvc_2.log", "newer");
+    const auto now = std::filesystem::last_write_time(folder.file("logs/vxsvc_2.log"));
+    std::filesystem::last_write_time(folder.file("logs/vxsvc_1.log"), now - std::chrono::hours{1});
+
+    controller.saveContentsToDesktop(nullptr);
+    EXPECT_EQ(bytesOf(folder.file("Desktop/Agent_Monitor.log")), "newer");
+    folder.append("logs/vxsvc_2.log", " and longer");
+    controller.saveContentsToDesktop(nullptr);
+
+    EXPECT_EQ(bytesOf(folder.file("Desktop/Agent_Monitor.log")), "newer and longer");
+}
+
+TEST_F(VXStatusButtonActionsTest, TheCopyIsEmptyWithoutALog)
+{
+    controller.saveContentsToDesktop(nullptr);
+
+    ASSERT_TRUE(std::filesystem::exists(folder.file("Desktop/Agent_Monitor.log")));
+    EXPECT_EQ(bytesOf(folder.file("Desktop/Agent_Monitor.log")), "");
+}
+
+} // namespace
+} // namespace veltra

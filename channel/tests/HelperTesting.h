@@ -1,0 +1,57 @@
+#pragma once
+
+#include "channel/FakeHelperConnection.h"
+#include "channel/HelperToolController.h"
+#include "platform/FakeAuthorization.h"
+#include "platform/FakeServiceManagement.h"
+
+#include <memory>
+#include <vector>
+
+namespace veltra {
+
+/// What surrounds controllers of the helper in a test. Must outlive them.
+class FakeHelperSurroundings {
+  public:
+    explicit FakeHelperSurroundings(const char* helperCopy)
+        : helperCopy_{QString::fromUtf8(helperCopy)}
+    {
+        authorization.gained().insert(kSMRightBlessPrivilegedHelper);
+    }
+
+    [[nodiscard]] std::shared_ptr<HelperToolController> makeController()
+    {
+        return HelperToolController::init(surroundings());
+    }
+
+    [[nodiscard]] HelperToolSurroundings surroundings()
+    {
+        return {.notifications = notifications,
+                .authorization = authorization,
+                .serviceManagement = serviceManagement,
+                .connect =
+                    [this] {
+                        connections.push_back(std::make_shared<FakeHelperConnection>());
+                        connections.back()->setCallHandler(onCall);
+                        return connections.back();
+                    },
+                .helperCopy = helperCopy_};
+    }
+
+    /// The newest connection.
+    [[nodiscard]] FakeHelperConnection& connection() { return *connections.back(); }
+    /// The newest call on it.
+    [[nodiscard]] FakeHelperConnection::Call& call() { return connection().calls().back(); }
+
+    NotificationCenter notifications;
+    FakeAuthorization authorization;
+    FakeServiceManagement serviceManagement;
+    std::vector<std::shared_ptr<FakeHelperConnection>> connections;
+    /// Called for every call on connections that are made from then on.
+    std::function<void(FakeHelperConnection&, const FakeHelperConnection::Call&)> onCall;
+
+  private:
+    QString helperCopy_;
+};
+
+} // namespace veltra

@@ -1,0 +1,412 @@
+#include "channel/HelperToolController.h"
+
+#include "channel/protocol/HelperConstants.h"
+#include "channel/tests/HelperTesting.h"
+#include "platform/MainQueue.h"
+#include "platform/tests/EventLoop.h"
+
+#include <QThread>
+
+#include <optional>
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace veltra {
+namespace {
+
+class HelperToolControllerTest : public testing::Test {
+  protected:
+    /// Lets the main thread do what was posted to it so far.
+    static void turn()
+    {
+        bool isDone = false;
+        MainQueue::post([&isDone] { isDone = true; });
+        EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
+    }
+
+    /// What the controller prints while `action` and what it posts run.
+    template <typename Action>
+    std::string printedDuring(Action action)
+    {
+        testing::internal::CaptureStdout();
+        action();
+        turn();
+        return testing::internal::GetCapturedStdout();
+    }
+
+    std::optional<bool> status()
+    {
+        std::optional<bool> answer;
+        controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
+        return answer;
+    }
+
+    FakeHelperSurroundings surroundings{VELTRA_TEST_COPY_1_0_2};
+    std::shared_ptr<HelperToolController> controller = surroundings.makeController();
+    int updates = 0;
+    NotificationCenter::Registration registration = surroundings.notifications.addObserver(
+        u"commandUpdate"_qs, nullptr, [this](const Notification& notification) {
+            EXPECT_FALSE(notification.object.isValid());
+            EXPECT_TRUE(notification.userInfo.isEmpty());
+            ++updates;
+        });
+};
+
+TEST_F(HelperToolControllerTest, BeginsEmptyAndWithoutAConnection)
+{
+    EXPECT_EQ(controller->getCommandOutPut(), QString{});
+    EXPECT_FALSE(controller->getCommandOutPut().isNull());
+    EXPECT_EQ(controller->command(), QString{});
+    EXPECT_EQ(controller->currentHelperConnection(), nullptr);
+    EXPECT_TRUE(controller->currentHelperAuthData().isNull());
+    EXPECT_FALSE(controller->helperIsInstalled());
+    EXPECT_EQ(controller->currentHelperAuthDataKeyPath(), QString{});
+    EXPECT_EQ(controller->helperIsInstalledKeyPath(), QString{});
+    EXPECT_TRUE(surroundings.connections.empty());
+}
+
+TEST_F(HelperToolControllerTest, IsCalledBySelectorAndReadByKey)
+{
+    QObject& object = *controller;
+
+    EXPECT_TRUE(QMetaObject::invokeMethod(&object, "runCommand", Q_ARG(QString, u"-p"_qs)));
+    EXPECT_TRUE(QMetaObject::invokeMethod(&object, "logWithStdErr", Q_ARG(QString, u"text"_qs)));
+    EXPECT_TRUE(QMetaObject::invokeMethod(&object, "setHelperIsInstalled", Q_ARG(bool, true)));
+
+    EXPECT_EQ(object.property("command"), u"-p"_qs);
+    EXPECT_EQ(object.property("commandOutPut"), u"text"_qs);
+    EXPECT_EQ(object.property("helperIsInstalled"), true);
+    EXPECT_TRUE(object.setProperty("helperInstalled", true));
+    EXPECT_EQ(object.property("helperInstalled"), true);
+}
+
+TEST_F(HelperToolControllerTest, IsCurrentWhenTheHelperAnswersWithTheVersionOfTheCopy)
+{
+    std::optional<bool> answer;
+    controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
+    EXPECT_EQ(answer, std::nullopt);
+
+    EXPECT_EQ(surroundings.call().method, "getVersion");
+    surroundings.call().version("1.0.2");
+
+    EXPECT_EQ(answer, true);
+}
+
+TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheVersionIsAnyOther)
+{
+    for (const char* const version : {"1.0.10", "1.0.1", "1.0.2 ", "0", ""}) {
+        std::optional<bool> answer;
+        controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
+
+        surroundings.call().version(version);
+
+        EXPECT_EQ(answer, false) << version;
+    }
+}
+
+TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheConnectionFails)
+{
+    std::optional<bool> answer;
+    controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
+
+    surroundings.connection().end();
+
+    EXPECT_EQ(answer, false);
+}
+
+TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheCopyHasNoVersion)
+{
+    FakeHelperSurroundings withoutVersion{VELTRA_TEST_COPY_WITHOUT_VERSION};
+    FakeHelperSurroundings withoutList{VELTRA_TEST_COPY_WITHOUT_LIST};
+    FakeHelperSurroundings withoutCopy{"/nowhere/at/all"};
+    for (FakeHelperSurroundings* some : {&withoutVersion, &withoutList, &withoutCopy}) {
+        std::optional<bool> answer;
+
+        some->makeController()->helperStatusWithCompletion([&](bool is) { answer = is; });
+
+        EXPECT_EQ(answer, false);
+        EXPECT_TRUE(some->connections.empty());
+    }
+}
+
+TEST_F(HelperToolControllerTest, MakesOneConnectionAndResumesItAtOnce)
+{
+    controller->runCommand(u"-p"_qs);
+    controller->runCommand(u"-f"_qs);
+
+    EXPECT_EQ(surroundings.connections.size(), 1U);
+    EXPECT_TRUE(surroundings.connection().isResumed());
+    EXPECT_EQ(controller->currentHelperConnection(), surroundings.connections[0]);
+}
+
+TEST_F(HelperToolControllerTest, SendsTheOptionAndAFreshAuthorization)
+{
+    controller->runCommand(u"-c"_qs);
+    const auto first = surroundings.call();
+    controller->runCommand(u"-e"_qs);
+    const auto second = surroundings.call();
+
+    EXPECT_EQ(first.method, "runCommand -c");
+    EXPECT_EQ(second.method, "runCommand -e");
+    EXPECT_EQ(first.authData.size(), 32U);
+    EXPECT_EQ(second.authData.size(), 32U);
+    EXPECT_NE(first.authData, second.authData);
+    EXPECT_TRUE(controller->currentHelperAuthData().isNull());
+    EXPECT_EQ(controller->command(), u"-e"_qs);
+}
+
+TEST_F(HelperToolControllerTest, SendsTheSavedAuthorizationWhenThereIsOne)
+{
+    controller->setCurrentHelperAuthData(QByteArray(32, 'x'));
+
+    controller->runCommand(u"-c"_qs);
+
+    EXPECT_EQ(surroundings.call().authData, HelperProtocol::AuthorizationData(32, 'x'));
+}
+
+TEST_F(HelperToolControllerTest, PrintsThatACommandFailedWithoutAuthorization)
+{
+    surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+
+    const std::string printed = printedDuring([&] { controller->runCommand(u"-c"_qs); });
+
+    EXPECT_EQ(printed, "Command execution failed\n");
+    EXPECT_TRUE(surroundings.connection().calls().empty());
+    EXPECT_EQ(controller->command(), QString{});
+}
+
+TEST_F(HelperToolControllerTest, DropsACommandSilentlyWhenThereIsNoExternalForm)
+{
+    surroundings.authorization.empty.insert("AuthorizationCreate");
+
+    const std::string printed = printedDuring([&] { controller->runCommand(u"-c"_qs); });
+
+    EXPECT_EQ(printed, "");
+    EXPECT_TRUE(surroundings.connection().calls().empty());
+}
+
+TEST_F(HelperToolControllerTest, TellsOfTheEndOfEveryCommand)
+{
+    int ended = 0;
+    QObject::connect(controller.get(), &HelperToolController::commandEnded, [&] { ++ended; });
+
+    controller->runCommand(u"-c"_qs);
+    surroundings.call().exitStatus(0);
+    turn();
+    EXPECT_EQ(ended, 1);
+    controller->runCommand(u"-c"_qs);
+    surroundings.call().exitStatus(kAuthorizationFailedExitCode);
+    turn();
+    EXPECT_EQ(ended, 2);
+    surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+    EXPECT_NE(printedDuring([&] { controller->runCommand(u"-c"_qs); }), "");
+    EXPECT_EQ(ended, 3);
+}
+
+TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
+{
+    int ended = 0;
+    QObject::connect(controller.get(), &HelperToolController::commandEnded, [&] { ++ended; });
+    controller->runCommand(u"-c"_qs);
+
+    const std::string printed = printedDuring([&] { surroundings.connection().end(); });
+
+    EXPECT_EQ(ended, 1);
+    EXPECT_EQ(printed, "");
+}
+
+TEST_F(HelperToolControllerTest, KeepsTheOutputOfTheInformationCommandAndAnnouncesIt)
+{
+    controller->runCommand(u"-i"_qs);
+
+    surroundings.connection().app().logWithStdOut("abc");
+    EXPECT_EQ(controller->getCommandOutPut(), u"abc"_qs);
+    EXPECT_EQ(updates, 1);
+    surroundings.connection().app().logWithStdOut("");
+
+    EXPECT_EQ(controller->getCommandOutPut(), u"abc"_qs);
+    EXPECT_EQ(updates, 1);
+}
+
+TEST_F(HelperToolControllerTest, KeepsTheLastPieceAndAnnouncesEveryOne)
+{
+    controller->runCommand(u"-i"_qs);
+
+    surroundings.connection().app().logWithStdOut("a");
+    surroundings.connection().app().logWithStdErr("b");
+
+    EXPECT_EQ(controller->getCommandOutPut(), u"b"_qs);
+    EXPECT_EQ(updates, 2);
+}
+
+TEST_F(HelperToolControllerTest, AnnouncesNothingForOtherCommands)
+{
+    controller->runCommand(u"-p"_qs);
+    surroundings.connection().app().logWithStdOut("properties");
+    EXPECT_EQ(controller->getCommandOutPut(), u"properties"_qs);
+    controller->runCommand(u"-i"_qs);
+    controller->runCommand(u"-c"_qs);
+
+    surroundings.connection().app().logWithStdOut("late information");
+
+    EXPECT_EQ(controller->getCommandOutPut(), u"late information"_qs);
+    EXPECT_EQ(updates, 0);
+}
+
+TEST_F(HelperToolControllerTest, TakesOutputOnlyWhileItsConnectionIsCurrent)
+{
+    controller->runCommand(u"-i"_qs);
+    const auto first = surroundings.connections[0];
+    first->end();
+    turn();
+    EXPECT_EQ(controller->currentHelperConnection(), nullptr);
+    controller->runCommand(u"-i"_qs);
+
+    first->app().logWithStdOut("from the grave");
+    EXPECT_EQ(controller->getCommandOutPut(), QString{});
+    EXPECT_EQ(updates, 0);
+    surroundings.connection().app().logWithStdOut("alive");
+
+    EXPECT_EQ(surroundings.connections.size(), 2U);
+    EXPECT_EQ(controller->getCommandOutPut(), u"alive"_qs);
+}
+
+TEST_F(HelperToolControllerTest, KeepsANewerConnectionWhenTheOlderOneEnds)
+{
+    controller->runCommand(u"-p"_qs);
+    const auto older = surroundings.connections[0];
+    older->end();
+    turn();
+    controller->runCommand(u"-p"_qs);
+    const auto newer = controller->currentHelperConnection();
+
+    older->end();
+    turn();
+
+    EXPECT_EQ(controller->currentHelperConnection(), newer);
+}
+
+TEST_F(HelperToolControllerTest, InstallsWithTheConsentOfAnAdministrator)
+{
+    controller->installHelper();
+
+    ASSERT_EQ(surroundings.serviceManagement.calls().size(), 1U);
+    const auto& call = surroundings.serviceManagement.calls()[0];
+    EXPECT_EQ(call.domain, kSMDomainSystemLaunchd);
+    EXPECT_EQ(call.executableLabel, "com.veltra.agentMonitor.helper");
+    // Interaction, extension and pre-authorization.
+    EXPECT_EQ(
+        surroundings.authorization.calls(),
+        std::vector<std::string>{"AuthorizationCreate 19 com.apple.ServiceManagement.blesshelper"});
+    EXPECT_EQ(controller->currentHelperAuthDataKeyPath(), u"currentHelperAuthData"_qs);
+    EXPECT_EQ(controller->helperIsInstalledKeyPath(), u"helperIsInstalled"_qs);
+}
+
+TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedFromTheMainQueue)
+{
+    surroundings.authorization.gained().clear();
+    surroundings.authorization.answers = {errAuthorizationCanceled};
+
+    testing::internal::CaptureStdout();
+    controller->installHelper();
+    std::fflush(stdout);
+    const std::string before = testing::internal::GetCapturedStdout();
+    const std::string after = printedDuring([] {});
+
+    EXPECT_EQ(before, "");
+    EXPECT_EQ(after, "Failed to install helper\n");
+    EXPECT_TRUE(surroundings.serviceManagement.calls().empty());
+}
+
+TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedWithAnError)
+{
+    surroundings.serviceManagement.outcome = {
+        .error = Error{std::make_error_code(std::errc::io_error), "install"}};
+
+    EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "Failed to install helper\n");
+}
+
+TEST_F(HelperToolControllerTest, SaysNothingOfARefusalWithoutAReason)
+{
+    surroundings.serviceManagement.outcome = {};
+    EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "");
+
+    surroundings.authorization.empty.insert("AuthorizationCreate");
+    EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "");
+    EXPECT_EQ(surroundings.serviceManagement.calls().size(), 1U);
+}
+
+TEST_F(HelperToolControllerTest, UsesANewConnectionAfterAnInstallation)
+{
+    controller->runCommand(u"-p"_qs);
+    const auto old = surroundings.connections[0];
+
+    controller->installHelper();
+    EXPECT_TRUE(old->isEnded());
+    EXPECT_EQ(controller->currentHelperConnection(), nullptr);
+    controller->runCommand(u"-i"_qs);
+    turn();
+
+    EXPECT_EQ(surroundings.connections.size(), 2U);
+    EXPECT_EQ(controller->currentHelperConnection(), surroundings.connections[1]);
+}
+
+TEST_F(HelperToolControllerTest, KeepsItsConnectionWhenAnInstallationFails)
+{
+    controller->runCommand(u"-p"_qs);
+    surroundings.serviceManagement.outcome = {};
+
+    controller->installHelper();
+
+    EXPECT_FALSE(surroundings.connection().isEnded());
+    EXPECT_EQ(controller->currentHelperConnection(), surroundings.connections[0]);
+}
+
+TEST_F(HelperToolControllerTest, RegistersTheRightsAndSendsNothingWhenItLaunches)
+{
+    controller->LaunchHelper();
+
+    EXPECT_EQ(surroundings.authorization
+                  .AuthorizationRightGet(
+                      "com.veltra.agentMonitor.helper.runCommandWithPath:authData:completion:")
+                  .status,
+              errAuthorizationSuccess);
+    EXPECT_TRUE(surroundings.connections.empty());
+}
+
+TEST_F(HelperToolControllerTest, PrintsThatTheRightsCannotBeRegistered)
+{
+    surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+
+    EXPECT_EQ(printedDuring([&] { controller->LaunchHelper(); }), "unable to launch helper\n");
+}
+
+TEST_F(HelperToolControllerTest, IsHeldByItsConnectionUntilThatEnds)
+{
+    const std::weak_ptr<HelperToolController> weak = controller;
+    controller->runCommand(u"-p"_qs);
+
+    controller.reset();
+    turn();
+    EXPECT_FALSE(weak.expired());
+    surroundings.connection().end();
+    turn();
+
+    EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(HelperToolControllerTest, GoesOnItsOwnThread)
+{
+    QThread* goneOn = nullptr;
+    QObject::connect(controller.get(), &QObject::destroyed,
+                     [&] { goneOn = QThread::currentThread(); });
+
+    EXPECT_TRUE(runOnWorker([last = std::move(controller)]() mutable { last.reset(); }));
+
+    EXPECT_TRUE(runLoopUntil([&] { return goneOn != nullptr; }));
+    EXPECT_EQ(goneOn, QThread::currentThread());
+}
+
+} // namespace
+} // namespace veltra
