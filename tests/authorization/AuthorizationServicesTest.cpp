@@ -101,6 +101,13 @@ TEST_P(AnyAuthorizationServices, KnowNoRightThatNobodyAdded)
     EXPECT_EQ(client()->ask(get_), "-60005");
 }
 
+TEST_P(AnyAuthorizationServices, KnowNoRightOfAnotherName)
+{
+    store(definition);
+
+    EXPECT_EQ(client()->ask("get com.veltra.another"), "-60005");
+}
+
 TEST_P(AnyAuthorizationServices, AddARightWithoutAPromptAndBringItBackExactly)
 {
     const Client process = client();

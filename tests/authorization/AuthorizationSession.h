@@ -32,6 +32,8 @@ class AuthorizationSession {
             return get(subject);
         if (command == "set")
             return set(subject);
+        if (command == "set-prompt")
+            return setPrompt(subject);
         if (command == "update")
             return thrown(
                 [this] { HelperAuthorization::authorizationRightsUpdateDatabase(services_); });
@@ -93,6 +95,12 @@ class AuthorizationSession {
             definition[kAuthorizationRightKeyVersion] = std::stoi(version);
         return std::to_string(
             services_.AuthorizationRightSet(own_, right().name, definition, right().description));
+    }
+
+    std::string setPrompt(const std::string& text)
+    {
+        return std::to_string(
+            services_.AuthorizationRightSet(own_, right().name, right().rule(), text));
     }
 
     // Without a right and flags unless told of them.

@@ -196,6 +196,13 @@ TEST(AdminTool, HasFailedWhenItDidNotWriteWhatWasAskedFor)
     EXPECT_EQ(client.ask("set 7"), "-60008");
 }
 
+TEST(AdminTool, HasFailedWhenItDidNotWriteThePromptThatWasAskedFor)
+{
+    PolkitClient client;
+
+    EXPECT_EQ(client.ask("set-prompt another"), "-60008");
+}
+
 TEST(AdminTool, HasFailedWhenItWroteNothing)
 {
     letToolFail("70 no room");
