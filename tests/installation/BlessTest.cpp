@@ -232,6 +232,9 @@ TEST(BlessUnderSystemd, HasAChangedUnitReadAnew)
     EXPECT_EQ(admin("bless"), "");
     outputOf("sed -i 's/^Description=.*/Description=An older one/' " + unitPath +
              "; systemctl daemon-reload");
+    // As long as a running unit refers to it, it is not forgotten when it stops.
+    outputOf(
+        "systemd-run -q --unit=referring -p After=veltra-agentmonitor-helper.service sleep 1000");
     const pid_t older = startHelper();
 
     EXPECT_EQ(admin("bless"), "");
@@ -241,4 +244,5 @@ TEST(BlessUnderSystemd, HasAChangedUnitReadAnew)
     EXPECT_EQ(outputOf("systemctl show -P Description -P ActiveState -P NeedDaemonReload "
                        "veltra-agentmonitor-helper.service"),
               "Helper of the Veltra agent status monitor\nactive\nno\n");
+    outputOf("systemctl stop referring.service");
 }

@@ -16,6 +16,14 @@ void expectAllInstalled()
     EXPECT_TRUE(isBundledHelperInstalled());
 }
 
+/// Makes every instance of the tool wait, as long as the result lives.
+Fd takeLock()
+{
+    Fd lock{::open("/run/veltra-admin-tool.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+    EXPECT_EQ(::flock(lock.get(), LOCK_EX), 0);
+    return lock;
+}
+
 } // namespace
 
 TEST(AdminTool, TakesOneKnownVerbAndNothingElse)
@@ -43,6 +51,28 @@ TEST(AdminTool, DoesWithoutStandardStreams)
     EXPECT_EQ(outputOf("(exec " + adminTool + " bless <&- >&- 2>&-)"), "");
 
     expectAllInstalled();
+}
+
+TEST(AdminTool, WorksInAPlaceOfItsOwn)
+{
+    Fd lock = takeLock();
+    ClientProgram tool{{"sh", "-c", "cd /tmp; umask 0; exec " + adminTool + " bless <&- >&- 2>&-"}};
+    const std::string process = "/proc/" + std::to_string(tool.pid());
+    const auto linked = [&](const std::string& name) {
+        std::error_code ignored;
+        return std::filesystem::read_symlink(process + name, ignored).native();
+    };
+
+    // The lock is what it opens next.
+    EXPECT_TRUE(becomesTrue([&] { return linked("/fd/3") == "/run/veltra-admin-tool.lock"; }));
+
+    for (const char* stream : {"/fd/0", "/fd/1", "/fd/2"})
+        EXPECT_EQ(linked(stream), "/dev/null") << stream;
+    EXPECT_EQ(linked("/cwd"), "/");
+    EXPECT_EQ(statusOf(tool.pid(), "Umask"), 22);
+    EXPECT_EQ(::getsid(tool.pid()), tool.pid());
+    lock = Fd{};
+    EXPECT_EQ(tool.wait(), 0);
 }
 
 TEST(AdminTool, DoesNotMindLowLimits)
@@ -114,8 +144,7 @@ TEST(AdminTool, LocksOutOthersOnlyWhileItIsAtWork)
 
 TEST(AdminTool, WaitsForItsTurn)
 {
-    const Fd lock{::open("/run/veltra-admin-tool.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
-    ::flock(lock.get(), LOCK_EX);
+    const Fd lock = takeLock();
 
     EXPECT_EQ(outputOf("timeout 1 " + adminTool + " bless"), "status 124");
 
