@@ -48,12 +48,9 @@ Place placeOf(uid_t user, const Pattern& pattern)
     return {std::move(path), user};
 }
 
-std::vector<Place> placesOf(uid_t user)
+std::array<Place, patterns.size()> placesOf(uid_t user)
 {
-    std::vector<Place> places;
-    for (const Pattern& pattern : patterns)
-        places.push_back(placeOf(user, pattern));
-    return places;
+    return {placeOf(user, patterns[0]), placeOf(user, patterns[1])};
 }
 
 std::optional<uid_t> userId(std::string_view text)
@@ -82,11 +79,12 @@ std::vector<Place> placesOfAll(const Pattern& pattern)
 
 std::vector<Place> readablePlaces()
 {
-    if (::geteuid() != 0)
-        return placesOf(::geteuid());
     std::vector<Place> places;
-    for (const Pattern& pattern : patterns)
-        std::ranges::move(placesOfAll(pattern), std::back_inserter(places));
+    if (::geteuid() != 0)
+        std::ranges::move(placesOf(::geteuid()), std::back_inserter(places));
+    else
+        for (const Pattern& pattern : patterns)
+            std::ranges::move(placesOfAll(pattern), std::back_inserter(places));
     return places;
 }
 
