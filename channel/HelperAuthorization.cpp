@@ -104,12 +104,13 @@ bool HelperAuthorization::authorizationRuleUpdateRequired(
     const std::optional<RightDefinition>& current,
     const HelperAuthorizationRight& authorizationRight)
 {
-    if (!current || !current->is_object())
+    if (!current)
         return true;
+    // What is no map has no entries, and so lacks the one that counts.
     const RightDefinition rule = authorizationRight.rule();
-    if (rule.is_string())
-        return isUpdateOfPredefinedRequired(*current, authorizationRight.ruleConstant);
-    return !rule.is_object() || isUpdateOfCustomRequired(*current, rule);
+    return rule.is_string()
+               ? isUpdateOfPredefinedRequired(*current, authorizationRight.ruleConstant)
+               : isUpdateOfCustomRequired(*current, rule);
 }
 
 AuthorizationRef HelperAuthorization::emptyAuthorizationRef(AuthorizationServices& services)

@@ -4,8 +4,10 @@
 #include "platform/Folder.h"
 #include "platform/ProcessStatus.h"
 
+#include <algorithm>
 #include <array>
 #include <charconv>
+#include <iterator>
 #include <span>
 #include <string_view>
 #include <utility>
@@ -20,9 +22,16 @@ namespace veltra {
 
 namespace {
 
-constexpr const char* runtimeFolders = "/run/user";
-constexpr const char* sharedMemory = "/dev/shm";
-constexpr std::string_view sharedMemoryPrefix = "veltra-auth-";
+/// Folders are named after their users: PARENT/PREFIX1000SUFFIX.
+struct Pattern {
+    std::string_view parent;
+    std::string_view prefix;
+    std::string_view suffix;
+};
+
+// In the order in which they are tried.
+constexpr std::array<Pattern, 2> patterns{
+    {{"/run/user", "", "/veltra-auth"}, {"/dev/shm", "veltra-auth-", ""}}};
 constexpr std::size_t digestSize = 32;
 constexpr std::size_t largestContent = 100;
 
@@ -32,11 +41,16 @@ struct Place {
     uid_t user = 0;
 };
 
-std::vector<Place> placesOf(uid_t user)
+Place placeOf(uid_t user, const Pattern& pattern)
 {
-    const std::string id = std::to_string(user);
-    return {{runtimeFolders + ("/" + id) + "/veltra-auth", user},
-            {sharedMemory + ("/" + std::string{sharedMemoryPrefix}) + id, user}};
+    std::string path{pattern.parent};
+    path.append("/").append(pattern.prefix).append(std::to_string(user)).append(pattern.suffix);
+    return {std::move(path), user};
+}
+
+std::array<Place, patterns.size()> placesOf(uid_t user)
+{
+    return {placeOf(user, patterns[0]), placeOf(user, patterns[1])};
 }
 
 std::optional<uid_t> userId(std::string_view text)
@@ -48,27 +62,29 @@ std::optional<uid_t> userId(std::string_view text)
     return user;
 }
 
-// The users, of all there are, that folders of `parent` are named after.
-void appendPlaces(std::vector<Place>& places, const char* parent, std::string_view prefix,
-                  const std::string& suffix)
+// Of all users that there are such folders of.
+std::vector<Place> placesOfAll(const Pattern& pattern)
 {
-    const auto names = contentsOfDirectory(parent);
+    std::vector<Place> places;
+    const auto names = contentsOfDirectory(std::string{pattern.parent});
     if (!names)
-        return;
-    for (const std::string& name : names.value())
-        if (const auto user = name.starts_with(prefix)
-                                  ? userId(std::string_view{name}.substr(prefix.size()))
+        return places;
+    for (const std::string_view name : names.value())
+        if (const auto user = name.starts_with(pattern.prefix)
+                                  ? userId(name.substr(pattern.prefix.size()))
                                   : std::nullopt)
-            places.push_back({std::string{parent} + "/" + name + suffix, *user});
+            places.push_back(placeOf(*user, pattern));
+    return places;
 }
 
 std::vector<Place> readablePlaces()
 {
-    if (::geteuid() != 0)
-        return placesOf(::geteuid());
     std::vector<Place> places;
-    appendPlaces(places, runtimeFolders, "", "/veltra-auth");
-    appendPlaces(places, sharedMemory, sharedMemoryPrefix, "");
+    if (::geteuid() != 0)
+        std::ranges::move(placesOf(::geteuid()), std::back_inserter(places));
+    else
+        for (const Pattern& pattern : patterns)
+            std::ranges::move(placesOfAll(pattern), std::back_inserter(places));
     return places;
 }
 
