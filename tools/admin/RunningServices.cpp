@@ -40,6 +40,7 @@ Result<int> statusOfSystemctl(std::vector<std::string> arguments)
 {
     arguments.insert(arguments.begin(), {"systemctl", "--no-ask-password"});
     std::vector<char*> words;
+    words.reserve(arguments.size() + 1);
     for (std::string& argument : arguments)
         words.push_back(argument.data());
     words.push_back(nullptr);
