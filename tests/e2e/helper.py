@@ -27,9 +27,9 @@ COMMANDS = {
 
 # Notes what it is asked for; "-e" waits until it may end.
 ANSWERS = f"""#!/bin/bash
-echo "$1" >>{CALLS}
+printf '%s\\n' "$1" >>{CALLS}
 case $1 in
--i) printf 'AgentMode: 1\\nZelServerLastUsed: 10.0.0.5\\nVersion: 5.7.1\\n' ;;
+-i) /usr/bin/printf 'AgentMode: 1\\nZelServerLastUsed: 10.0.0.5\\nVersion: 5.7.1\\n' ;;
 -e) until [[ -e /var/Veltra/go ]]; do sleep 0.02; done ;;
 esac
 """
@@ -63,6 +63,9 @@ class Helper(unittest.TestCase):
     def tearDown(self):
         for monitor in self.monitors:
             monitor.end()
+        self.end_helpers()
+
+    def end_helpers(self):
         for helper in processes(HELPER):
             os.kill(helper, signal.SIGKILL)
         eventually(lambda: not processes(HELPER), bool, "the helper does not end")
@@ -119,6 +122,7 @@ class Helper(unittest.TestCase):
 
     def test_installs_the_helper_that_does_not_answer_with_its_version(self):
         self.open().end()
+        self.end_helpers()
         shutil.copy("/bin/false", f"{HELPER}.new")
         os.rename(f"{HELPER}.new", HELPER)
 
@@ -174,6 +178,7 @@ class Helper(unittest.TestCase):
 
         self.press(monitor, "Save Log to Desktop")
 
+        eventually(lambda: os.path.exists(copy), bool, "the copy is there")
         with open(copy, "rb") as saved, open(f"{LOGS}/vxsvc_1.log", "rb") as log:
             self.assertEqual(saved.read(), log.read())
 
