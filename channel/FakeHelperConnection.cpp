@@ -67,11 +67,11 @@ void FakeHelperConnection::end()
 {
     if (std::exchange(isEnded_, true))
         return;
+    if (const auto onEnd = std::exchange(onEnd_, {}))
+        onEnd();
     for (const Call& call : calls_)
         if (call.onFailure)
             call.onFailure();
-    if (const auto onEnd = std::exchange(onEnd_, {}))
-        onEnd();
 }
 
 } // namespace veltra

@@ -40,7 +40,7 @@ class FakeHelperConnection : public HelperConnection,
     [[nodiscard]] bool isResumed() const { return isResumed_; }
     [[nodiscard]] bool isEnded() const { return isEnded_; }
 
-    /// Ends the connection: calls fail and the handler is called, once.
+    /// Ends the connection: the handler is called and then calls fail, once.
     void end();
 
   private:

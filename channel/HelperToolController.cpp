@@ -152,11 +152,9 @@ std::shared_ptr<HelperProtocol> HelperToolController::helper(const Status& compl
     const auto connection = helperConnection();
     if (!connection)
         return nullptr;
-    return connection->remoteObjectProxyWithErrorHandler([weak = self_, completion] {
+    return connection->remoteObjectProxyWithErrorHandler([completion] {
         if (completion)
             completion(false);
-        else if (const auto self = weak.lock())
-            self->tellOfEndedCommand();
     });
 }
 
@@ -187,10 +185,16 @@ bool HelperToolController::helperInstall()
 
 void HelperToolController::runCommand(const QString& option)
 {
-    const auto proxy = helper({});
+    // Holds the controller until then: the connection, which may end before the command, need not.
+    const auto ended = [held =
+                            std::make_shared<std::shared_ptr<HelperToolController>>(self_.lock())] {
+        if (const auto self = std::exchange(*held, nullptr))
+            self->tellOfEndedCommand();
+    };
+    const auto proxy = helper([ended](bool) { ended(); });
     const auto data = proxy ? authorizationData() : std::nullopt;
     if (!data) {
-        tellOfEndedCommand();
+        ended();
         return;
     }
     {
@@ -198,10 +202,8 @@ void HelperToolController::runCommand(const QString& option)
         exchange_.command = option;
     }
     // Output, not the exit status, is what reaches the user, a failed authorization's included.
-    proxy->runCommand(option.toStdString(), *data, [weak = self_](std::int32_t /*exitStatus*/) {
-        if (const auto self = weak.lock())
-            self->tellOfEndedCommand();
-    });
+    proxy->runCommand(option.toStdString(), *data,
+                      [ended](std::int32_t /*exitStatus*/) { ended(); });
 }
 
 std::optional<HelperProtocol::AuthorizationData> HelperToolController::authorizationData()
@@ -219,10 +221,7 @@ std::optional<HelperProtocol::AuthorizationData> HelperToolController::authoriza
 
 void HelperToolController::tellOfEndedCommand()
 {
-    MainQueue::post([weak = self_] {
-        if (const auto self = weak.lock())
-            Q_EMIT self->commandEnded();
-    });
+    MainQueue::post([self = self_.lock()] { Q_EMIT self->commandEnded(); });
 }
 
 // What an earlier connection still had to say is not of the helper that runs now.

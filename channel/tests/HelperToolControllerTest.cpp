@@ -216,6 +216,25 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
     EXPECT_EQ(printed, "");
 }
 
+TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnection)
+{
+    int ended = 0;
+    QObject::connect(controller.get(), &HelperToolController::commandEnded, [&] { ++ended; });
+    controller->runCommand(u"-c"_qs);
+    const std::weak_ptr<HelperToolController> weak = controller;
+    auto call = surroundings.call();
+    surroundings.call().onFailure = {};
+    controller.reset();
+
+    surroundings.connection().end();
+    turn();
+    call.onFailure();
+    turn();
+
+    EXPECT_EQ(ended, 1);
+    EXPECT_TRUE(weak.expired());
+}
+
 TEST_F(HelperToolControllerTest, KeepsTheOutputOfTheInformationCommandAndAnnouncesIt)
 {
     controller->runCommand(u"-i"_qs);

@@ -6,6 +6,7 @@ import shutil
 import signal
 import subprocess
 import sys
+import time
 import unittest
 
 from monitor import Monitor, eventually
@@ -99,6 +100,8 @@ class Helper(unittest.TestCase):
 
     def press(self, monitor, name):
         self.assertTrue(monitor.button(name).get_action_iface().do_action(0))
+        # It is pressed for a tenth of a second before it is clicked.
+        time.sleep(0.25)
 
     def expect_state(self, monitor, name, description):
         eventually(

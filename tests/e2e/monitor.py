@@ -12,7 +12,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402 (the version has to be named first)
 
-PATIENCE_SECONDS = 12
+PATIENCE_SECONDS = 60
 
 
 def eventually(read, wanted, why):
@@ -44,9 +44,9 @@ def descendants(node, depth=0):
 class Monitor:
     """The program, and its window as assistive technology sees it."""
 
-    def __init__(self, program):
+    def __init__(self, *command):
         self.log = tempfile.TemporaryFile(mode="w+")
-        self.process = subprocess.Popen([program], stdout=self.log, stderr=self.log)
+        self.process = subprocess.Popen(command, stdout=self.log, stderr=self.log)
         try:
             self.frame = eventually(self._find_frame, bool, "the window did not open")
         except AssertionError as missing:
@@ -89,6 +89,28 @@ class Monitor:
             for n in descendants(self.frame)
             if n.get_role() == Atspi.Role.PUSH_BUTTON and n.get_name() == name
         )
+
+    def press(self, name):
+        if not self.button(name).get_action_iface().do_action(0):
+            raise AssertionError(f"{name} cannot be pressed")
+
+    def is_running(self, name):
+        """Whether the button shows that a command of it runs."""
+        return self.button(name).get_description() == "A command is running"
+
+    def expect_running(self, name):
+        eventually(lambda: self.is_running(name), bool, f"the command of {name} is not shown")
+
+    def expect_ended(self, name):
+        eventually(lambda: not self.is_running(name), bool, f"the command of {name} did not end")
+
+    def information(self):
+        """What is shown of the agent: its version and its server."""
+        return [self.label(outlet).get_name() for outlet in ("versionlabel", "zelServerIpLabel")]
+
+    def expect_information(self, version="7.4.2", server="10.0.40.12"):
+        expected = [f"Veltra Agent version {version}", f"Management server: {server}"]
+        eventually(self.information, lambda seen: seen == expected, "the agent's version and server")
 
     def shown(self, most=10):
         """The rows from the top, as lists of texts."""
