@@ -223,13 +223,6 @@ TEST(Attack, AStampCannotBeForged)
                                         "refused it does not prove which process it is"}));
 }
 
-TEST(Attack, AStampForgedInAUserAndPidNamespaceIsRefused)
-{
-    ClientProgram attacker{inUserNamespace({unsignedAttacker, "child-forges", trusted})};
-
-    EXPECT_EQ(attacker.lines(2), (Words{"ready", "refused it is in another user namespace"}));
-}
-
 TEST(Attack, AProgramThatAnswersAndThenExecutesTheTrustedOneIsRefused)
 {
     for (int i = 0; i < 20; ++i) {

@@ -1,0 +1,123 @@
+// Who is not let in from namespaces of his own, or through a bus of his own.
+#include "tests/service/ServiceTesting.h"
+
+using namespace veltra;
+
+namespace {
+
+const std::string trusted = programs + "service_client";
+const std::string attacker = programs + "attacker";
+const std::string folder = "/tmp/users";
+
+Words inNamespaces(const std::string& which, const Words& command)
+{
+    Words whole = asNobody({"unshare", which, "-r"});
+    whole.insert(whole.end(), command.begin(), command.end());
+    return whole;
+}
+
+std::string executableOf(pid_t process)
+{
+    return std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe");
+}
+
+// Where anybody may run a bus that lets everybody do everything.
+void layOutFolderForBus()
+{
+    std::filesystem::create_directory(folder);
+    std::filesystem::permissions(folder, std::filesystem::perms::all);
+    std::ofstream{folder + "/bus.conf"}
+        << "<busconfig><listen>unix:path=" << folder << "/system_bus_socket</listen>"
+        << "<policy context='default'><allow own='*'/><allow send_destination='*'/>"
+        << "<allow receive_sender='*'/></policy></busconfig>";
+}
+
+Words relaying(const std::string& mode)
+{
+    layOutFolderForBus();
+    return {attacker, mode, trusted, folder};
+}
+
+// The trusted program, as it is led to the attacker's bus, calls what it takes for the helper.
+void expectTheTrustedProgramToCallTheFalseHelper(ClientProgram& program)
+{
+    ASSERT_EQ(program.lines(2), (Words{"in wait", "ready"}));
+    ASSERT_EQ(executableOf(program.pid()), trusted);
+    program.tell("connect a");
+    program.tell("version a");
+    ASSERT_EQ(program.line(), "called by the trusted program");
+}
+
+} // namespace
+
+TEST(NamespaceAttack, AStampForgedInAUserAndPidNamespaceIsRefused)
+{
+    Words command = asNobody({"unshare", "-U", "-r", "-p", "--fork"});
+    command.insert(command.end(), {attacker, "child-forges", trusted});
+    ClientProgram program{command};
+
+    EXPECT_EQ(program.lines(2), (Words{"ready", "refused it is in another user namespace"}));
+}
+
+TEST(NamespaceAttack, TheLinkToTheExecutableCannotBeForged)
+{
+    ClientProgram program{asNobody({attacker, "forges-link", trusted})};
+
+    EXPECT_EQ(program.line(), "cannot forge the link: Operation not permitted");
+}
+
+TEST(NamespaceAttack, ALinkToTheExecutableForgedInAUserNamespaceIsRefused)
+{
+    ClientProgram program{inNamespaces("-U", {attacker, "forges-link", trusted})};
+
+    ASSERT_EQ(program.line(), "runs " + trusted);
+    EXPECT_EQ(executableOf(program.pid()), trusted);
+    EXPECT_EQ(program.line(), "refused it is in another user namespace");
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(NamespaceAttack, ARelayFromAUserAndMountNamespaceIsRefused)
+{
+    ClientProgram program{inNamespaces("-Um", relaying("relays-from-mount"))};
+
+    expectTheTrustedProgramToCallTheFalseHelper(program);
+    EXPECT_EQ(program.line(), "refused it is in another user namespace");
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(NamespaceAttack, ARelayFromAMountNamespaceIsRefused)
+{
+    Words command{"unshare", "-m"};
+    const Words relay = relaying("relays-from-mount");
+    command.insert(command.end(), relay.begin(), relay.end());
+    ClientProgram program{command};
+
+    expectTheTrustedProgramToCallTheFalseHelper(program);
+    EXPECT_EQ(program.line(), "refused it is in another mount namespace");
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(NamespaceAttack, ARelayThroughABusThatTheEnvironmentNamesReachesNoTrustedProgram)
+{
+    const std::string address = "unix:path=" + folder + "/system_bus_socket";
+    Words command = asNobody(
+        {"env", "DBUS_SYSTEM_BUS_ADDRESS=" + address, "DBUS_SESSION_BUS_ADDRESS=" + address});
+    const Words relay = relaying("relays");
+    command.insert(command.end(), relay.begin(), relay.end());
+    ClientProgram program{command};
+    ASSERT_EQ(program.lines(2), (Words{"in wait", "ready"}));
+
+    program.tell("connect a");
+    program.tell("version a");
+    EXPECT_EQ(program.line(), "a version 1.0.0");
+
+    // Another program, which goes where it is led, sets the relay going.
+    outputOf("setpriv --reuid=65534 --regid=65534 --clear-groups env DBUS_SYSTEM_BUS_ADDRESS=" +
+             address + " dbus-send --system --type=method_call --dest=" + helperName +
+             " /com/veltra/agentMonitor/helper com.veltra.agentMonitor.Connections.Open "
+             "objpath:/led");
+    EXPECT_EQ(program.line(), "called by somebody else");
+    EXPECT_EQ(program.line(), "relays the challenge");
+    EXPECT_EQ(program.line(), "refused it does not prove which process it is");
+    EXPECT_EQ(helperLog(), "");
+}
