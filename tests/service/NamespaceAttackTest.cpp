@@ -1,4 +1,5 @@
 // Who is not let in from namespaces of his own, or through a bus of his own.
+#include "tests/service/FalseBus.h"
 #include "tests/service/ServiceTesting.h"
 
 using namespace veltra;
@@ -7,7 +8,6 @@ namespace {
 
 const std::string trusted = programs + "service_client";
 const std::string attacker = programs + "attacker";
-const std::string folder = "/tmp/users";
 
 Words inNamespaces(const std::string& which, const Words& command)
 {
@@ -21,21 +21,10 @@ std::string executableOf(pid_t process)
     return std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe");
 }
 
-// Where anybody may run a bus that lets everybody do everything.
-void layOutFolderForBus()
-{
-    std::filesystem::create_directory(folder);
-    std::filesystem::permissions(folder, std::filesystem::perms::all);
-    std::ofstream{folder + "/bus.conf"}
-        << "<busconfig><listen>unix:path=" << folder << "/system_bus_socket</listen>"
-        << "<policy context='default'><allow own='*'/><allow send_destination='*'/>"
-        << "<allow receive_sender='*'/></policy></busconfig>";
-}
-
 Words relaying(const std::string& mode)
 {
-    layOutFolderForBus();
-    return {attacker, mode, trusted, folder};
+    layOutFalseBus();
+    return {attacker, mode, trusted, falseBusFolder};
 }
 
 // The trusted program, as it is led to the attacker's bus, calls what it takes for the helper.
@@ -45,7 +34,7 @@ void expectTheTrustedProgramToCallTheFalseHelper(ClientProgram& program)
     ASSERT_EQ(executableOf(program.pid()), trusted);
     program.tell("connect a");
     program.tell("version a");
-    ASSERT_EQ(program.line(), "called by the trusted program");
+    ASSERT_EQ(program.line(), "called by the trusted program's name");
 }
 
 } // namespace
@@ -99,9 +88,8 @@ TEST(NamespaceAttack, ARelayFromAMountNamespaceIsRefused)
 
 TEST(NamespaceAttack, ARelayThroughABusThatTheEnvironmentNamesReachesNoTrustedProgram)
 {
-    const std::string address = "unix:path=" + folder + "/system_bus_socket";
-    Words command = asNobody(
-        {"env", "DBUS_SYSTEM_BUS_ADDRESS=" + address, "DBUS_SESSION_BUS_ADDRESS=" + address});
+    Words command = asNobody({"env", "DBUS_SYSTEM_BUS_ADDRESS=" + falseBusAddress,
+                              "DBUS_SESSION_BUS_ADDRESS=" + falseBusAddress});
     const Words relay = relaying("relays");
     command.insert(command.end(), relay.begin(), relay.end());
     ClientProgram program{command};
@@ -111,12 +99,12 @@ TEST(NamespaceAttack, ARelayThroughABusThatTheEnvironmentNamesReachesNoTrustedPr
     program.tell("version a");
     EXPECT_EQ(program.line(), "a version 1.0.0");
 
-    // Another program, which goes where it is led, sets the relay going.
+    // Another program, which goes where it is led and gets the name there, sets the relay going.
     outputOf("setpriv --reuid=65534 --regid=65534 --clear-groups env DBUS_SYSTEM_BUS_ADDRESS=" +
-             address + " dbus-send --system --type=method_call --dest=" + helperName +
+             falseBusAddress + " dbus-send --system --type=method_call --dest=" + helperName +
              " /com/veltra/agentMonitor/helper com.veltra.agentMonitor.Connections.Open "
              "objpath:/led");
-    EXPECT_EQ(program.line(), "called by somebody else");
+    EXPECT_EQ(program.line(), "called by the trusted program's name");
     EXPECT_EQ(program.line(), "relays the challenge");
     EXPECT_EQ(program.line(), "refused it does not prove which process it is");
     EXPECT_EQ(helperLog(), "");

@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +17,7 @@
 
 #include <sys/mount.h>
 #include <sys/socket.h>
+#include <systemd/sd-event.h>
 #include <unistd.h>
 
 namespace {
@@ -24,6 +26,7 @@ using intruder::askToBeLetIn;
 using intruder::Challenge;
 using intruder::connectToBus;
 using veltra::Fd;
+using namespace std::chrono_literals;
 
 int parentsEnd = -1;
 
@@ -112,6 +115,36 @@ void openInChild(Fd socket, intruder::Answer answer)
         askToBeLetIn(std::move(socket), answer);
 }
 
+// Asks for a connection every second, and never answers.
+[[noreturn]] void insist()
+{
+    sd_bus* const bus = intruder::join(connectToBus(), nullptr);
+    for (bool isDone = false; !isDone;) {
+        intruder::requestConnection(bus, isDone);
+        const auto next = std::chrono::steady_clock::now() + 1s;
+        while (!isDone && std::chrono::steady_clock::now() < next)
+            if (sd_bus_process(bus, nullptr) == 0)
+                sd_bus_wait(bus, 100'000);
+    }
+    ::pause();
+    std::_Exit(0);
+}
+
+// Joins the bus as so many programs, none of which answers.
+[[noreturn]] void crowd(int size)
+{
+    sd_event* loop = nullptr;
+    intruder::check(sd_event_default(&loop), "make a loop");
+    static bool isDone = false;
+    for (; size > 0; --size) {
+        sd_bus* const bus = intruder::join(connectToBus(), nullptr);
+        intruder::requestConnection(bus, isDone);
+        intruder::check(sd_bus_attach_event(bus, loop, 0), "attach the bus");
+    }
+    intruder::check(sd_event_loop(loop), "run the loop");
+    std::_Exit(0);
+}
+
 } // namespace
 
 int main(int count, char** arguments)
@@ -131,6 +164,10 @@ int main(int count, char** arguments)
         openInChild(connectToBus(), answerThroughParent);
         answerHonestly(receiveFromChild(ends[0]));
         become(trusted);
+    } else if (mode == "insists") {
+        insist();
+    } else if (mode == "crowd") {
+        crowd(std::stoi(arguments[2]));
     } else if (mode == "forges-link") {
         intruder::forgeLinkToExecutable(trusted);
         askToBeLetIn(connectToBus(), answerHonestly);

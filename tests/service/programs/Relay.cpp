@@ -32,7 +32,7 @@ std::string nameOn(sd_bus* bus)
 int takeFalseOpen(sd_bus_message* message, void*, sd_bus_error*)
 {
     const bool isNamedAlike = sd_bus_message_get_sender(message) == nameOn(systemsBus);
-    say(isNamedAlike ? "called by the trusted program" : "called by somebody else");
+    say(isNamedAlike ? "called by the trusted program's name" : "called by another name");
     requestConnection(systemsBus, isOpened);
     return 1; // there is no answer
 }
@@ -90,7 +90,7 @@ int numberIn(const std::string& uniqueName)
 void countUpNames(const std::string& folder)
 {
     const int wanted = numberIn(nameOn(systemsBus));
-    for (int last = -1; last < wanted - 1;) {
+    for (int last = numberIn(nameOn(falseBus)); last < wanted - 1;) {
         sd_bus* const counted = joinBusIn(folder);
         last = numberIn(nameOn(counted));
         sd_bus_flush_close_unref(counted);
