@@ -123,6 +123,18 @@ TEST(Attack, AClientThatIsTracedLaterIsRefusedItsNextCommand)
     EXPECT_FALSE(std::filesystem::exists("/tmp/done"));
 }
 
+TEST(Attack, AClientThatIsTracedLaterIsRefusedItsNextConnection)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+
+    ASSERT_EQ(::ptrace(PTRACE_SEIZE, client.pid(), nullptr, nullptr), 0);
+    client.tell("connect b");
+    client.tell("version b");
+
+    EXPECT_EQ(client.lines(2), (Words{"b ended", "b failed"}));
+}
+
 TEST(Attack, AClientWithALibraryFromAUsersFolderIsRefused)
 {
     std::filesystem::create_directory("/tmp/users");
@@ -223,13 +235,6 @@ TEST(Attack, AStampCannotBeForged)
                                         "refused it does not prove which process it is"}));
 }
 
-TEST(Attack, AStampForgedInAUserAndPidNamespaceIsRefused)
-{
-    ClientProgram attacker{inUserNamespace({unsignedAttacker, "child-forges", trusted})};
-
-    EXPECT_EQ(attacker.lines(2), (Words{"ready", "refused it is in another user namespace"}));
-}
-
 TEST(Attack, AProgramThatAnswersAndThenExecutesTheTrustedOneIsRefused)
 {
     for (int i = 0; i < 20; ++i) {
@@ -279,6 +284,43 @@ TEST(Attack, OneThatNeverAnswersIsRefusedAfterFiveSeconds)
     EXPECT_LT(time, 7s);
 }
 
+TEST(Attack, OneThatAsksAgainAndAgainHasNoMoreTimeToAnswer)
+{
+    const auto start = std::chrono::steady_clock::now();
+    ClientProgram insistent{asNobody({signedAttacker, "insists"})};
+
+    EXPECT_EQ(insistent.line(), "refused it does not answer in time");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 7s);
+}
+
+TEST(Attack, OneUserIsLookedAtNoMoreThan128TimesAtOnce)
+{
+    ClientProgram crowd{asNobody({signedAttacker, "crowd", "130"})};
+    Words expected(128, "refused it does not answer in time");
+    expected.insert(expected.end(), 2, "refused too many of the same user ask at once");
+
+    EXPECT_EQ(crowd.lines(130), expected);
+
+    // None of them is under way any more.
+    ClientProgram next{asNobody({signedAttacker, "honest"})};
+    EXPECT_TRUE(next.line().starts_with("granted "));
+}
+
+TEST(Attack, AProgramHasNoMoreThan4096Connections)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    for (int i = 1; i < 4096; ++i)
+        client.tell("connect " + std::to_string(i) + "\nversion " + std::to_string(i));
+    for (int i = 1; i < 4096; ++i)
+        ASSERT_TRUE(client.line().ends_with(" version 1.0.0"));
+
+    client.tell("connect b");
+    client.tell("version b");
+
+    EXPECT_EQ(client.lines(2), (Words{"b ended", "b failed"}));
+}
+
 TEST(Attack, AHundredThatNeverAnswerDoNotKeepOthersWaiting)
 {
     std::vector<std::unique_ptr<ClientProgram>> silent;
@@ -294,64 +336,4 @@ TEST(Attack, AHundredThatNeverAnswerDoNotKeepOthersWaiting)
     EXPECT_TRUE(other.hears("a exit 0"));
     // A pidfd for each client that was settled is all that stays.
     EXPECT_TRUE(becomesTrue([&] { return descriptorsOf(helper) < 25; }));
-}
-
-TEST(Attack, NobodyButRootMayOwnTheName)
-{
-    const std::string request = "dbus-send --system --print-reply --dest=org.freedesktop.DBus / "
-                                "org.freedesktop.DBus.RequestName string:" +
-                                helperName + " uint32:4";
-
-    EXPECT_NE(outputOf("setpriv --reuid=65534 --clear-groups " + request).find("AccessDenied"),
-              std::string::npos);
-    EXPECT_NE(outputOf(request).find("uint32 1"), std::string::npos);
-}
-
-TEST(Attack, AClientTakesOutputFromTheHelperAlone)
-{
-    Client client{asNobody({trusted})};
-    EXPECT_EQ(client.version(), "a version 1.0.0");
-    const auto bus = sdbus::createSystemBusConnection();
-    std::vector<std::string> names;
-    sdbus::createProxy(*bus, "org.freedesktop.DBus", "/org/freedesktop/DBus")
-        ->callMethod("ListNames")
-        .onInterface("org.freedesktop.DBus")
-        .storeResultsTo(names);
-
-    // From root, whom the bus lets through, to everybody.
-    for (const std::string& name : names)
-        if (name.starts_with(":"))
-            outputOf("dbus-send --system --dest=" + name +
-                     " /com/veltra/agentMonitor/client1 "
-                     "com.veltra.agentMonitor.AppProtocol.logWithStdOut string:forged");
-    client.tell("run a printf true");
-
-    EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
-}
-
-TEST(Attack, ClientsCannotBeCalledByOtherUsers)
-{
-    Client client;
-    EXPECT_EQ(client.version(), "a version 1.0.0");
-    std::string name;
-    const auto bus = sdbus::createSystemBusConnection();
-    std::vector<std::string> names;
-    const auto daemon = sdbus::createProxy(*bus, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-    daemon->callMethod("ListNames").onInterface("org.freedesktop.DBus").storeResultsTo(names);
-    for (const std::string& candidate : names)
-        if (candidate.starts_with(":") && ownerOf(candidate) == client.pid())
-            name = candidate;
-
-    const auto call = [&](const std::string& method) {
-        return outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --print-reply "
-                        "--dest=" +
-                        name + " /com/veltra/agentMonitor/client1 " + method);
-    };
-
-    EXPECT_NE(
-        call("com.veltra.agentMonitor.AppProtocol.logWithStdOut string:x").find("AccessDenied"),
-        std::string::npos);
-    EXPECT_NE(call("com.veltra.agentMonitor.Peer.Prove").find("AccessDenied"), std::string::npos);
-    EXPECT_NE(call("org.freedesktop.DBus.Introspectable.Introspect").find("AccessDenied"),
-              std::string::npos);
 }

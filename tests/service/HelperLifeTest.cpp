@@ -178,6 +178,20 @@ TEST(HelperLife, EndsAtSigtermAndAnswersWhatItHasRun)
     EXPECT_TRUE(ends(helper, 2500ms));
 }
 
+TEST(HelperLife, AnswersThoseWhoStillWaitToBeLetInWhenItEnds)
+{
+    Client client;
+    client.version();
+    const pid_t helper = helperProcess();
+    const long descriptors = descriptorsOf(helper);
+    ClientProgram waiting{asNobody({programs + "signed_attacker", "silent"})};
+    ASSERT_TRUE(becomesTrue([&] { return descriptorsOf(helper) > descriptors + 2; }));
+
+    client.tell("close a");
+
+    EXPECT_EQ(waiting.line(), "refused this instance of the service has ended");
+}
+
 TEST(HelperLife, LosesNoCallThatIsMadeAroundItsEnd)
 {
     installHelper("hasty_helper");

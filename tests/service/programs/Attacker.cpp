@@ -2,59 +2,33 @@
 // "refused WHY". The process that connects may fork: the connection then is the child's to use, and
 // the bus goes on taking it for the parent's.
 #include "platform/CallerChallenge.h"
+#include "tests/service/programs/ForgedLink.h"
+#include "tests/service/programs/Intruder.h"
+#include "tests/service/programs/Relay.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
+#include <sys/mount.h>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <systemd/sd-bus.h>
+#include <systemd/sd-event.h>
 #include <unistd.h>
 
 namespace {
 
+using intruder::askToBeLetIn;
+using intruder::Challenge;
+using intruder::connectToBus;
 using veltra::Fd;
+using namespace std::chrono_literals;
 
-struct Challenge {
-    Fd socket;
-    std::vector<std::uint8_t> nonce;
-    std::string uniqueName;
-};
-
-/// What is done with a challenge that arrives.
-using Answer = void (*)(const Challenge&);
-
-Answer answer = nullptr;
 int parentsEnd = -1;
-
-void check(int result, const char* what)
-{
-    if (result < 0) {
-        std::printf("cannot %s: %s\n", what, std::strerror(-result));
-        std::fflush(stdout);
-        std::_Exit(1);
-    }
-}
-
-Fd connectToBus()
-{
-    Fd socket{::socket(AF_UNIX, SOCK_STREAM, 0)};
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    std::strcpy(address.sun_path, "/run/dbus/system_bus_socket");
-    check(::connect(socket.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0
-              ? 0
-              : -errno,
-          "connect");
-    return socket;
-}
 
 void answerHonestly(const Challenge& challenge)
 {
@@ -83,8 +57,7 @@ void answerAsParent(const Challenge& challenge)
     const ucred parent{::getppid(), ::getuid(), ::getgid()};
     std::memcpy(CMSG_DATA(header), &parent, sizeof parent);
     if (::sendmsg(challenge.socket.get(), &message, 0) < 0) {
-        std::printf("cannot forge: %s\n", std::strerror(errno));
-        std::fflush(stdout);
+        intruder::say(std::string{"cannot forge: "} + std::strerror(errno));
     }
 }
 
@@ -129,72 +102,6 @@ Challenge receiveFromChild(int socket)
             {bytes.data() + 32, static_cast<std::size_t>(size) - 32}};
 }
 
-int takeChallenge(sd_bus_message* message, void*, sd_bus_error*)
-{
-    int socket = -1;
-    const void* nonce = nullptr;
-    std::size_t size = 0;
-    const char* name = nullptr;
-    check(sd_bus_message_read_basic(message, 'h', &socket), "read the socket");
-    check(sd_bus_message_read_array(message, 'y', &nonce, &size), "read the nonce");
-    check(sd_bus_get_unique_name(sd_bus_message_get_bus(message), &name), "get the name");
-    const auto* bytes = static_cast<const std::uint8_t*>(nonce);
-    Fd kept{::fcntl(socket, F_DUPFD_CLOEXEC, 0)};
-    if (answer)
-        answer({std::move(kept), {bytes, bytes + size}, name});
-    else
-        static_cast<void>(kept.release()); // an end that is closed would be an answer
-    return 0;
-}
-
-int takeOpened(sd_bus_message* message, void* isDone, sd_bus_error*)
-{
-    const sd_bus_error* const error = sd_bus_message_get_error(message);
-    const char* path = nullptr;
-    if (error) {
-        std::printf("refused %s\n", error->message);
-    } else {
-        sd_bus_message_read_basic(message, 'o', &path);
-        std::printf("granted %s\n", path);
-    }
-    std::fflush(stdout);
-    *static_cast<bool*>(isDone) = true;
-    return 0;
-}
-
-const sd_bus_vtable peer[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("Prove", "hay", "", takeChallenge,
-                  SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
-    SD_BUS_VTABLE_END};
-
-void askToBeLetIn(Fd socket)
-{
-    sd_bus* bus = nullptr;
-    check(sd_bus_new(&bus), "make a bus");
-    const int descriptor = socket.release();
-    check(sd_bus_set_fd(bus, descriptor, descriptor), "set the socket");
-    check(sd_bus_set_bus_client(bus, 1), "be a client");
-    check(sd_bus_negotiate_fds(bus, 1), "take descriptors");
-    check(sd_bus_start(bus), "start");
-    check(sd_bus_add_object_vtable(bus, nullptr, "/com/veltra/agentMonitor/peer",
-                                   "com.veltra.agentMonitor.Peer", peer, nullptr),
-          "add the object");
-    bool isDone = false;
-    check(sd_bus_call_method_async(
-              bus, nullptr, "com.veltra.agentMonitor.helper", "/com/veltra/agentMonitor/helper",
-              "com.veltra.agentMonitor.Connections", "Open", takeOpened, &isDone, "o", "/attacker"),
-          "call");
-    while (!isDone) {
-        const int result = sd_bus_process(bus, nullptr);
-        check(result, "process");
-        if (result == 0)
-            check(sd_bus_wait(bus, UINT64_MAX), "wait");
-    }
-    // Leaving the bus would end the connection.
-    ::pause();
-}
-
 [[noreturn]] void become(const char* program)
 {
     ::execl(program, program, nullptr);
@@ -202,10 +109,40 @@ void askToBeLetIn(Fd socket)
     std::_Exit(1);
 }
 
-void openInChild(Fd socket)
+void openInChild(Fd socket, intruder::Answer answer)
 {
     if (::fork() == 0)
-        askToBeLetIn(std::move(socket));
+        askToBeLetIn(std::move(socket), answer);
+}
+
+// Asks for a connection every second, and never answers.
+[[noreturn]] void insist()
+{
+    sd_bus* const bus = intruder::join(connectToBus(), nullptr);
+    for (bool isDone = false; !isDone;) {
+        intruder::requestConnection(bus, isDone);
+        const auto next = std::chrono::steady_clock::now() + 1s;
+        while (!isDone && std::chrono::steady_clock::now() < next)
+            if (sd_bus_process(bus, nullptr) == 0)
+                sd_bus_wait(bus, 100'000);
+    }
+    ::pause();
+    std::_Exit(0);
+}
+
+// Joins the bus as so many programs, none of which answers.
+[[noreturn]] void crowd(int size)
+{
+    sd_event* loop = nullptr;
+    intruder::check(sd_event_default(&loop), "make a loop");
+    static bool isDone = false;
+    for (; size > 0; --size) {
+        sd_bus* const bus = intruder::join(connectToBus(), nullptr);
+        intruder::requestConnection(bus, isDone);
+        intruder::check(sd_bus_attach_event(bus, loop, 0), "attach the bus");
+    }
+    intruder::check(sd_event_loop(loop), "run the loop");
+    std::_Exit(0);
 }
 
 } // namespace
@@ -214,20 +151,33 @@ int main(int count, char** arguments)
 {
     const std::string mode = count > 1 ? arguments[1] : "";
     const char* const trusted = count > 2 ? arguments[2] : nullptr;
+    const std::string folder = count > 3 ? arguments[3] : "";
     if (mode == "honest" || mode == "silent") {
-        answer = mode == "honest" ? answerHonestly : nullptr;
-        askToBeLetIn(connectToBus());
+        askToBeLetIn(connectToBus(), mode == "honest" ? answerHonestly : nullptr);
     } else if (mode == "child-answers" || mode == "child-forges") {
-        answer = mode == "child-answers" ? answerHonestly : answerAsParent;
-        openInChild(connectToBus());
+        openInChild(connectToBus(), mode == "child-answers" ? answerHonestly : answerAsParent);
         become(trusted);
     } else if (mode == "answers-then-executes") {
         std::array<int, 2> ends{};
         ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data());
         parentsEnd = ends[1];
-        answer = answerThroughParent;
-        openInChild(connectToBus());
+        openInChild(connectToBus(), answerThroughParent);
         answerHonestly(receiveFromChild(ends[0]));
+        become(trusted);
+    } else if (mode == "insists") {
+        insist();
+    } else if (mode == "crowd") {
+        crowd(std::stoi(arguments[2]));
+    } else if (mode == "forges-link") {
+        intruder::forgeLinkToExecutable(trusted);
+        askToBeLetIn(connectToBus(), answerHonestly);
+    } else if (mode == "relays" || mode == "relays-from-mount") {
+        Fd socket = connectToBus();
+        if (mode == "relays-from-mount")
+            intruder::checkLast(
+                ::mount(folder.c_str(), "/run/dbus", nullptr, MS_BIND, nullptr) == 0, "mount");
+        if (::fork() == 0)
+            intruder::relay(std::move(socket), folder);
         become(trusted);
     }
     return 2;

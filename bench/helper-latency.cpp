@@ -1,0 +1,137 @@
+// helper-latency: measures on the system's bus how long the helper's version takes to come: on an
+// open connection, as the first call of a client that the helper does not know, and when the helper
+// has to be started for it. Has to be signed as the helper is, and to be the helper's only client.
+
+#include "channel/protocol/ClientSide.h"
+#include "channel/protocol/HelperConstants.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <future>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace veltra;
+using namespace std::chrono_literals;
+
+using Milliseconds = std::chrono::duration<double, std::milli>;
+
+/// A client of its own, which the helper has to get to know.
+class Client {
+  public:
+    Client()
+    {
+        connection_->setInvalidationHandler([this] { ended_.set_value(); });
+        connection_->resume();
+    }
+
+    /// How long the version takes to come.
+    Milliseconds timeOfCall()
+    {
+        std::promise<bool> isAnswered;
+        const auto start = std::chrono::steady_clock::now();
+        remoteObjectProxyWithErrorHandler(connection_, [&] {
+            isAnswered.set_value(false);
+        })->getVersion([&](const auto&) { isAnswered.set_value(true); });
+        if (!isAnswered.get_future().get())
+            throw std::runtime_error{"the helper did not answer"};
+        return std::chrono::steady_clock::now() - start;
+    }
+
+    /// Closes the connection, which ends the helper, and waits until it has given back its name.
+    void close()
+    {
+        connection_->invalidate();
+        ended_.get_future().wait();
+        while (isHelperThere())
+            std::this_thread::sleep_for(10ms);
+    }
+
+  private:
+    bool isHelperThere()
+    {
+        std::promise<bool> answer;
+        bus_.post([&] {
+            bool isThere = false;
+            sdbus::createProxy(*bus_.connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus")
+                ->callMethod("NameHasOwner")
+                .onInterface("org.freedesktop.DBus")
+                .withArguments(std::string{HelperConstants::machServiceName})
+                .storeResultsTo(isThere);
+            answer.set_value(isThere);
+        });
+        return answer.get_future().get();
+    }
+
+    ServiceBus bus_;
+    std::promise<void> ended_;
+    std::shared_ptr<ClientConnection> connection_ =
+        ClientConnection::initWithMachServiceName(HelperConstants::machServiceName, bus_);
+};
+
+void print(const char* what, std::vector<Milliseconds> times)
+{
+    std::ranges::sort(times);
+    std::printf("%-28s %5zu calls: median %7.2f ms, worst %7.2f ms\n", what, times.size(),
+                times[times.size() / 2].count(), times.back().count());
+}
+
+std::vector<Milliseconds> startingTheHelper(int count)
+{
+    std::vector<Milliseconds> times;
+    for (int i = 0; i < count; ++i) {
+        Client client;
+        times.push_back(client.timeOfCall());
+        client.close();
+        // The helper's process ends only after it has given back its name.
+        std::this_thread::sleep_for(300ms);
+    }
+    return times;
+}
+
+// The first that goes ends the helper, so all stay.
+std::vector<Milliseconds> asNewClients(int count)
+{
+    std::vector<std::unique_ptr<Client>> clients;
+    std::vector<Milliseconds> times;
+    for (int i = 0; i < count; ++i) {
+        clients.push_back(std::make_unique<Client>());
+        times.push_back(clients.back()->timeOfCall());
+    }
+    // The helper was started for the first.
+    times.erase(times.begin());
+    return times;
+}
+
+std::vector<Milliseconds> onOpenConnection(int count)
+{
+    Client client;
+    client.timeOfCall();
+    std::vector<Milliseconds> times;
+    for (int i = 0; i < count; ++i)
+        times.push_back(client.timeOfCall());
+    return times;
+}
+
+} // namespace
+
+int main()
+{
+    try {
+        print("starting the helper", startingTheHelper(20));
+        print("first call of a client", asNewClients(101));
+        std::this_thread::sleep_for(2s);
+        print("on an open connection", onOpenConnection(1000));
+        return EXIT_SUCCESS;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "helper-latency: %s\n", error.what());
+        return EXIT_FAILURE;
+    }
+}

@@ -1,0 +1,162 @@
+// Who may own the service's name, and who may call its clients.
+#include "tests/service/FalseBus.h"
+#include "tests/service/ServiceTesting.h"
+
+#include <array>
+
+#include <sys/socket.h>
+
+using namespace veltra;
+
+namespace {
+
+const std::string trusted = programs + "service_client";
+
+using Bus = std::unique_ptr<sdbus::IConnection>;
+
+std::vector<std::string> namesOn(sdbus::IConnection& bus)
+{
+    std::vector<std::string> names;
+    sdbus::createProxy(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus")
+        ->callMethod("ListNames")
+        .onInterface("org.freedesktop.DBus")
+        .storeResultsTo(names);
+    std::erase_if(names, [](const auto& name) { return !name.starts_with(":"); });
+    return names;
+}
+
+/// The name that a process has on a bus; empty when it has none.
+std::string nameOf(pid_t process, sdbus::IConnection& bus)
+{
+    const auto daemon = sdbus::createProxy(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+    for (const std::string& name : namesOn(bus)) {
+        std::uint32_t owner = 0;
+        daemon->callMethod("GetConnectionUnixProcessID")
+            .onInterface("org.freedesktop.DBus")
+            .withArguments(name)
+            .storeResultsTo(owner);
+        if (static_cast<pid_t>(owner) == process)
+            return name;
+    }
+    return {};
+}
+
+/// Whether the client proves to who is on the bus there which process it is.
+bool isAnswered(sdbus::IConnection& bus, const std::string& client)
+{
+    std::array<int, 2> ends{};
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+    const Fd ourEnd{ends[0]};
+    sdbus::createProxy(bus, client, "/com/veltra/agentMonitor/peer")
+        ->callMethod("Prove")
+        .onInterface("com.veltra.agentMonitor.Peer")
+        .withArguments(sdbus::UnixFd{ends[1], sdbus::adopt_fd}, std::vector<std::uint8_t>(32, 7))
+        .dontExpectReply();
+    // One that does not answer closes its end.
+    std::array<char, 1024> answer{};
+    return ::read(ourEnd.get(), answer.data(), answer.size()) > 0;
+}
+
+/// A bus of our own, on which everybody may do everything, in the place of the system's.
+ClientProgram startFalseBus()
+{
+    layOutFalseBus();
+    return ClientProgram{{"dbus-daemon", "--nofork", "--print-address",
+                          "--config-file=" + falseBusFolder + "/bus.conf"}};
+}
+
+/// A user's connection to that bus, which owns the helper's name.
+Bus ownNameOnFalseBus(uid_t user)
+{
+    EXPECT_EQ(::seteuid(user), 0);
+    Bus bus = sdbus::createSessionBusConnectionWithAddress("unix:path=" + falseBusFolder +
+                                                           "/system_bus_socket");
+    EXPECT_EQ(::seteuid(0), 0);
+    bus->requestName(helperName);
+    return bus;
+}
+
+} // namespace
+
+TEST(BusAttack, NobodyButRootMayOwnTheName)
+{
+    const std::string request = "dbus-send --system --print-reply --dest=org.freedesktop.DBus / "
+                                "org.freedesktop.DBus.RequestName string:" +
+                                helperName + " uint32:4";
+
+    EXPECT_NE(outputOf("setpriv --reuid=65534 --clear-groups " + request).find("AccessDenied"),
+              std::string::npos);
+    EXPECT_NE(outputOf(request).find("uint32 1"), std::string::npos);
+}
+
+TEST(BusAttack, AClientTakesOutputFromTheHelperAlone)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = sdbus::createSystemBusConnection();
+
+    // From root, whom the bus lets through.
+    outputOf("dbus-send --system --type=method_call --dest=" + nameOf(client.pid(), *bus) +
+             " /com/veltra/agentMonitor/client1 "
+             "com.veltra.agentMonitor.AppProtocol.logWithStdOut string:forged");
+    client.tell("run a printf true");
+
+    EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
+}
+
+TEST(BusAttack, ClientsCannotBeCalledByOtherUsers)
+{
+    Client client;
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = sdbus::createSystemBusConnection();
+    const std::string name = nameOf(client.pid(), *bus);
+
+    const auto call = [&](const std::string& method) {
+        return outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --print-reply "
+                        "--dest=" +
+                        name + " /com/veltra/agentMonitor/client1 " + method);
+    };
+
+    EXPECT_NE(
+        call("com.veltra.agentMonitor.AppProtocol.logWithStdOut string:x").find("AccessDenied"),
+        std::string::npos);
+    EXPECT_NE(call("com.veltra.agentMonitor.Peer.Prove").find("AccessDenied"), std::string::npos);
+    EXPECT_NE(call("org.freedesktop.DBus.Introspectable.Introspect").find("AccessDenied"),
+              std::string::npos);
+}
+
+TEST(BusAttack, AClientAnswersNoProgramOfRootsButItsService)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = sdbus::createSystemBusConnection();
+    const std::string name = nameOf(client.pid(), *bus);
+
+    EXPECT_FALSE(isAnswered(*bus, name));
+
+    killHelper();
+    bus->requestName(helperName);
+    EXPECT_TRUE(isAnswered(*bus, name));
+}
+
+TEST(BusAttack, AClientAnswersNoServiceOfAnotherUsers)
+{
+    ClientProgram falseBus = startFalseBus();
+    ASSERT_TRUE(falseBus.line().starts_with("unix:path="));
+    Bus falseHelper = ownNameOnFalseBus(0);
+    Client client{{"unshare", "-m", "sh", "-c",
+                   "mount --bind " + falseBusFolder + " /run/dbus && exec " + trusted}};
+    client.tell("version a");
+    std::string name;
+    ASSERT_TRUE(becomesTrue([&] {
+        name = nameOf(client.pid(), *falseHelper);
+        return !name.empty();
+    }));
+    // It joins before it asks for the service.
+    ASSERT_TRUE(becomesTrue([&] { return isAnswered(*falseHelper, name); }));
+
+    falseHelper.reset();
+    falseHelper = ownNameOnFalseBus(65534);
+
+    EXPECT_FALSE(isAnswered(*falseHelper, name));
+}

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+namespace veltra {
+
+/// Where a user's own bus is, which every test finds removed.
+inline const std::string falseBusFolder = "/tmp/users";
+inline const std::string falseBusAddress = "unix:path=" + falseBusFolder + "/system_bus_socket";
+
+/// Lays out the folder for a bus on which everybody may do everything; bus.conf there is its
+/// configuration.
+inline void layOutFalseBus()
+{
+    std::filesystem::create_directory(falseBusFolder);
+    std::filesystem::permissions(falseBusFolder, std::filesystem::perms::all);
+    std::ofstream{falseBusFolder + "/bus.conf"}
+        << "<busconfig><listen>" << falseBusAddress << "</listen>"
+        << "<policy context='default'><allow user='*'/><allow own='*'/>"
+        << "<allow send_destination='*'/><allow receive_sender='*'/></policy></busconfig>";
+}
+
+} // namespace veltra

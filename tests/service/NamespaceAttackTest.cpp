@@ -1,0 +1,111 @@
+// Who is not let in from namespaces of his own, or through a bus of his own.
+#include "tests/service/FalseBus.h"
+#include "tests/service/ServiceTesting.h"
+
+using namespace veltra;
+
+namespace {
+
+const std::string trusted = programs + "service_client";
+const std::string attacker = programs + "attacker";
+
+Words inNamespaces(const std::string& which, const Words& command)
+{
+    Words whole = asNobody({"unshare", which, "-r"});
+    whole.insert(whole.end(), command.begin(), command.end());
+    return whole;
+}
+
+std::string executableOf(pid_t process)
+{
+    return std::filesystem::read_symlink("/proc/" + std::to_string(process) + "/exe");
+}
+
+Words relaying(const std::string& mode)
+{
+    layOutFalseBus();
+    return {attacker, mode, trusted, falseBusFolder};
+}
+
+// The trusted program, as it is led to the attacker's bus, calls what it takes for the helper.
+void expectTheTrustedProgramToCallTheFalseHelper(ClientProgram& program)
+{
+    ASSERT_EQ(program.lines(2), (Words{"in wait", "ready"}));
+    ASSERT_EQ(executableOf(program.pid()), trusted);
+    program.tell("connect a");
+    program.tell("version a");
+    ASSERT_EQ(program.line(), "called by the trusted program's name");
+}
+
+} // namespace
+
+TEST(NamespaceAttack, AStampForgedInAUserAndPidNamespaceIsRefused)
+{
+    Words command = asNobody({"unshare", "-U", "-r", "-p", "--fork"});
+    command.insert(command.end(), {attacker, "child-forges", trusted});
+    ClientProgram program{command};
+
+    EXPECT_EQ(program.lines(2), (Words{"ready", "refused it is in another user namespace"}));
+}
+
+TEST(NamespaceAttack, TheLinkToTheExecutableCannotBeForged)
+{
+    ClientProgram program{asNobody({attacker, "forges-link", trusted})};
+
+    EXPECT_EQ(program.line(), "cannot forge the link: Operation not permitted");
+}
+
+TEST(NamespaceAttack, ALinkToTheExecutableForgedInAUserNamespaceIsRefused)
+{
+    ClientProgram program{inNamespaces("-U", {attacker, "forges-link", trusted})};
+
+    ASSERT_EQ(program.line(), "runs " + trusted);
+    EXPECT_EQ(executableOf(program.pid()), trusted);
+    EXPECT_EQ(program.line(), "refused it is in another user namespace");
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(NamespaceAttack, ARelayFromAUserAndMountNamespaceIsRefused)
+{
+    ClientProgram program{inNamespaces("-Um", relaying("relays-from-mount"))};
+
+    expectTheTrustedProgramToCallTheFalseHelper(program);
+    EXPECT_EQ(program.line(), "refused it is in another user namespace");
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(NamespaceAttack, ARelayFromAMountNamespaceIsRefused)
+{
+    Words command{"unshare", "-m"};
+    const Words relay = relaying("relays-from-mount");
+    command.insert(command.end(), relay.begin(), relay.end());
+    ClientProgram program{command};
+
+    expectTheTrustedProgramToCallTheFalseHelper(program);
+    EXPECT_EQ(program.line(), "refused it is in another mount namespace");
+    EXPECT_EQ(helperLog(), "");
+}
+
+TEST(NamespaceAttack, ARelayThroughABusThatTheEnvironmentNamesReachesNoTrustedProgram)
+{
+    Words command = asNobody({"env", "DBUS_SYSTEM_BUS_ADDRESS=" + falseBusAddress,
+                              "DBUS_SESSION_BUS_ADDRESS=" + falseBusAddress});
+    const Words relay = relaying("relays");
+    command.insert(command.end(), relay.begin(), relay.end());
+    ClientProgram program{command};
+    ASSERT_EQ(program.lines(2), (Words{"in wait", "ready"}));
+
+    program.tell("connect a");
+    program.tell("version a");
+    EXPECT_EQ(program.line(), "a version 1.0.0");
+
+    // Another program, which goes where it is led and gets the name there, sets the relay going.
+    outputOf("setpriv --reuid=65534 --regid=65534 --clear-groups env DBUS_SYSTEM_BUS_ADDRESS=" +
+             falseBusAddress + " dbus-send --system --type=method_call --dest=" + helperName +
+             " /com/veltra/agentMonitor/helper com.veltra.agentMonitor.Connections.Open "
+             "objpath:/led");
+    EXPECT_EQ(program.line(), "called by the trusted program's name");
+    EXPECT_EQ(program.line(), "relays the challenge");
+    EXPECT_EQ(program.line(), "refused it does not prove which process it is");
+    EXPECT_EQ(helperLog(), "");
+}
