@@ -12,7 +12,7 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402 (the version has to be named first)
 
-PATIENCE_SECONDS = 8
+PATIENCE_SECONDS = 60
 
 
 def eventually(read, wanted, why):

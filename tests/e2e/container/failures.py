@@ -9,7 +9,7 @@ import time
 import unittest
 
 import machine
-from monitor import Monitor, eventually
+from monitor import eventually
 from session import Session
 
 BUS = "dbus.service"
@@ -27,8 +27,7 @@ class Failures(unittest.TestCase):
 
     def setUp(self):
         self.addCleanup(machine.HOLD.unlink, missing_ok=True)
-        self.monitor = Monitor(*self.session.command(machine.PROGRAM))
-        self.addCleanup(self.monitor.end)
+        self.monitor = self.session.open(self)
         self.monitor.expect_information()
 
     def hold_command(self):
@@ -79,6 +78,13 @@ class Failures(unittest.TestCase):
         self.expect_alive()
 
     def test_outlives_an_idle_bus(self):
+        machine.kill(BUS)
+
+        self.expect_alive()
+
+    def test_outlives_the_bus_when_the_helper_is_gone_already(self):
+        machine.kill(machine.HELPER_UNIT)
+
         machine.kill(BUS)
 
         self.expect_alive()

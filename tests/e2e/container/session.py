@@ -5,8 +5,8 @@ import pathlib
 import pwd
 import subprocess
 
-from machine import run
-from monitor import eventually
+from machine import PROGRAM, expect_end_of_helper, run
+from monitor import Monitor, eventually
 
 USER = "veltra-user"
 ADMINISTRATOR = "veltra-admin"
@@ -41,6 +41,13 @@ class Session:
         variables = [f"{name}={value}" for name, value in self._environment.items()]
         become = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--init-groups"]
         return become + ["env", "-i", *variables, *words]
+
+    def open(self, test):
+        """The program's window, until the test ends. The helper ends with it, at its own pace."""
+        test.addCleanup(expect_end_of_helper)
+        monitor = Monitor(*self.command(PROGRAM))
+        test.addCleanup(monitor.end)
+        return monitor
 
     def _start(self):
         told = pathlib.Path("/home", USER, "session-environment")
