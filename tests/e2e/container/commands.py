@@ -14,7 +14,7 @@ OPTIONS = {
     "Enforce Policies": "-e",
 }
 LOG = b"".join(
-    b"2024-03-05 10:22:%02d.123 (1.2) vxsvc.Info: message %d \xc3\xa4\xff\n" % (n, n) for n in range(9)
+    b"2024-03-05 10:22:0%d.123 (1.2) vxsvc.Info: message \xc3\xa4\xff\n" % n for n in range(9)
 )
 
 

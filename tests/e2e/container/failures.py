@@ -15,7 +15,11 @@ from session import Session
 BUS = "dbus.service"
 POLKIT = "polkit.service"
 DISTURBED = "Send Events"  # the command that runs when something ends; these are the next ones:
-OTHERS = {"Collect and Send Properties": "-p", "Check for New Policies": "-c", "Enforce Policies": "-e"}
+OTHERS = {
+    "Collect and Send Properties": "-p",
+    "Check for New Policies": "-c",
+    "Enforce Policies": "-e",
+}
 KILLS = int(os.environ.get("VELTRA_TEST_KILLS", "10"))
 
 

@@ -51,10 +51,11 @@ class Session:
 
     def _start(self):
         told = pathlib.Path("/home", USER, "session-environment")
-        script = f"{ACCESSIBILITY} env -0 >{told}.new && mv {told}.new {told} && exec sleep infinity"
-        session = ["XDG_SEAT=seat0", "XDG_SESSION_TYPE=x11", "XDG_SESSION_CLASS=user"]
-        run("systemd-run", f"--unit={UNIT}", f"--uid={USER}", "--property=PAMName=login",
-            *[f"--setenv={word}" for word in session], DISPLAY, "sh", "-c", script)
+        tell = f"{ACCESSIBILITY} env -0 >{told}.new && mv {told}.new {told}"
+        variables = ["XDG_SEAT=seat0", "XDG_SESSION_TYPE=x11", "XDG_SESSION_CLASS=user"]
+        login = [f"--uid={USER}", "--property=PAMName=login", *(f"--setenv={v}" for v in variables)]
+        run("systemd-run", f"--unit={UNIT}", *login, DISPLAY, "sh", "-c",
+            f"{tell} && exec sleep infinity")
         eventually(told.exists, bool, "the session did not start")
         return dict(word.split("=", 1) for word in told.read_text().split("\0") if word)
 
