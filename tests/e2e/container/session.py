@@ -20,7 +20,7 @@ ACCESSIBILITY = (
 
 
 class Session:
-    """The session, which is the active one. It lasts as long as the container; the tests move in."""
+    """The session, which is the active one. It lasts as long as the container."""
 
     def __init__(self):
         run("useradd", "--create-home", "--shell=/bin/bash", USER)
@@ -30,7 +30,7 @@ class Session:
         run("install", "--directory", f"--owner={USER}", self.desktop)
         self._environment = self._start()
         self.identifier = self._environment["XDG_SESSION_ID"]
-        # What runs in the session and who is asked in it are told by this alone.
+        # The tests move in: polkit goes by this alone, and lets nobody else be asked there.
         (self._control_group() / "cgroup.procs").write_text(str(os.getpid()))
         os.environ.update(self._environment)
         # Given it, Qt does not announce itself there.

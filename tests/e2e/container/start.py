@@ -53,7 +53,7 @@ class Start(unittest.TestCase):
         monitor.expect_information()
         shown = time.monotonic()
 
-        print(f"window {opened - begun:.3f} s after start, information {shown - opened:.3f} s later")
+        print(f"window {opened - begun:.3f} s after start, information {shown - opened:.3f} s on")
         self.assertEqual(agent.questions, [])
         self.assertLess(shown - opened, 1.0)
 
