@@ -82,10 +82,11 @@ void ServiceBus::connect()
 void ServiceBus::lose()
 {
     loop_->setSource(nullptr);
+    // Goes last, when nobody else has it: the matches and objects on it need it for their end.
+    const auto lost = std::exchange(connection_, {});
     const auto services = std::exchange(services_, {});
     peer_.reset();
     busDaemon_.reset();
-    const auto lost = std::exchange(connection_, {});
     for (const auto& [name, service] : services)
         for (const auto& weak : service.handlers)
             if (const auto handler = weak.lock())

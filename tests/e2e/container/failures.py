@@ -9,13 +9,17 @@ import time
 import unittest
 
 import machine
-from monitor import Monitor, eventually
+from monitor import eventually
 from session import Session
 
 BUS = "dbus.service"
 POLKIT = "polkit.service"
 DISTURBED = "Send Events"  # the command that runs when something ends; these are the next ones:
-OTHERS = {"Collect and Send Properties": "-p", "Check for New Policies": "-c", "Enforce Policies": "-e"}
+OTHERS = {
+    "Collect and Send Properties": "-p",
+    "Check for New Policies": "-c",
+    "Enforce Policies": "-e",
+}
 KILLS = int(os.environ.get("VELTRA_TEST_KILLS", "10"))
 
 
@@ -27,8 +31,7 @@ class Failures(unittest.TestCase):
 
     def setUp(self):
         self.addCleanup(machine.HOLD.unlink, missing_ok=True)
-        self.monitor = Monitor(*self.session.command(machine.PROGRAM))
-        self.addCleanup(self.monitor.end)
+        self.monitor = self.session.open(self)
         self.monitor.expect_information()
 
     def hold_command(self):
@@ -79,6 +82,13 @@ class Failures(unittest.TestCase):
         self.expect_alive()
 
     def test_outlives_an_idle_bus(self):
+        machine.kill(BUS)
+
+        self.expect_alive()
+
+    def test_outlives_the_bus_when_the_helper_is_gone_already(self):
+        machine.kill(machine.HELPER_UNIT)
+
         machine.kill(BUS)
 
         self.expect_alive()

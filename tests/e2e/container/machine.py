@@ -65,6 +65,10 @@ def kill(unit):
     eventually(lambda: process_of(unit) != pid, bool, f"{unit} was not killed")
 
 
+def expect_end_of_helper():
+    eventually(lambda: process_of(HELPER_UNIT) == 0, bool, "the helper did not end")
+
+
 def is_bus_there():
     asked = subprocess.run(["busctl", "status", "org.freedesktop.systemd1"],
                            capture_output=True, check=False)

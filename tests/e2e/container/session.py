@@ -5,8 +5,8 @@ import pathlib
 import pwd
 import subprocess
 
-from machine import run
-from monitor import eventually
+from machine import PROGRAM, expect_end_of_helper, run
+from monitor import Monitor, eventually
 
 USER = "veltra-user"
 ADMINISTRATOR = "veltra-admin"
@@ -20,7 +20,7 @@ ACCESSIBILITY = (
 
 
 class Session:
-    """The session, which is the active one. It lasts as long as the container; the tests move in."""
+    """The session, which is the active one. It lasts as long as the container."""
 
     def __init__(self):
         run("useradd", "--create-home", "--shell=/bin/bash", USER)
@@ -30,7 +30,7 @@ class Session:
         run("install", "--directory", f"--owner={USER}", self.desktop)
         self._environment = self._start()
         self.identifier = self._environment["XDG_SESSION_ID"]
-        # What runs in the session and who is asked in it are told by this alone.
+        # The tests move in: polkit goes by this alone, and lets nobody else be asked there.
         (self._control_group() / "cgroup.procs").write_text(str(os.getpid()))
         os.environ.update(self._environment)
         # Given it, Qt does not announce itself there.
@@ -42,12 +42,20 @@ class Session:
         become = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--init-groups"]
         return become + ["env", "-i", *variables, *words]
 
+    def open(self, test):
+        """The program's window, until the test ends. The helper ends with it, at its own pace."""
+        test.addCleanup(expect_end_of_helper)
+        monitor = Monitor(*self.command(PROGRAM))
+        test.addCleanup(monitor.end)
+        return monitor
+
     def _start(self):
         told = pathlib.Path("/home", USER, "session-environment")
-        script = f"{ACCESSIBILITY} env -0 >{told}.new && mv {told}.new {told} && exec sleep infinity"
-        session = ["XDG_SEAT=seat0", "XDG_SESSION_TYPE=x11", "XDG_SESSION_CLASS=user"]
-        run("systemd-run", f"--unit={UNIT}", f"--uid={USER}", "--property=PAMName=login",
-            *[f"--setenv={word}" for word in session], DISPLAY, "sh", "-c", script)
+        tell = f"{ACCESSIBILITY} env -0 >{told}.new && mv {told}.new {told}"
+        variables = ["XDG_SEAT=seat0", "XDG_SESSION_TYPE=x11", "XDG_SESSION_CLASS=user"]
+        login = [f"--uid={USER}", "--property=PAMName=login", *(f"--setenv={v}" for v in variables)]
+        run("systemd-run", f"--unit={UNIT}", *login, DISPLAY, "sh", "-c",
+            f"{tell} && exec sleep infinity")
         eventually(told.exists, bool, "the session did not start")
         return dict(word.split("=", 1) for word in told.read_text().split("\0") if word)
 

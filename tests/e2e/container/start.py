@@ -5,7 +5,7 @@ import time
 import unittest
 
 import machine
-from monitor import PATIENCE_SECONDS, Monitor
+from monitor import PATIENCE_SECONDS
 from polkitagent import ScriptedAgent
 from session import ADMINISTRATOR, Session
 
@@ -26,11 +26,6 @@ class Start(unittest.TestCase):
         self.addCleanup(agent.end)
         return agent
 
-    def open(self):
-        monitor = Monitor(*self.session.command(machine.PROGRAM))
-        self.addCleanup(monitor.end)
-        return monitor
-
     def expect_installed(self):
         self.assertEqual(machine.HELPER.read_bytes(), machine.HELPER_COPY.read_bytes())
         status = machine.HELPER.stat()
@@ -38,7 +33,7 @@ class Start(unittest.TestCase):
 
     def test_asks_once_installs_and_tells_of_the_agent_soon_after_consent(self):
         agent = self.agent()
-        monitor = self.open()
+        monitor = self.session.open(self)
         monitor.expect_information()
         shown = time.monotonic()
 
@@ -53,19 +48,19 @@ class Start(unittest.TestCase):
         machine.install()
         agent = self.agent()
         begun = time.monotonic()
-        monitor = self.open()
+        monitor = self.session.open(self)
         opened = time.monotonic()
         monitor.expect_information()
         shown = time.monotonic()
 
-        print(f"window {opened - begun:.3f} s after start, information {shown - opened:.3f} s later")
+        print(f"window {opened - begun:.3f} s after start, information {shown - opened:.3f} s on")
         self.assertEqual(agent.questions, [])
         self.assertLess(shown - opened, 1.0)
 
     def test_asks_nothing_for_a_missing_right_alone(self):
         machine.run(machine.ADMIN_TOOL, "bless")
         agent = self.agent()
-        self.open().expect_information()
+        self.session.open(self).expect_information()
 
         self.assertEqual(agent.questions, [])
         self.assertTrue(machine.is_right_registered())
@@ -74,7 +69,7 @@ class Start(unittest.TestCase):
         machine.install()
         machine.put_other_helper()
         agent = self.agent()
-        self.open().expect_information()
+        self.session.open(self).expect_information()
 
         self.assertEqual(agent.questions, [BLESS])
         self.expect_installed()
@@ -83,7 +78,7 @@ class Start(unittest.TestCase):
         machine.install()
         machine.put_other_helper()
         agent = self.agent(consents=False)
-        self.open().expect_information()
+        self.session.open(self).expect_information()
 
         self.assertEqual(agent.questions, [BLESS])
         self.assertEqual(machine.HELPER.read_bytes(), machine.OTHER_HELPER.read_bytes())
