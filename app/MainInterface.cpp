@@ -112,15 +112,17 @@ void MainInterface::connectButtons()
     button_.setButton3(buttons[3]);
     button_.setButton4(buttons[4]);
     button_.setButton5(buttons[5]);
-    const std::array actions{
-        &VXStatusButton::collectAndSend,        &VXStatusButton::sendEvents,
-        &VXStatusButton::checkNewPolicies,      &VXStatusButton::enforcePolicies,
-        &VXStatusButton::saveContentsToDesktop, &VXStatusButton::close};
-    for (std::size_t index = 0; index < buttons.size(); ++index)
-        QObject::connect(buttons[index], &QPushButton::clicked, &button_,
-                         [this, action = actions[index], sender = buttons[index]] {
-                             (button_.*action)(sender);
-                         });
+    using Action = void (VXStatusButton::*)(QObject*);
+    const auto connectAction = [this](QPushButton* button, Action action) {
+        QObject::connect(button, &QPushButton::clicked, &button_,
+                         [this, button, action] { (button_.*action)(button); });
+    };
+    connectAction(buttons[0], &VXStatusButton::collectAndSend);
+    connectAction(buttons[1], &VXStatusButton::sendEvents);
+    connectAction(buttons[2], &VXStatusButton::checkNewPolicies);
+    connectAction(buttons[3], &VXStatusButton::enforcePolicies);
+    connectAction(buttons[4], &VXStatusButton::saveContentsToDesktop);
+    connectAction(buttons[5], &VXStatusButton::close);
 }
 
 void MainInterface::connectWindow()

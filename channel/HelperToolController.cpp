@@ -104,7 +104,7 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
     if (auto current = currentHelperConnection())
         return current;
 
-    const auto connection = surroundings_.connect();
+    auto connection = surroundings_.connect();
     connection->setExportedObject(std::make_shared<Output>(self_, connection));
     connection->setInvalidationHandler([self = self_.lock(), weak = std::weak_ptr{connection}] {
         if (const auto ended = weak.lock())

@@ -42,7 +42,6 @@ class Start(unittest.TestCase):
         self.assertEqual(agent.asked, [[machine.user_id(ADMINISTRATOR)]])
         self.expect_installed()
         self.assertTrue(machine.is_right_registered())
-        self.assertLess(shown - agent.consented, 2.0)
 
     def test_asks_nothing_when_all_is_installed(self):
         machine.install()
@@ -55,7 +54,6 @@ class Start(unittest.TestCase):
 
         print(f"window {opened - begun:.3f} s after start, information {shown - opened:.3f} s on")
         self.assertEqual(agent.questions, [])
-        self.assertLess(shown - opened, 1.0)
 
     def test_asks_nothing_for_a_missing_right_alone(self):
         machine.run(machine.ADMIN_TOOL, "bless")
