@@ -114,9 +114,8 @@ std::vector<Milliseconds> onOpenConnection(int count)
 {
     Client client;
     client.timeOfCall();
-    std::vector<Milliseconds> times;
-    for (int i = 0; i < count; ++i)
-        times.push_back(client.timeOfCall());
+    std::vector<Milliseconds> times(static_cast<std::size_t>(count));
+    std::ranges::generate(times, [&] { return client.timeOfCall(); });
     return times;
 }
 
