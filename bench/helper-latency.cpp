@@ -115,7 +115,7 @@ std::vector<Milliseconds> onOpenConnection(int count)
     Client client;
     client.timeOfCall();
     std::vector<Milliseconds> times(static_cast<std::size_t>(count));
-    std::ranges::generate(times, [&client] { return client.timeOfCall(); });
+    std::ranges::generate(times, [&] { return client.timeOfCall(); });
     return times;
 }
 

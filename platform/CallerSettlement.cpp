@@ -154,10 +154,7 @@ void CallerSettlement::challenge()
 
 void CallerSettlement::takeAnswer()
 {
-    auto refusal = challenge_->objection(caller_);
-    if (!refusal)
-        refusal = process_->change();
-    settle(refusal.value_or(std::string{}));
+    settle(challenge_->objection(caller_).value_or(std::string{}));
 }
 
 void CallerSettlement::settle(const std::string& refusal)

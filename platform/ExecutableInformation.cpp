@@ -10,7 +10,6 @@
 #include <fcntl.h>
 #include <gelf.h>
 #include <libelf.h>
-#include <sys/stat.h>
 
 namespace veltra {
 
@@ -41,10 +40,10 @@ std::optional<std::string_view> section(Elf* elf)
         GElf_Shdr header{};
         if (!gelf_getshdr(part, &header) || !isNamed(elf, names, header))
             continue;
-        // A section without bytes in the file claims any size.
-        if (header.sh_type == SHT_NOBITS || header.sh_size > largestSize)
+        if (header.sh_size > largestSize)
             return std::nullopt;
         const Elf_Data* const data = elf_rawdata(part, nullptr);
+        // One that has no bytes in the file has a size all the same.
         if (!data || !data->d_buf)
             return std::nullopt;
         return std::string_view{static_cast<const char*>(data->d_buf), data->d_size};
@@ -60,16 +59,12 @@ Result<PropertyList> informationOfExecutable(const std::string& path)
     const Fd file{::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)};
     if (!file)
         return Error::last(action, path);
-    struct stat status {};
-    const auto malformed = std::make_error_code(std::errc::executable_format_error);
-    if (::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        elf_version(EV_CURRENT) == EV_NONE)
-        return Error{malformed, action, path};
-
+    elf_version(EV_CURRENT);
     // Read, not mapped: a file that is cut short meanwhile would end the program.
     const ElfPointer elf{elf_begin(file.get(), ELF_C_READ, nullptr)};
     const auto bytes = elf ? section(elf.get()) : std::nullopt;
-    return bytes ? PropertyList::parse(*bytes) : Error{malformed, action, path};
+    return bytes ? PropertyList::parse(*bytes)
+                 : Error{std::make_error_code(std::errc::executable_format_error), action, path};
 }
 
 } // namespace veltra

@@ -184,8 +184,6 @@ void ServiceListener::settled(const std::string& client, const CallerSettlement:
             accept(client, std::move(waiting));
         else
             waiting.result.returnError(refusedBecause(refusal));
-    if (!process)
-        clients_.erase(client);
 }
 
 void ServiceListener::accept(const std::string& client, Waiting waiting)
