@@ -110,8 +110,8 @@ TEST(Pkexec, IsNotAskedForAnAdministratorByWhoAddsARightAtTheMachine)
     const auto actions = monitorActions();
     const std::string prefix = "com.veltra.agentMonitor.admin.";
 
-    EXPECT_EQ(actions.at(prefix + "add-right").get<6>(), authAdmin);
-    EXPECT_EQ(actions.at(prefix + "add-right").get<7>(), authAdmin);
+    EXPECT_EQ(actions.at(prefix + "add-right").get<6>(), authAdminKeep);
+    EXPECT_EQ(actions.at(prefix + "add-right").get<7>(), authAdminKeep);
     EXPECT_EQ(actions.at(prefix + "add-right").get<8>(), allowed);
     for (const std::string& action : {prefix + "change-right", prefix + "remove",
                                       std::string{"com.apple.ServiceManagement.blesshelper"}}) {

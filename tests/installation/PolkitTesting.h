@@ -15,7 +15,6 @@ using PolkitAction =
     sdbus::Struct<std::string, std::string, std::string, std::string, std::string, std::string,
                   std::uint32_t, std::uint32_t, std::uint32_t, std::map<std::string, std::string>>;
 
-inline constexpr std::uint32_t authAdmin = 2;
 inline constexpr std::uint32_t authAdminKeep = 4;
 inline constexpr std::uint32_t allowed = 5;
 

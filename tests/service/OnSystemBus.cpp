@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include <linux/close_range.h>
 #include <unistd.h>
 
 namespace veltra {
@@ -40,6 +41,8 @@ int runTestsOnSystemBus(int count, char** arguments,
     if (!testing::GTEST_FLAG(list_tests) && !std::filesystem::exists(mark))
         runInside(all.data());
 
+    // What started us may have left descriptors open, which are no business of what we start.
+    ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     testing::UnitTest::GetInstance()->listeners().Append(listener.release());
     return RUN_ALL_TESTS();
 }
