@@ -2,9 +2,7 @@
 
 #include "channel/protocol/HelperConstants.h"
 #include "platform/AgentInstallation.h"
-#include "platform/PolkitAuthorization.h"
 #include "platform/SystemLog.h"
-#include "platform/SystemServiceManagement.h"
 #include "watch/VXStatusQueue.h"
 
 #include <QDir>
@@ -27,47 +25,29 @@ VXStatusMainSurroundings mainSurroundings()
             .fileWatcher = &VXStatusQueue::sharedFileWatcher};
 }
 
-QString helperCopy()
-{
-    const auto bundle = Bundle::mainBundle();
-    return bundle ? bundle->path() + QStringLiteral("/Contents/Library/LaunchServices/") +
-                        QString::fromUtf8(HelperConstants::machServiceName)
-                  : QString{};
-}
-
-std::shared_ptr<HelperToolController> makeHelperController()
-{
-    return HelperToolController::init(
-        {.notifications = NotificationCenter::defaultCenter(),
-         .authorization = systemAuthorization(),
-         .serviceManagement = systemServiceManagement(),
-         .connect = [] { return makeSystemHelperConnection(HelperConstants::machServiceName); },
-         .helperCopy = helperCopy()});
-}
-
 void endProcess()
 {
     SystemLog::shared().drain();
     std::_Exit(EXIT_SUCCESS);
 }
 
-VXStatusTableSurroundings tableSurroundings()
+VXStatusTableSurroundings tableSurroundings(HelperControllers& helperControllers)
 {
     return {
         .notifications = NotificationCenter::defaultCenter(),
         .resources = resources(),
         .mainBundle = Bundle::mainBundle(),
         .initalFilePath = [] { return VXStatusMainVC::sharedVXStatusMainVC().initalFilePath(); },
-        .helperController = makeHelperController,
+        .helperController = [&helperControllers] { return helperControllers.make(); },
         .helperTool = QStringLiteral("/Library/PrivilegedHelperTools/") +
                       QString::fromUtf8(HelperConstants::machServiceName),
         .endProcess = endProcess};
 }
 
-VXStatusButtonSurroundings buttonSurroundings()
+VXStatusButtonSurroundings buttonSurroundings(HelperControllers& helperControllers)
 {
     return {.resources = resources(),
-            .helperController = makeHelperController,
+            .helperController = [&helperControllers] { return helperControllers.make(); },
             .logFolder = QString::fromStdString(AgentInstallation{}.logFolder),
             .homeDirectory = QDir::homePath()};
 }
@@ -76,7 +56,8 @@ VXStatusButtonSurroundings buttonSurroundings()
 
 MainInterface::MainInterface()
     : window_{NotificationCenter::defaultCenter()}, mainVC_{mainSurroundings()},
-      tableVC_{tableSurroundings()}, button_{buttonSurroundings()}, monitorWC_{resources()}
+      tableVC_{tableSurroundings(helperControllers_)},
+      button_{buttonSurroundings(helperControllers_)}, monitorWC_{resources()}
 {
     VXStatusQueue::setLogPathReceiver(
         []() -> LogPathReceiver& { return VXStatusMainVC::sharedVXStatusMainVC(); });

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "app/HelperControllers.h"
 #include "app/MainWindow.h"
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMainVC.h"
@@ -32,6 +33,7 @@ class MainInterface {
     };
 
     WatcherThread watcherThread_;
+    HelperControllers helperControllers_;
     MainWindow window_;
     VXStatusMainVC mainVC_;
     VXStatusTableVC tableVC_;

@@ -63,6 +63,12 @@ void FakeHelperConnection::take(Call call)
         onCall_(*this, Call{calls_.back()});
 }
 
+void FakeHelperConnection::letGo()
+{
+    const auto calls = std::exchange(calls_, {});
+    const auto onEnd = std::exchange(onEnd_, {});
+}
+
 void FakeHelperConnection::end()
 {
     if (std::exchange(isEnded_, true))

@@ -36,6 +36,9 @@ class FakeHelperConnection : public HelperConnection,
         onCall_ = std::move(onCall);
     }
     void take(Call call);
+
+    /// Lets go of all that it was given, without calling any of it.
+    void letGo();
     [[nodiscard]] AppProtocol& app() { return *app_; }
     [[nodiscard]] bool isResumed() const { return isResumed_; }
     [[nodiscard]] bool isEnded() const { return isEnded_; }

@@ -127,6 +127,18 @@ void HelperToolController::forgetConnection(const std::shared_ptr<HelperConnecti
         exchange_.connection.reset();
 }
 
+void HelperToolController::disconnectHelper()
+{
+    // The controller may go with the connection.
+    std::shared_ptr<HelperToolController> self = self_.lock();
+    std::shared_ptr<HelperConnection> connection;
+    {
+        const std::lock_guard lock{mutex_};
+        connection.swap(exchange_.connection);
+    }
+    connection.reset();
+}
+
 void HelperToolController::helperStatusWithCompletion(const Status& completion)
 {
     const auto version = versionOfCopy();

@@ -67,6 +67,10 @@ class HelperToolController : public QObject {
     /// output; commandEnded() follows.
     Q_INVOKABLE void runCommand(const QString& option);
 
+    /// Lets go of the connection, which then holds the controller no more. For the end of the
+    /// program.
+    void disconnectHelper();
+
     /// Output of a command, as the helper sends it. On any thread.
     Q_INVOKABLE void logWithStdOut(const QString& text);
     Q_INVOKABLE void logWithStdErr(const QString& text);

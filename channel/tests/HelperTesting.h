@@ -19,6 +19,15 @@ class FakeHelperSurroundings {
         authorization.gained().insert(kSMRightBlessPrivilegedHelper);
     }
 
+    /// The controllers that nothing but their connections holds go, too.
+    ~FakeHelperSurroundings()
+    {
+        for (const auto& connection : connections)
+            connection->letGo();
+    }
+    FakeHelperSurroundings(const FakeHelperSurroundings&) = delete;
+    FakeHelperSurroundings& operator=(const FakeHelperSurroundings&) = delete;
+
     [[nodiscard]] std::shared_ptr<HelperToolController> makeController()
     {
         return HelperToolController::init(surroundings());

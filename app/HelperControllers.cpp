@@ -1,0 +1,42 @@
+#include "app/HelperControllers.h"
+
+#include "channel/protocol/HelperConstants.h"
+#include "platform/Bundle.h"
+#include "platform/PolkitAuthorization.h"
+#include "platform/SystemServiceManagement.h"
+
+namespace veltra {
+
+namespace {
+
+QString helperCopy()
+{
+    const auto bundle = Bundle::mainBundle();
+    return bundle ? bundle->path() + QStringLiteral("/Contents/Library/LaunchServices/") +
+                        QString::fromUtf8(HelperConstants::machServiceName)
+                  : QString{};
+}
+
+} // namespace
+
+HelperControllers::~HelperControllers()
+{
+    for (const auto& weak : made_)
+        if (const auto controller = weak.lock())
+            controller->disconnectHelper();
+}
+
+std::shared_ptr<HelperToolController> HelperControllers::make()
+{
+    auto controller = HelperToolController::init(
+        {.notifications = NotificationCenter::defaultCenter(),
+         .authorization = systemAuthorization(),
+         .serviceManagement = systemServiceManagement(),
+         .connect = [] { return makeSystemHelperConnection(HelperConstants::machServiceName); },
+         .helperCopy = helperCopy()});
+    std::erase_if(made_, [](const auto& weak) { return weak.expired(); });
+    made_.emplace_back(controller);
+    return controller;
+}
+
+} // namespace veltra
