@@ -129,14 +129,11 @@ void HelperToolController::forgetConnection(const std::shared_ptr<HelperConnecti
 
 void HelperToolController::disconnectHelper()
 {
-    // The controller may go with the connection.
-    std::shared_ptr<HelperToolController> self = self_.lock();
+    // The controller may go with the connection, which therefore goes before it and unlocked.
+    const auto self = self_.lock();
     std::shared_ptr<HelperConnection> connection;
-    {
-        const std::lock_guard lock{mutex_};
-        connection.swap(exchange_.connection);
-    }
-    connection.reset();
+    const std::lock_guard lock{mutex_};
+    connection.swap(exchange_.connection);
 }
 
 void HelperToolController::helperStatusWithCompletion(const Status& completion)

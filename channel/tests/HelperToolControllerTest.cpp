@@ -415,6 +415,19 @@ TEST_F(HelperToolControllerTest, IsHeldByItsConnectionUntilThatEnds)
     EXPECT_TRUE(weak.expired());
 }
 
+TEST_F(HelperToolControllerTest, IsNotHeldByAConnectionThatItLetGoOf)
+{
+    const std::weak_ptr<HelperToolController> weak = controller;
+    controller->runCommand(u"-p"_qs);
+    surroundings.connections.clear();
+    controller.reset();
+    ASSERT_FALSE(weak.expired());
+
+    weak.lock()->disconnectHelper();
+
+    EXPECT_TRUE(weak.expired());
+}
+
 TEST_F(HelperToolControllerTest, GoesOnItsOwnThread)
 {
     QThread* goneOn = nullptr;

@@ -6,7 +6,6 @@ import shutil
 import signal
 import subprocess
 import sys
-import time
 import unittest
 
 from monitor import Monitor, eventually
@@ -18,7 +17,8 @@ HELPER = "/Library/PrivilegedHelperTools/com.veltra.agentMonitor.helper"
 TOOL = "/Library/Veltra/agent/bin/trolex"
 LOGS = "/var/Veltra/agent/logs"
 CALLS = "/var/Veltra/calls"
-RUNNING = "A command is running"
+VERSION = "5.7.1"
+SERVER = "10.0.0.5"
 COMMANDS = {
     "Collect and Send Properties": "-p",
     "Send Events": "-f",
@@ -88,38 +88,16 @@ class Helper(unittest.TestCase):
         except FileNotFoundError:
             return []
 
-    def expect_information(self, monitor):
-        eventually(
-            lambda: (
-                monitor.label("versionlabel").get_name(),
-                monitor.label("zelServerIpLabel").get_name(),
-            ),
-            lambda seen: seen == ("Veltra Agent version 5.7.1", "Management server: 10.0.0.5"),
-            "the agent's information",
-        )
-
-    def press(self, monitor, name):
-        self.assertTrue(monitor.button(name).get_action_iface().do_action(0))
-        # It is pressed for a tenth of a second before it is clicked.
-        time.sleep(0.25)
-
-    def expect_state(self, monitor, name, description):
-        eventually(
-            lambda: monitor.button(name).get_description(),
-            lambda seen: seen == description,
-            f"{name} is to say {description!r}",
-        )
-
     def test_installs_the_helper_at_the_first_start_and_not_at_the_second(self):
         if os.path.exists(HELPER):
             os.remove(HELPER)
         monitor = self.open()
-        self.expect_information(monitor)
+        monitor.expect_information(VERSION, SERVER)
         installed = os.stat(HELPER)
         self.assertEqual((installed.st_uid, installed.st_mode & 0o7777), (0, 0o755))
         monitor.end()
 
-        self.expect_information(self.open())
+        self.open().expect_information(VERSION, SERVER)
 
         self.assertEqual(os.stat(HELPER).st_ino, installed.st_ino)
 
@@ -129,7 +107,7 @@ class Helper(unittest.TestCase):
         shutil.copy("/bin/false", f"{HELPER}.new")
         os.rename(f"{HELPER}.new", HELPER)
 
-        self.expect_information(self.open())
+        self.open().expect_information(VERSION, SERVER)
 
         with open(HELPER, "rb") as installed, open(COPY, "rb") as copy:
             self.assertEqual(installed.read(), copy.read())
@@ -150,36 +128,36 @@ class Helper(unittest.TestCase):
 
     def test_sends_the_command_of_each_button(self):
         monitor = self.open()
-        self.expect_information(monitor)
+        monitor.expect_information(VERSION, SERVER)
         with open("/var/Veltra/go", "w", encoding="utf-8"):
             pass
 
         for name, option in COMMANDS.items():
-            self.press(monitor, name)
+            monitor.press(name)
             eventually(self.calls, lambda calls, o=option: calls[-1:] == [o], f"{name} was sent")
-            self.expect_state(monitor, name, "")
+            monitor.expect_ended(name)
 
         self.assertEqual(self.calls(), ["-i", "-p", "-f", "-c", "-e"])
 
     def test_sends_two_commands_for_two_quick_clicks_and_shows_that_they_run(self):
         monitor = self.open()
-        self.expect_information(monitor)
+        monitor.expect_information(VERSION, SERVER)
 
-        self.press(monitor, "Enforce Policies")
-        self.press(monitor, "Enforce Policies")
+        for sent in (["-i", "-e"], ["-i", "-e", "-e"]):
+            monitor.press("Enforce Policies")
+            eventually(self.calls, lambda calls, s=sent: calls == s, "each click is sent")
 
-        eventually(self.calls, lambda calls: calls == ["-i", "-e", "-e"], "both are sent")
-        self.expect_state(monitor, "Enforce Policies", RUNNING)
-        self.expect_state(monitor, "Send Events", "")
+        monitor.expect_running("Enforce Policies")
+        self.assertFalse(monitor.is_running("Send Events"))
         with open("/var/Veltra/go", "w", encoding="utf-8"):
             pass
-        self.expect_state(monitor, "Enforce Policies", "")
+        monitor.expect_ended("Enforce Policies")
 
     def test_saves_the_log_to_the_desktop(self):
         monitor = self.open()
         copy = f"{os.environ['HOME']}/Desktop/Agent_Monitor.log"
 
-        self.press(monitor, "Save Log to Desktop")
+        monitor.press("Save Log to Desktop")
 
         eventually(lambda: os.path.exists(copy), bool, "the copy is there")
         with open(copy, "rb") as saved, open(f"{LOGS}/vxsvc_1.log", "rb") as log:
@@ -187,31 +165,32 @@ class Helper(unittest.TestCase):
 
     def test_lives_on_when_the_helper_is_killed_in_the_middle_of_a_command(self):
         monitor = self.open()
-        self.expect_information(monitor)
-        self.press(monitor, "Enforce Policies")
+        monitor.expect_information(VERSION, SERVER)
+        monitor.press("Enforce Policies")
         eventually(self.calls, lambda calls: "-e" in calls, "the command runs")
 
         os.kill(processes(HELPER)[0], signal.SIGKILL)
 
-        self.expect_state(monitor, "Enforce Policies", "")
-        self.press(monitor, "Send Events")
+        monitor.expect_ended("Enforce Policies")
+        monitor.press("Send Events")
         eventually(self.calls, lambda calls: calls[-1] == "-f", "the next command")
-        self.expect_state(monitor, "Send Events", "")
+        monitor.expect_ended("Send Events")
 
     def test_lives_on_when_the_bus_goes_and_comes_back(self):
         monitor = self.open()
-        self.expect_information(monitor)
+        monitor.expect_information(VERSION, SERVER)
         bus = next(p for p in processes("/usr/bin/dbus-daemon") if "system-bus.conf" in command(p))
         start = command(bus).split()
 
         os.kill(bus, signal.SIGKILL)
-        self.press(monitor, "Send Events")
-        self.expect_state(monitor, "Send Events", "")
+        monitor.press("Send Events")
+        monitor.expect_logged("there is no bus")
+        monitor.expect_ended("Send Events")
         os.remove("/run/dbus/system_bus_socket")
         subprocess.Popen(start, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         eventually(lambda: os.path.exists("/run/dbus/system_bus_socket"), bool, "the bus is back")
 
-        self.press(monitor, "Check for New Policies")
+        monitor.press("Check for New Policies")
         eventually(self.calls, lambda calls: calls[-1] == "-c", "the next command")
         self.assertIsNone(monitor.process.poll())
 
