@@ -69,7 +69,7 @@ function(veltra_program name)
 endfunction()
 
 # Whose precompiled header all test programs share.
-file(WRITE "${CMAKE_BINARY_DIR}/Precompiled.cpp" "")
+file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/Precompiled.cpp" CONTENT "")
 add_library(veltra_test_precompiled OBJECT "${CMAKE_BINARY_DIR}/Precompiled.cpp")
 target_compile_options(veltra_test_precompiled PRIVATE -O0)
 target_link_libraries(veltra_test_precompiled PRIVATE veltra_warnings veltra_options GTest::gtest)

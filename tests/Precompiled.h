@@ -1,8 +1,6 @@
-// What nearly every test includes anyway, compiled once for each test program. Sources still include
-// all that they use themselves.
+// What nearly every test includes anyway, compiled once for each test program. Sources still
+// include all that they use themselves.
 #pragma once
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -19,3 +17,5 @@
 #include <string_view>
 #include <thread>
 #include <vector>
+
+#include <gtest/gtest.h>
