@@ -19,6 +19,16 @@ QString helperCopy()
 
 } // namespace
 
+HelperControllers::HelperControllers()
+    : surroundings_{std::make_shared<const HelperToolSurroundings>(HelperToolSurroundings{
+          .notifications = NotificationCenter::defaultCenter(),
+          .authorization = systemAuthorization(),
+          .serviceManagement = systemServiceManagement(),
+          .connect = [] { return makeSystemHelperConnection(HelperConstants::machServiceName); },
+          .helperCopy = helperCopy()})}
+{
+}
+
 HelperControllers::~HelperControllers()
 {
     for (const auto& weak : made_)
@@ -28,12 +38,7 @@ HelperControllers::~HelperControllers()
 
 std::shared_ptr<HelperToolController> HelperControllers::make()
 {
-    auto controller = HelperToolController::init(
-        {.notifications = NotificationCenter::defaultCenter(),
-         .authorization = systemAuthorization(),
-         .serviceManagement = systemServiceManagement(),
-         .connect = [] { return makeSystemHelperConnection(HelperConstants::machServiceName); },
-         .helperCopy = helperCopy()});
+    auto controller = HelperToolController::init(surroundings_);
     std::erase_if(made_, [](const auto& weak) { return weak.expired(); });
     made_.emplace_back(controller);
     return controller;

@@ -11,7 +11,7 @@ namespace veltra {
 /// connections; both are let go of when this goes. Main thread only.
 class HelperControllers {
   public:
-    HelperControllers() = default;
+    HelperControllers();
     HelperControllers(const HelperControllers&) = delete;
     HelperControllers& operator=(const HelperControllers&) = delete;
     ~HelperControllers();
@@ -19,6 +19,7 @@ class HelperControllers {
     [[nodiscard]] std::shared_ptr<HelperToolController> make();
 
   private:
+    HelperToolController::Surroundings surroundings_;
     std::vector<std::weak_ptr<HelperToolController>> made_;
 };
 

@@ -46,14 +46,13 @@ void VXStatusButton::enforcePolicies(QObject* /*sender*/)
 
 void VXStatusButton::run(const QString& option, const QPointer<CommandButton>& button)
 {
-    const auto controller = surroundings_.helperController();
-    if (button) {
+    if (button)
         button->commandStarted(
             surroundings_.resources.getLocalisedString(QStringLiteral("COMMAND_RUNNING")));
-        connect(controller.get(), &HelperToolController::commandEnded, button,
-                &CommandButton::commandEnded);
-    }
-    controller->runCommand(option);
+    surroundings_.helperController()->runCommand(option, [button] {
+        if (button)
+            button->commandEnded();
+    });
 }
 
 void VXStatusButton::saveContentsToDesktop(QObject* /*sender*/)

@@ -72,8 +72,8 @@ class Client {
 
     ServiceBus bus_;
     std::promise<void> ended_;
-    std::shared_ptr<ClientConnection> connection_ =
-        ClientConnection::initWithMachServiceName(HelperConstants::machServiceName, bus_);
+    std::shared_ptr<ClientConnection> connection_ = std::make_shared<ClientConnection>(
+        ClientConnection::initWithMachServiceName(HelperConstants::machServiceName, bus_));
 };
 
 void print(const char* what, std::vector<Milliseconds> times)

@@ -8,39 +8,41 @@ namespace veltra {
 
 namespace {
 
-class SystemHelperConnection : public HelperConnection {
+class SystemHelperConnection : public HelperConnection,
+                               public std::enable_shared_from_this<SystemHelperConnection> {
   public:
-    explicit SystemHelperConnection(const std::string& name)
+    explicit SystemHelperConnection(const char* name)
         : connection_{ClientConnection::initWithMachServiceName(name)}
     {
     }
 
     void setExportedObject(std::shared_ptr<AppProtocol> app) override
     {
-        connection_->setExportedObject(exportAppProtocol(std::move(app)));
+        connection_.setExportedObject(exportAppProtocol(std::move(app)));
     }
 
     void setInvalidationHandler(std::function<void()> handler) override
     {
-        connection_->setInvalidationHandler(std::move(handler));
+        connection_.setInvalidationHandler(std::move(handler));
     }
 
-    void resume() override { connection_->resume(); }
-    void invalidate() override { connection_->invalidate(); }
+    void resume() override { connection_.resume(); }
+    void invalidate() override { connection_.invalidate(); }
 
     std::shared_ptr<HelperProtocol>
     remoteObjectProxyWithErrorHandler(std::function<void()> onFailure) override
     {
-        return veltra::remoteObjectProxyWithErrorHandler(connection_, std::move(onFailure));
+        return veltra::remoteObjectProxyWithErrorHandler({shared_from_this(), &connection_},
+                                                         std::move(onFailure));
     }
 
   private:
-    std::shared_ptr<ClientConnection> connection_;
+    ClientConnection connection_;
 };
 
 } // namespace
 
-std::shared_ptr<HelperConnection> makeSystemHelperConnection(const std::string& machServiceName)
+std::shared_ptr<HelperConnection> makeSystemHelperConnection(const char* machServiceName)
 {
     return std::make_shared<SystemHelperConnection>(machServiceName);
 }

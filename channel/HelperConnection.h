@@ -34,6 +34,6 @@ class HelperConnection {
 
 /// A connection over the system bus.
 [[nodiscard]] std::shared_ptr<HelperConnection>
-makeSystemHelperConnection(const std::string& machServiceName);
+makeSystemHelperConnection(const char* machServiceName);
 
 } // namespace veltra

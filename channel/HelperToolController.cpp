@@ -23,13 +23,15 @@ void print(const char* line)
 }
 
 // QObjects go on their own thread, whichever lets go of the last.
-void destroyOnMainThread(HelperToolController* controller)
-{
-    if (MainQueue::isMainThread())
-        delete controller;
-    else
-        MainQueue::post([controller] { delete controller; });
-}
+struct DestroyOnMainThread {
+    void operator()(HelperToolController* controller) const
+    {
+        if (MainQueue::isMainThread())
+            delete controller;
+        else
+            MainQueue::post([controller] { delete controller; });
+    }
+};
 
 } // namespace
 
@@ -57,8 +59,7 @@ class HelperToolController::Output : public AppProtocol {
     std::weak_ptr<HelperConnection> connection_;
 };
 
-std::shared_ptr<HelperToolController>
-HelperToolController::init(HelperToolSurroundings surroundings)
+std::shared_ptr<HelperToolController> HelperToolController::init(Surroundings surroundings)
 {
     return adopt(
         std::unique_ptr<HelperToolController>{new HelperToolController{std::move(surroundings)}});
@@ -67,12 +68,12 @@ HelperToolController::init(HelperToolSurroundings surroundings)
 std::shared_ptr<HelperToolController>
 HelperToolController::adopt(std::unique_ptr<HelperToolController> controller)
 {
-    std::shared_ptr<HelperToolController> shared{controller.release(), destroyOnMainThread};
+    std::shared_ptr<HelperToolController> shared{controller.release(), DestroyOnMainThread{}};
     shared->self_ = shared;
     return shared;
 }
 
-HelperToolController::HelperToolController(HelperToolSurroundings surroundings)
+HelperToolController::HelperToolController(Surroundings surroundings)
     : surroundings_{std::move(surroundings)}
 {
 }
@@ -81,8 +82,7 @@ HelperToolController::~HelperToolController() = default;
 
 void HelperToolController::installHelper()
 {
-    currentHelperAuthDataKeyPath_ = QStringLiteral("currentHelperAuthData");
-    helperIsInstalledKeyPath_ = QStringLiteral("helperIsInstalled");
+    hasKeyPaths_ = true;
     try {
         helperInstall();
     } catch (const std::exception&) {
@@ -90,10 +90,20 @@ void HelperToolController::installHelper()
     }
 }
 
+QString HelperToolController::currentHelperAuthDataKeyPath() const
+{
+    return hasKeyPaths_ ? QStringLiteral("currentHelperAuthData") : QString{};
+}
+
+QString HelperToolController::helperIsInstalledKeyPath() const
+{
+    return hasKeyPaths_ ? QStringLiteral("helperIsInstalled") : QString{};
+}
+
 void HelperToolController::LaunchHelper()
 {
     try {
-        HelperAuthorization::authorizationRightsUpdateDatabase(surroundings_.authorization);
+        HelperAuthorization::authorizationRightsUpdateDatabase(surroundings_->authorization);
     } catch (const std::exception&) {
         print("unable to launch helper");
     }
@@ -104,7 +114,7 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
     if (auto current = currentHelperConnection())
         return current;
 
-    auto connection = surroundings_.connect();
+    auto connection = surroundings_->connect();
     connection->setExportedObject(std::make_shared<Output>(self_, connection));
     connection->setInvalidationHandler([self = self_.lock(), weak = std::weak_ptr{connection}] {
         if (const auto ended = weak.lock())
@@ -112,7 +122,7 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
         MainQueue::post([self, weak] { self->forgetConnection(weak.lock()); });
     });
     {
-        const std::lock_guard lock{mutex_};
+        const QMutexLocker lock{&mutex_};
         exchange_.connection = connection;
     }
     connection->resume();
@@ -122,7 +132,7 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
 // By then another connection may have taken its place.
 void HelperToolController::forgetConnection(const std::shared_ptr<HelperConnection>& ended)
 {
-    const std::lock_guard lock{mutex_};
+    const QMutexLocker lock{&mutex_};
     if (exchange_.connection == ended)
         exchange_.connection.reset();
 }
@@ -132,7 +142,7 @@ void HelperToolController::disconnectHelper()
     // The controller may go with the connection, which therefore goes before it and unlocked.
     const auto self = self_.lock();
     std::shared_ptr<HelperConnection> connection;
-    const std::lock_guard lock{mutex_};
+    const QMutexLocker lock{&mutex_};
     connection.swap(exchange_.connection);
 }
 
@@ -151,7 +161,7 @@ void HelperToolController::helperStatusWithCompletion(const Status& completion)
 
 std::optional<std::string> HelperToolController::versionOfCopy() const
 {
-    const std::string path = QFile::encodeName(surroundings_.helperCopy).toStdString();
+    const std::string path = QFile::encodeName(surroundings_->helperCopy).toStdString();
     const auto information = informationOfExecutable(path);
     return information ? information.value().text("CFBundleShortVersionString") : std::nullopt;
 }
@@ -174,11 +184,11 @@ bool HelperToolController::helperInstall()
         &rights, nullptr,
         kAuthorizationFlagInteractionAllowed | kAuthorizationFlagExtendRights |
             kAuthorizationFlagPreAuthorize,
-        surroundings_.authorization);
+        surroundings_->authorization);
     if (!authorization)
         return false;
 
-    const auto outcome = surroundings_.serviceManagement.SMJobBless(
+    const auto outcome = surroundings_->serviceManagement.SMJobBless(
         kSMDomainSystemLaunchd, HelperConstants::machServiceName, authorization);
     if (outcome.error && !outcome.isDone)
         throw std::runtime_error{outcome.error->message()};
@@ -192,27 +202,24 @@ bool HelperToolController::helperInstall()
     return true;
 }
 
-void HelperToolController::runCommand(const QString& option)
+void HelperToolController::runCommand(const QString& option, std::function<void()> ended)
 {
-    // Holds the controller until then: the connection, which may end before the command, need not.
-    const auto ended = [held =
-                            std::make_shared<std::shared_ptr<HelperToolController>>(self_.lock())] {
-        if (const auto self = std::exchange(*held, nullptr))
-            self->tellOfEndedCommand();
+    const auto tell = [ended = std::move(ended)] {
+        if (ended)
+            MainQueue::post(ended);
     };
-    const auto proxy = helper([ended](bool) { ended(); });
+    const auto proxy = helper([tell](bool) { tell(); });
     const auto data = proxy ? authorizationData() : std::nullopt;
     if (!data) {
-        ended();
+        tell();
         return;
     }
     {
-        const std::lock_guard lock{mutex_};
+        const QMutexLocker lock{&mutex_};
         exchange_.command = option;
     }
     // Output, not the exit status, is what reaches the user, a failed authorization's included.
-    proxy->runCommand(option.toStdString(), *data,
-                      [ended](std::int32_t /*exitStatus*/) { ended(); });
+    proxy->runCommand(option.toStdString(), *data, [tell](std::int32_t /*exitStatus*/) { tell(); });
 }
 
 std::optional<HelperProtocol::AuthorizationData> HelperToolController::authorizationData()
@@ -221,16 +228,12 @@ std::optional<HelperProtocol::AuthorizationData> HelperToolController::authoriza
         return HelperProtocol::AuthorizationData{currentHelperAuthData_.begin(),
                                                  currentHelperAuthData_.end()};
     try {
-        return HelperAuthorization::emptyAuthorizationExternalFormData(surroundings_.authorization);
+        return HelperAuthorization::emptyAuthorizationExternalFormData(
+            surroundings_->authorization);
     } catch (const std::exception&) {
         print("Command execution failed");
         return std::nullopt;
     }
-}
-
-void HelperToolController::tellOfEndedCommand()
-{
-    MainQueue::post([self = self_.lock()] { Q_EMIT self->commandEnded(); });
 }
 
 // What an earlier connection still had to say is not of the helper that runs now.
@@ -257,29 +260,29 @@ void HelperToolController::take(const QString& text)
         return;
     bool isInformation = false;
     {
-        const std::lock_guard lock{mutex_};
+        const QMutexLocker lock{&mutex_};
         exchange_.commandOutPut = text;
         isInformation = exchange_.command == QStringLiteral("-i");
     }
     if (isInformation)
-        surroundings_.notifications.postNotificationName(QStringLiteral("commandUpdate"));
+        surroundings_->notifications.postNotificationName(QStringLiteral("commandUpdate"));
 }
 
 QString HelperToolController::getCommandOutPut() const
 {
-    const std::lock_guard lock{mutex_};
+    const QMutexLocker lock{&mutex_};
     return exchange_.commandOutPut;
 }
 
 QString HelperToolController::command() const
 {
-    const std::lock_guard lock{mutex_};
+    const QMutexLocker lock{&mutex_};
     return exchange_.command;
 }
 
 std::shared_ptr<HelperConnection> HelperToolController::currentHelperConnection() const
 {
-    const std::lock_guard lock{mutex_};
+    const QMutexLocker lock{&mutex_};
     return exchange_.connection;
 }
 

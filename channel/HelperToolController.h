@@ -6,18 +6,18 @@
 #include "platform/ServiceManagement.h"
 
 #include <QByteArray>
+#include <QMutex>
 #include <QObject>
 #include <QString>
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 
 namespace veltra {
 
-/// What a controller of the helper is given instead of looking it up itself. All of it must outlive
-/// the controller.
+/// What controllers of the helper are given instead of looking it up themselves. All of it must
+/// outlive them.
 struct HelperToolSurroundings {
     NotificationCenter& notifications;
     AuthorizationServices& authorization;
@@ -48,9 +48,10 @@ class HelperToolController : public QObject {
     /// Tells whether a helper of the copy's version answers.
     using Status = std::function<void(bool)>;
 
+    using Surroundings = std::shared_ptr<const HelperToolSurroundings>;
+
     /// Without a connection, and without having sent anything.
-    [[nodiscard]] static std::shared_ptr<HelperToolController>
-    init(HelperToolSurroundings surroundings);
+    [[nodiscard]] static std::shared_ptr<HelperToolController> init(Surroundings surroundings);
 
     ~HelperToolController() override;
 
@@ -64,8 +65,10 @@ class HelperToolController : public QObject {
     Q_INVOKABLE void helperStatusWithCompletion(const Status& completion);
 
     /// Has the helper run the agent's command-line tool with one option. What it prints arrives as
-    /// output; commandEnded() follows.
-    Q_INVOKABLE void runCommand(const QString& option);
+    /// output. `ended`, if there is one, is called on the main thread when the command is over: its
+    /// exit status has come, or never will.
+    Q_INVOKABLE void runCommand(const QString& option) { runCommand(option, {}); }
+    void runCommand(const QString& option, std::function<void()> ended);
 
     /// Lets go of the connection, which then holds the controller no more. For the end of the
     /// program.
@@ -88,25 +91,15 @@ class HelperToolController : public QObject {
     Q_INVOKABLE void setHelperIsInstalled(bool isInstalled) { helperIsInstalled_ = isInstalled; }
 
     /// The names of the two properties, once installHelper() was called; empty before.
-    [[nodiscard]] const QString& currentHelperAuthDataKeyPath() const
-    {
-        return currentHelperAuthDataKeyPath_;
-    }
-    [[nodiscard]] const QString& helperIsInstalledKeyPath() const
-    {
-        return helperIsInstalledKeyPath_;
-    }
+    [[nodiscard]] QString currentHelperAuthDataKeyPath() const;
+    [[nodiscard]] QString helperIsInstalledKeyPath() const;
     /// The option that was sent last. On any thread.
     [[nodiscard]] QString command() const;
     /// The connection to the helper, if there is one. On any thread.
     [[nodiscard]] std::shared_ptr<HelperConnection> currentHelperConnection() const;
 
-  Q_SIGNALS:
-    /// A command is over: its exit status has come, or never will. On the main thread.
-    void commandEnded();
-
   protected:
-    explicit HelperToolController(HelperToolSurroundings surroundings);
+    explicit HelperToolController(Surroundings surroundings);
 
     /// For what is made as a subclass: like init().
     [[nodiscard]] static std::shared_ptr<HelperToolController>
@@ -134,17 +127,15 @@ class HelperToolController : public QObject {
     void take(const QString& text);
     void forgetConnection(const std::shared_ptr<HelperConnection>& ended);
     std::optional<HelperProtocol::AuthorizationData> authorizationData();
-    void tellOfEndedCommand();
     [[nodiscard]] std::optional<std::string> versionOfCopy() const;
 
-    HelperToolSurroundings surroundings_;
+    Surroundings surroundings_;
     std::weak_ptr<HelperToolController> self_; // for who holds the controller
-    mutable std::mutex mutex_;
+    mutable QMutex mutex_;
     Exchange exchange_; // guarded by the mutex
 
     QByteArray currentHelperAuthData_;
-    QString currentHelperAuthDataKeyPath_;
-    QString helperIsInstalledKeyPath_;
+    bool hasKeyPaths_ = false;
     bool helperIsInstalled_ = false;
     bool helperInstalled_ = false;
 };

@@ -4,9 +4,9 @@
 #include "platform/SystemLog.h"
 
 #include <atomic>
-#include <deque>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 namespace veltra {
 
@@ -17,10 +17,13 @@ namespace {
 // Each takes an instance of the service that ended just then; more is no coincidence.
 constexpr int mostAttempts = 10;
 
-std::string newPath()
+// Guards the handlers of all connections, which are many; none is called under it.
+std::mutex handlerMutex;
+
+ServiceBus::ClientNumber newNumber()
 {
-    static std::atomic<std::uint64_t> last{0};
-    return "/com/veltra/agentMonitor/client" + std::to_string(++last);
+    static std::atomic<ServiceBus::ClientNumber> last{0};
+    return ++last;
 }
 
 // Whether the error says that the service has not seen the call.
@@ -32,19 +35,19 @@ bool isUnseen(const sdbus::Error& error)
 } // namespace
 
 /// What a connection is on the bus's thread, which is the only one to use it but for the handler.
-class ClientConnection::Link : public std::enable_shared_from_this<Link> {
+class ClientConnection::Link : public ServiceBusClient, public std::enable_shared_from_this<Link> {
   public:
-    Link(ServiceBus& bus, std::string service) : bus_{bus}, service_{std::move(service)} {}
+    Link(ServiceBus& bus, const char* service) : bus_{bus}, service_{service} {}
 
     [[nodiscard]] ServiceBus& bus() const noexcept { return bus_; }
 
     void setInvalidationHandler(std::function<void()> handler)
     {
-        const std::lock_guard lock{handlerMutex_};
+        const std::lock_guard lock{handlerMutex};
         onEnd_ = std::move(handler);
     }
 
-    void setExportedObject(Export makeObject) { makeObject_ = std::move(makeObject); }
+    void setExportedObject(Receiver takeCall) { takeCall_ = std::move(takeCall); }
 
     void resume()
     {
@@ -66,6 +69,24 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
     {
         closeAtServer();
         end();
+    }
+
+    [[nodiscard]] std::string_view service() const override { return service_; }
+
+    // Calls that the instance has not seen go to the next one.
+    void ownerChanged(const std::string& owner) override
+    {
+        if (serverName_.empty() || owner == serverName_)
+            return;
+        serverPath_.clear();
+        serverName_.clear();
+        notifyOfEnd();
+    }
+
+    void called(sdbus::Message& call) override
+    {
+        if (takeCall_ && !serverName_.empty() && call.getSender() == serverName_)
+            takeCall_(call);
     }
 
     void letGo()
@@ -110,10 +131,12 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
             return;
         }
         try {
-            place(connection);
-            root_->callMethodAsync("Open")
+            connection_ = connection;
+            bus_.add(number_, shared_from_this());
+            bus_.root(service_)
+                .callMethodAsync("Open")
                 .onInterface(connectionsInterface)
-                .withArguments(sdbus::ObjectPath{path_})
+                .withArguments(sdbus::ObjectPath{ServiceBus::pathOfClient(number_)})
                 .uponReplyInvoke([self = shared_from_this()](const sdbus::Error* error,
                                                              const sdbus::ObjectPath& server) {
                     self->takeOpened(error, server);
@@ -123,32 +146,10 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
         }
     }
 
-    // The objects of an earlier bus are of no use.
-    void place(const std::shared_ptr<sdbus::IConnection>& connection)
-    {
-        if (connection == connection_)
-            return;
-        root_.reset();
-        object_.reset();
-        connection_ = connection;
-        ownerWatch_ = bus_.watchOwner(service_, [weak = weak_from_this()](const auto& owner) {
-            if (const auto self = weak.lock())
-                self->ownerChanged(owner);
-        });
-        root_ = sdbus::createProxy(*connection_, service_, rootPath(service_));
-        if (makeObject_)
-            object_ = makeObject_(*connection_, path_,
-                                  [weak = weak_from_this()](const sdbus::Message& message) {
-                                      const auto self = weak.lock();
-                                      return self && !self->serverName_.empty() &&
-                                             message.getSender() == self->serverName_;
-                                  });
-    }
-
     void takeOpened(const sdbus::Error* error, const std::string& server)
     {
         if (!error)
-            opened(server, root_->getCurrentlyProcessedMessage()->getSender(), {});
+            opened(server, bus_.root(service_).getCurrentlyProcessedMessage()->getSender(), {});
         else if (isUnseen(*error) && ++openAttempts_ < mostAttempts)
             bus_.post([self = shared_from_this()] { self->openAgain(); });
         else
@@ -217,16 +218,6 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
         closeWhenDone();
     }
 
-    // Calls that the instance has not seen go to the next one.
-    void ownerChanged(const std::string& owner)
-    {
-        if (serverName_.empty() || owner == serverName_)
-            return;
-        serverPath_.clear();
-        serverName_.clear();
-        notifyOfEnd();
-    }
-
     void end()
     {
         notifyOfEnd();
@@ -239,7 +230,7 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
         isInvalid_ = true;
         std::function<void()> onEnd;
         {
-            const std::lock_guard lock{handlerMutex_};
+            const std::lock_guard lock{handlerMutex};
             onEnd = std::exchange(onEnd_, {});
         }
         if (onEnd)
@@ -257,7 +248,8 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
         if (serverPath_.empty())
             return;
         try {
-            root_->callMethod("Close")
+            bus_.root(service_)
+                .callMethod("Close")
                 .onInterface(connectionsInterface)
                 .withArguments(sdbus::ObjectPath{serverPath_})
                 .dontExpectReply();
@@ -270,16 +262,12 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
     }
 
     ServiceBus& bus_;
-    const std::string service_;
-    const std::string path_ = newPath();
-    std::mutex handlerMutex_;
+    const char* const service_;
+    const ServiceBus::ClientNumber number_ = newNumber();
     std::function<void()> onEnd_; // guarded by the mutex
 
-    Export makeObject_;
+    Receiver takeCall_;
     std::shared_ptr<sdbus::IConnection> connection_; // outlives what is on it
-    std::shared_ptr<void> object_;
-    std::unique_ptr<sdbus::IProxy> root_;
-    std::shared_ptr<const ServiceBus::OwnerHandler> ownerWatch_;
 
     bool isResumed_ = false;
     bool isOpening_ = false;
@@ -288,29 +276,28 @@ class ClientConnection::Link : public std::enable_shared_from_this<Link> {
     int callsUnderWay_ = 0;
     std::string serverPath_; // empty while not opened, as is:
     std::string serverName_;
-    std::deque<Queued> queue_;
+    std::vector<Queued> queue_;
 };
 
-std::shared_ptr<ClientConnection> ClientConnection::initWithMachServiceName(std::string name,
-                                                                            ServiceBus& bus)
+ClientConnection ClientConnection::initWithMachServiceName(const char* name, ServiceBus& bus)
 {
-    return std::shared_ptr<ClientConnection>{
-        new ClientConnection{std::make_shared<Link>(bus, std::move(name))}};
+    return ClientConnection{std::make_shared<Link>(bus, name)};
 }
 
 ClientConnection::~ClientConnection()
 {
+    if (!link_)
+        return;
     link_->setInvalidationHandler({});
     // The link goes on the bus's thread, whose objects it has.
     ServiceBus& bus = link_->bus();
     bus.post([link = std::move(link_)] { link->letGo(); });
 }
 
-void ClientConnection::setExportedObject(Export makeObject)
+void ClientConnection::setExportedObject(Receiver takeCall)
 {
-    link_->bus().post([link = link_, makeObject = std::move(makeObject)] {
-        link->setExportedObject(makeObject);
-    });
+    link_->bus().post(
+        [link = link_, takeCall = std::move(takeCall)] { link->setExportedObject(takeCall); });
 }
 
 void ClientConnection::setInvalidationHandler(std::function<void()> handler)

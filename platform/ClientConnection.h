@@ -35,29 +35,28 @@ class ServiceCall {
 ///
 /// It is opened by the first call, and invalidated once: by invalidate(), when the service refuses
 /// it, when the service's instance ends or when the bus goes away. Functions may be called from
-/// any thread and never wait; handlers, exported objects and answers are called on the bus's
+/// any thread and never wait; handlers, the receiver and answers are called on the bus's
 /// thread. A connection that is let go of ends, when the last answer that it owes has come,
 /// without its handler being called.
 class ClientConnection {
   public:
     class Link;
 
-    /// Puts the client's object on the bus, where the service calls it; `isAdmitted` says of a
-    /// call whether it comes from the service's present instance. Called on the bus's thread.
-    using Admission = std::function<bool(const sdbus::Message&)>;
-    using Export = std::function<std::shared_ptr<void>(
-        sdbus::IConnection& bus, const std::string& path, Admission isAdmitted)>;
+    /// Takes a call that the service's present instance made at the client's object. Called on the
+    /// bus's thread. May throw an sdbus::Error when the call is not what it should be.
+    using Receiver = std::function<void(sdbus::Message& call)>;
 
-    /// `bus` must outlive the connection's thread of calls, as the shared one does.
-    [[nodiscard]] static std::shared_ptr<ClientConnection>
-    initWithMachServiceName(std::string name, ServiceBus& bus = ServiceBus::shared());
+    /// `name` must stay, as a constant does, and `bus` must outlive the connection's thread of
+    /// calls, as the shared one does.
+    [[nodiscard]] static ClientConnection
+    initWithMachServiceName(const char* name, ServiceBus& bus = ServiceBus::shared());
 
-    ClientConnection(const ClientConnection&) = delete;
-    ClientConnection& operator=(const ClientConnection&) = delete;
+    ClientConnection(ClientConnection&&) = default;
+    ClientConnection& operator=(ClientConnection&&) = delete;
     ~ClientConnection();
 
     /// Before resume().
-    void setExportedObject(Export makeObject);
+    void setExportedObject(Receiver takeCall);
 
     /// Empty for none. A handler that is being called is not waited for.
     void setInvalidationHandler(std::function<void()> handler);

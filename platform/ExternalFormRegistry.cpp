@@ -159,14 +159,22 @@ std::optional<RegisteredProcess> processOf(const std::string& content, uid_t use
     return RegisteredProcess::find(process, startTime, user);
 }
 
-void removeFilesOfTheDead(const Place& place, const Fd& folder)
+// `isOver` says of a file's trusted content whether the file has to go.
+template <typename Condition>
+void removeFiles(const Place& place, const Fd& folder, const Condition& isOver)
 {
     const auto names = contentsOfDirectory(place.path);
     if (!names)
         return;
     for (const std::string& name : names.value())
-        if (isFileName(name) && !processOf(trustedContent(folder, name, place.user), place.user))
+        if (isFileName(name) && isOver(trustedContent(folder, name, place.user)))
             ::unlinkat(folder.get(), name.c_str(), 0);
+}
+
+void removeFilesOfTheDead(const Place& place, const Fd& folder)
+{
+    removeFiles(place, folder,
+                [&](const std::string& content) { return !processOf(content, place.user); });
 }
 
 // The file appears under its name with all that it holds.
@@ -182,12 +190,18 @@ bool writeFile(const Fd& folder, const std::string& name, const std::string& con
 
 } // namespace
 
+// A child of fork(2) finds that none of them is its own.
 ExternalFormRegistry::~ExternalFormRegistry()
 {
-    if (maker_ != ::getpid())
+    const auto startTime = processStartTime(::getpid());
+    if (!isUsed_.test() || !startTime)
         return;
-    for (const std::string& path : ownPaths_)
-        ::unlink(path.c_str());
+    for (const Place& place : placesOf(::geteuid()))
+        if (const Fd folder = openFolder(place))
+            removeFiles(place, folder,
+                        [own = contentFor(::getpid(), *startTime)](const std::string& content) {
+                            return content == own;
+                        });
 }
 
 Result<AuthorizationExternalForm> ExternalFormRegistry::add()
@@ -199,20 +213,14 @@ Result<AuthorizationExternalForm> ExternalFormRegistry::add()
 
     const std::string name = fileName(form);
     const std::string content = contentFor(::getpid(), *startTime);
-    const std::lock_guard lock{mutex_};
-    const bool isFirst = std::exchange(maker_, ::getpid()) != ::getpid();
-    if (isFirst)
-        ownPaths_.clear();
+    const bool isFirst = !isUsed_.test_and_set();
     for (const Place& place : placesOf(::geteuid())) {
         ::mkdir(place.path.c_str(), 0700);
         const Fd folder = openFolder(place);
         if (folder && isFirst)
             removeFilesOfTheDead(place, folder);
-        if (!folder || !writeFile(folder, name, content))
-            continue;
-
-        ownPaths_.push_back(place.path + "/" + name);
-        return form;
+        if (folder && writeFile(folder, name, content))
+            return form;
     }
     return Error{std::make_error_code(std::errc::permission_denied), "register an external form"};
 }

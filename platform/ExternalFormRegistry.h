@@ -4,12 +4,8 @@
 #include "platform/Error.h"
 #include "platform/RegisteredProcess.h"
 
-#include <mutex>
+#include <atomic>
 #include <optional>
-#include <string>
-#include <vector>
-
-#include <sys/types.h>
 
 namespace veltra {
 
@@ -40,9 +36,7 @@ class ExternalFormRegistry {
     find(const AuthorizationExternalForm& form);
 
   private:
-    std::mutex mutex_;
-    std::vector<std::string> ownPaths_; // guarded by the mutex, as is:
-    pid_t maker_ = 0;                   // a child of fork(2) must leave the files alone
+    std::atomic_flag isUsed_;
 };
 
 } // namespace veltra

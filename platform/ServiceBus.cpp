@@ -5,7 +5,9 @@
 #include "platform/SystemLog.h"
 
 #include <algorithm>
+#include <charconv>
 #include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include <fcntl.h>
@@ -19,6 +21,9 @@ namespace {
 
 // The bus of Debian 12 lets a connection wait for 128 answers.
 constexpr int mostCallsUnderWay = 64;
+
+// What follows is the client's number.
+constexpr std::string_view clientsPath = "/com/veltra/agentMonitor/client/";
 
 std::shared_ptr<PollLoop> makeLoop()
 {
@@ -76,6 +81,10 @@ void ServiceBus::connect()
         })
         .withNoReply();
     peer_->finishRegistration();
+    // An object for each client would cost each of them a kilobyte.
+    calls_ = bus.addMatch("type='method_call',path_namespace='" +
+                              std::string{clientsPath.substr(0, clientsPath.size() - 1)} + "'",
+                          [this](sdbus::Message& call) { called(call); });
     loop_->setSource(connection_.get());
 }
 
@@ -85,43 +94,71 @@ void ServiceBus::lose()
     // Goes last, when nobody else has it: the matches and objects on it need it for their end.
     const auto lost = std::exchange(connection_, {});
     const auto services = std::exchange(services_, {});
+    const auto clients = std::exchange(clients_, {});
+    calls_.reset();
     peer_.reset();
     busDaemon_.reset();
     for (const auto& [name, service] : services)
-        for (const auto& weak : service.handlers)
-            if (const auto handler = weak.lock())
-                (*handler)({});
+        ownerChanged(clients, name, {});
 }
 
-std::shared_ptr<const ServiceBus::OwnerHandler> ServiceBus::watchOwner(const std::string& service,
-                                                                       OwnerHandler handler)
+std::string ServiceBus::pathOfClient(ClientNumber number)
 {
-    const auto [known, isNew] = services_.try_emplace(service);
-    if (isNew)
-        known->second.ownerChanges = connection_->bus()->addMatch(
-            std::string{"type='signal',sender='"} + busName + "',interface='" + busName +
-                "',member='NameOwnerChanged',arg0='" + service + "'",
-            [this](sdbus::Message& message) {
-                std::string name;
-                std::string previous;
-                std::string owner;
-                message >> name >> previous >> owner;
-                ownerChanged(name, owner);
-            });
-    auto& handlers = known->second.handlers;
-    std::erase_if(handlers, [](const auto& weak) { return weak.expired(); });
-    auto shared = std::make_shared<const OwnerHandler>(std::move(handler));
-    handlers.emplace_back(shared);
-    return shared;
+    return std::string{clientsPath} + std::to_string(number);
 }
 
-// Handlers may watch anew, or no more.
-void ServiceBus::ownerChanged(const std::string& service, const std::string& owner)
+void ServiceBus::add(ClientNumber number, const std::shared_ptr<ServiceBusClient>& client)
 {
-    const auto handlers = services_[service].handlers;
-    for (const auto& weak : handlers)
-        if (const auto handler = weak.lock())
-            (*handler)(owner);
+    const std::string service{client->service()};
+    if (!services_.contains(service))
+        services_.emplace(service, makeService(service));
+    std::erase_if(clients_, [number](const auto& entry) {
+        return entry.first == number || entry.second.expired();
+    });
+    clients_.emplace_back(number, client);
+}
+
+ServiceBus::Service ServiceBus::makeService(const std::string& name)
+{
+    sdbus::IConnection& bus = *connection_->bus();
+    const auto takeChange = [this](sdbus::Message& message) {
+        std::string changed;
+        std::string previous;
+        std::string owner;
+        message >> changed >> previous >> owner;
+        // A copy, as clients may be added meanwhile.
+        ownerChanged(Clients{clients_}, changed, owner);
+    };
+    return {.ownerChanges =
+                bus.addMatch(std::string{"type='signal',sender='"} + busName + "',interface='" +
+                                 busName + "',member='NameOwnerChanged',arg0='" + name + "'",
+                             takeChange),
+            .root = sdbus::createProxy(bus, name, rootPath(name))};
+}
+
+sdbus::IProxy& ServiceBus::root(const std::string& service)
+{
+    return *services_.at(service).root;
+}
+
+void ServiceBus::ownerChanged(const Clients& clients, const std::string& service,
+                              const std::string& owner)
+{
+    for (const auto& [number, weak] : clients)
+        if (const auto client = weak.lock(); client && client->service() == service)
+            client->ownerChanged(owner);
+}
+
+void ServiceBus::called(sdbus::Message& call) const
+{
+    const std::string path = call.getPath();
+    if (path.size() <= clientsPath.size())
+        return;
+    ClientNumber number = 0;
+    std::from_chars(path.data() + clientsPath.size(), path.data() + path.size(), number);
+    const auto known = std::ranges::find(clients_, number, &Clients::value_type::first);
+    if (const auto client = known != clients_.end() ? known->second.lock() : nullptr)
+        client->called(call);
 }
 
 void ServiceBus::whenThereIsRoom(PollLoop::Handler send)

@@ -232,7 +232,7 @@ void ServiceListener::forgetAll()
 
 std::string ServiceListener::newPath()
 {
-    return rootPath(name_) + "/connection" + std::to_string(instance_) + "_" +
+    return rootPath(name_) + "/client" + std::to_string(instance_) + "_" +
            std::to_string(++lastPath_);
 }
 

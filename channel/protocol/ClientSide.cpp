@@ -1,6 +1,6 @@
 #include "channel/protocol/ClientSide.h"
 
-#include "channel/protocol/AppProtocol-adaptor.h"
+#include "channel/protocol/AppProtocol-proxy.h"
 #include "channel/protocol/HelperProtocol-proxy.h"
 
 #include <utility>
@@ -9,39 +9,8 @@ namespace veltra {
 
 namespace {
 
-using com::veltra::agentMonitor::AppProtocol_adaptor;
+using com::veltra::agentMonitor::AppProtocol_proxy;
 using com::veltra::agentMonitor::HelperProtocol_proxy;
-
-class AppProtocolObject : public sdbus::AdaptorInterfaces<AppProtocol_adaptor> {
-  public:
-    AppProtocolObject(sdbus::IConnection& bus, std::string path, std::shared_ptr<AppProtocol> app,
-                      ClientConnection::Admission isAdmitted)
-        : AdaptorInterfaces{bus, std::move(path)}, app_{std::move(app)}, isAdmitted_{
-                                                                             std::move(isAdmitted)}
-    {
-        registerAdaptor();
-    }
-
-    AppProtocolObject(const AppProtocolObject&) = delete;
-    AppProtocolObject& operator=(const AppProtocolObject&) = delete;
-    virtual ~AppProtocolObject() { unregisterAdaptor(); }
-
-  private:
-    void logWithStdOut(const std::string& text) override
-    {
-        if (isAdmitted_(*getObject().getCurrentlyProcessedMessage()))
-            app_->logWithStdOut(text);
-    }
-
-    void logWithStdErr(const std::string& text) override
-    {
-        if (isAdmitted_(*getObject().getCurrentlyProcessedMessage()))
-            app_->logWithStdErr(text);
-    }
-
-    std::shared_ptr<AppProtocol> app_;
-    ClientConnection::Admission isAdmitted_;
-};
 
 /// One sending of a call, and who hears of the answer.
 class HelperCallProxy : public sdbus::ProxyInterfaces<HelperProtocol_proxy> {
@@ -168,11 +137,18 @@ class RemoteHelper : public HelperProtocol {
 
 } // namespace
 
-ClientConnection::Export exportAppProtocol(std::shared_ptr<AppProtocol> app)
+ClientConnection::Receiver exportAppProtocol(std::shared_ptr<AppProtocol> app)
 {
-    return [app = std::move(app)](sdbus::IConnection& bus, const std::string& path,
-                                  ClientConnection::Admission isAdmitted) {
-        return std::make_shared<AppProtocolObject>(bus, path, app, std::move(isAdmitted));
+    return [app = std::move(app)](sdbus::Message& call) {
+        if (call.getInterfaceName() != AppProtocol_proxy::INTERFACE_NAME)
+            return;
+        const std::string member = call.getMemberName();
+        std::string text;
+        call >> text;
+        if (member == "logWithStdOut")
+            app->logWithStdOut(text);
+        else if (member == "logWithStdErr")
+            app->logWithStdErr(text);
     };
 }
 

@@ -13,7 +13,7 @@ namespace veltra {
 
 /// What a connection is given so that the helper can call `app`, which is called on the bus's
 /// thread, and only for the helper's present instance. The connection keeps `app`.
-[[nodiscard]] ClientConnection::Export exportAppProtocol(std::shared_ptr<AppProtocol> app);
+[[nodiscard]] ClientConnection::Receiver exportAppProtocol(std::shared_ptr<AppProtocol> app);
 
 /// The helper at the other end of `connection`. Its functions may be called from any thread and
 /// never wait; completions are called on the bus's thread. When a completion will never be called,

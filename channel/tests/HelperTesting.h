@@ -33,18 +33,19 @@ class FakeHelperSurroundings {
         return HelperToolController::init(surroundings());
     }
 
-    [[nodiscard]] HelperToolSurroundings surroundings()
+    [[nodiscard]] HelperToolController::Surroundings surroundings()
     {
-        return {.notifications = notifications,
-                .authorization = authorization,
-                .serviceManagement = serviceManagement,
-                .connect =
-                    [this] {
-                        connections.push_back(std::make_shared<FakeHelperConnection>());
-                        connections.back()->setCallHandler(onCall);
-                        return connections.back();
-                    },
-                .helperCopy = helperCopy_};
+        return std::make_shared<const HelperToolSurroundings>(HelperToolSurroundings{
+            .notifications = notifications,
+            .authorization = authorization,
+            .serviceManagement = serviceManagement,
+            .connect =
+                [this] {
+                    connections.push_back(std::make_shared<FakeHelperConnection>());
+                    connections.back()->setCallHandler(onCall);
+                    return connections.back();
+                },
+            .helperCopy = helperCopy_});
     }
 
     /// The newest connection.

@@ -189,26 +189,25 @@ TEST_F(HelperToolControllerTest, DropsACommandSilentlyWhenThereIsNoExternalForm)
 TEST_F(HelperToolControllerTest, TellsOfTheEndOfEveryCommand)
 {
     int ended = 0;
-    QObject::connect(controller.get(), &HelperToolController::commandEnded, [&] { ++ended; });
+    const auto countEnd = [&] { ++ended; };
 
-    controller->runCommand(u"-c"_qs);
+    controller->runCommand(u"-c"_qs, countEnd);
     surroundings.call().exitStatus(0);
     turn();
     EXPECT_EQ(ended, 1);
-    controller->runCommand(u"-c"_qs);
+    controller->runCommand(u"-c"_qs, countEnd);
     surroundings.call().exitStatus(kAuthorizationFailedExitCode);
     turn();
     EXPECT_EQ(ended, 2);
     surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
-    EXPECT_NE(printedDuring([&] { controller->runCommand(u"-c"_qs); }), "");
+    EXPECT_NE(printedDuring([&] { controller->runCommand(u"-c"_qs, countEnd); }), "");
     EXPECT_EQ(ended, 3);
 }
 
 TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
 {
     int ended = 0;
-    QObject::connect(controller.get(), &HelperToolController::commandEnded, [&] { ++ended; });
-    controller->runCommand(u"-c"_qs);
+    controller->runCommand(u"-c"_qs, [&] { ++ended; });
 
     const std::string printed = printedDuring([&] { surroundings.connection().end(); });
 
@@ -219,8 +218,7 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
 TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnection)
 {
     int ended = 0;
-    QObject::connect(controller.get(), &HelperToolController::commandEnded, [&] { ++ended; });
-    controller->runCommand(u"-c"_qs);
+    controller->runCommand(u"-c"_qs, [&] { ++ended; });
     const std::weak_ptr<HelperToolController> weak = controller;
     auto call = surroundings.call();
     surroundings.call().onFailure = {};

@@ -285,3 +285,23 @@ TEST(HelperLife, FailsACallWhenThereIsNoBus)
 
     EXPECT_EQ(client.lines(2), (Words{"a ended", "a failed"}));
 }
+
+// What a press costs for good; a sanitizer has costs of its own.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST(HelperLife, CostsAProgramLessThanAKilobyteForEachPressOfAButton)
+{
+    std::ofstream{toolPath} << "#!/bin/sh\n";
+
+    std::istringstream cost{
+        outputOf("{ QT_QPA_PLATFORM=offscreen " + programs + "clicker 2>/dev/null; }")};
+
+    long bytes = -1;
+    long threads = -1;
+    long descriptors = -1;
+    ASSERT_TRUE(cost >> bytes >> threads >> descriptors) << cost.str();
+    EXPECT_GT(bytes, 0);
+    EXPECT_LT(bytes, 1000);
+    EXPECT_EQ(threads, 0);
+    EXPECT_EQ(descriptors, 0);
+}
+#endif

@@ -66,9 +66,15 @@ class CountedOutput : public AppProtocol {
 
 std::map<std::string, std::shared_ptr<ClientConnection>> connections;
 
+std::shared_ptr<ClientConnection> newConnection()
+{
+    return std::make_shared<ClientConnection>(
+        ClientConnection::initWithMachServiceName(HelperConstants::machServiceName));
+}
+
 void openConnection(const std::string& name, const std::string& counted)
 {
-    auto connection = ClientConnection::initWithMachServiceName(HelperConstants::machServiceName);
+    auto connection = newConnection();
     std::shared_ptr<AppProtocol> app = std::make_shared<Output>(name);
     if (counted == "counted")
         app = std::make_shared<CountedOutput>();
@@ -129,8 +135,7 @@ void cycle(const std::string& name, const std::string& count)
         std::array<std::promise<bool>, 10> answers;
         std::vector<std::shared_ptr<ClientConnection>> opened;
         for (std::promise<bool>& isAnswered : answers) {
-            opened.push_back(
-                ClientConnection::initWithMachServiceName(HelperConstants::machServiceName));
+            opened.push_back(newConnection());
             opened.back()->resume();
             remoteObjectProxyWithErrorHandler(opened.back(), [&] {
                 isAnswered.set_value(false);
