@@ -2,6 +2,7 @@
 
 #include "platform/Fd.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -28,6 +29,12 @@ class FileReader {
 
     /// The offset in bytes at which the next line starts.
     [[nodiscard]] std::uint64_t getCurrentOffset() const noexcept { return currentOffset_; }
+
+    /// How many bytes there were from that offset to the end, when the length was measured.
+    [[nodiscard]] std::uint64_t unreadLength() const noexcept
+    {
+        return totalFileLength_ - std::min(currentOffset_, totalFileLength_);
+    }
 
     /// The next line with its delimiter, valid until the next call.
     ///

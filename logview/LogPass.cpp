@@ -1,16 +1,21 @@
 #include "logview/LogPass.h"
 
 #include "logview/FileReader.h"
+#include "logview/LineReadAhead.h"
 #include "logview/LogLineScanner.h"
 #include "platform/SystemLog.h"
 
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 namespace veltra {
 
 namespace {
+
+// Below that, starting a thread takes longer than it saves.
+constexpr std::uint64_t worthAnotherThread = std::uint64_t{1} << 20;
 
 bool endsWithShownMark(std::string_view text) noexcept
 {
@@ -69,6 +74,33 @@ class LineParser {
     std::size_t ranPastEnd_ = 0;
 };
 
+// Parses all lines that `lines`, a reader, gives, and returns where it then stands.
+template <typename Reader>
+std::uint64_t parseLines(Reader& lines, LineParser& parser, const std::stop_token& stop)
+{
+    bool isFirst = true;
+    while (const auto line = lines.readLine()) {
+        SystemLog::log({"read line: ", *line});
+        if (!isFirst)
+            parser.parse(*line);
+        isFirst = false;
+        if (stop.stop_requested())
+            return lines.getCurrentOffset();
+    }
+    parser.finish();
+    return lines.getCurrentOffset();
+}
+
+// Null when no thread is to be had.
+std::unique_ptr<LineReadAhead> readAhead(FileReader& reader)
+{
+    try {
+        return std::make_unique<LineReadAhead>(reader);
+    } catch (const std::system_error&) {
+        return nullptr;
+    }
+}
+
 bool fileExists(const std::string& path)
 {
     std::error_code error;
@@ -91,17 +123,10 @@ std::uint64_t runLogPass(LogRows& rows, const std::string& path, std::uint64_t o
     }
 
     LineParser parser{rows, shown};
-    bool isFirst = true;
-    while (const auto line = reader->readLine()) {
-        SystemLog::log({"read line: ", *line});
-        if (!isFirst)
-            parser.parse(*line);
-        isFirst = false;
-        if (stop.stop_requested())
-            return reader->getCurrentOffset();
-    }
-    parser.finish();
-    return reader->getCurrentOffset();
+    if (reader->unreadLength() >= worthAnotherThread)
+        if (const auto ahead = readAhead(*reader))
+            return parseLines(*ahead, parser, stop);
+    return parseLines(*reader, parser, stop);
 }
 
 } // namespace veltra

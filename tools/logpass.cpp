@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -86,22 +87,43 @@ int fail(const Error& error)
     return 2;
 }
 
+// One file that has a length need not be copied: nothing will be appended to it.
+bool standsForItself(const std::vector<std::string>& files)
+{
+    struct stat status {};
+    return files.size() == 1 && ::access(files.front().c_str(), R_OK) == 0 &&
+           ::stat(files.front().c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           status.st_size > 0;
+}
+
+// The offset at which the next pass would start.
+Result<std::uint64_t> runPasses(LogRows& rows, const Options& options)
+{
+    if (standsForItself(options.files))
+        return runLogPass(rows, options.files.front(), 0, options.shown);
+
+    auto privateLog = PrivateLog::create();
+    if (!privateLog)
+        return privateLog.error();
+    std::uint64_t offset = 0;
+    for (const std::string& file : options.files) {
+        if (const auto appended = privateLog.value().appendFile(file); !appended)
+            return appended.error();
+        offset = runLogPass(rows, privateLog.value().path(), offset, options.shown);
+    }
+    return offset;
+}
+
 int run(const Options& options)
 {
     SystemLog log{options.logLines == LogLines::nowhere ? nullptr : makeStreamSink(STDERR_FILENO)};
     const SystemLog::Redirection redirection{log};
 
-    auto privateLog = PrivateLog::create();
-    if (!privateLog)
-        return fail(privateLog.error());
     LogRows rows;
-    std::uint64_t offset = 0;
-    for (const std::string& file : options.files) {
-        if (const auto appended = privateLog.value().appendFile(file); !appended)
-            return fail(appended.error());
-        offset = runLogPass(rows, privateLog.value().path(), offset, options.shown);
-    }
-    print(rows, options.printed, offset);
+    const auto offset = runPasses(rows, options);
+    if (!offset)
+        return fail(offset.error());
+    print(rows, options.printed, offset.value());
     return std::fflush(stdout) == 0 ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

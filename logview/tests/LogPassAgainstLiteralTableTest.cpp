@@ -178,6 +178,39 @@ void comparePasses(unsigned seed, const LogInMemory& file, RecordedLog& log, See
         ownOnes, [](const auto& message) { return message.starts_with("the error is "); }));
 }
 
+/// Passes over a log that is so large that another thread reads it.
+void compareLargeLog(const std::string& bytes)
+{
+    const LogInMemory file;
+    RecordedLog log;
+    LogRows rows;
+    LiteralLogTable literal;
+    std::uint64_t offset = 0;
+    file.write(bytes);
+
+    // What is left behind a line that is no text is for the next pass.
+    for (int passes = 0; passes < 5 && offset < bytes.size(); ++passes) {
+        literal.updatelogs(bytes, true);
+        offset = runLogPass(rows, file.path(), offset, ShownLines::all);
+        ASSERT_EQ(offset, literal.offset());
+    }
+    EXPECT_TRUE(rowsFromTheTop(rows) == literal.rows());
+    EXPECT_TRUE(log.messages() == literal.log());
+    EXPECT_GT(rows.count(), 0U);
+}
+
+TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsAndLogsTheSameMessagesForALargeLog)
+{
+    LogMaker maker{1};
+    std::string bytes;
+    while (bytes.size() < std::size_t{1'200'000})
+        bytes += maker.piece() + logLine("Info", std::string(2'000, 'm'));
+    compareLargeLog(bytes);
+
+    std::ranges::replace(bytes, '\xFF', 'x');
+    compareLargeLog(bytes);
+}
+
 TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsAndLogsTheSameMessagesForRandomLogs)
 {
     constexpr unsigned logs = 5000;
