@@ -1,44 +1,49 @@
 #include "platform/SystemLog.h"
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
-#include <span>
+#include <climits>
+#include <string>
 
 #include <poll.h>
-#include <sys/uio.h>
+#include <unistd.h>
 
 namespace veltra {
 
 namespace {
 
-iovec partOf(std::string_view bytes)
-{
-    return {.iov_base = const_cast<char*>(bytes.data()), .iov_len = bytes.size()};
-}
-
-// A line goes out in one call where the descriptor takes it whole, so that lines of programs that
-// share the stream do not mix.
 class StreamSink : public LogSink {
   public:
     explicit StreamSink(int descriptor) : descriptor_{descriptor} {}
 
     void write(std::string_view message) override
     {
-        std::string_view lineBreak = message.ends_with('\n') ? "" : "\n";
-        while (!isDeaf_ && message.size() + lineBreak.size() > 0) {
-            const std::array parts{partOf(message), partOf(lineBreak)};
-            std::size_t count = send(parts);
-            const std::size_t ofMessage = std::min(count, message.size());
-            message.remove_prefix(ofMessage);
-            lineBreak.remove_prefix(count - ofMessage);
+        const std::string_view lineBreak = message.ends_with('\n') ? "" : "\n";
+        if (kept_.size() + message.size() + lineBreak.size() > PIPE_BUF)
+            flush();
+        if (message.size() < PIPE_BUF) {
+            kept_.append(message).append(lineBreak);
+        } else {
+            send(message);
+            send(lineBreak);
         }
     }
 
-  private:
-    std::size_t send(std::span<const iovec> parts)
+    void flush() override
     {
-        const ssize_t count = ::writev(descriptor_, parts.data(), static_cast<int>(parts.size()));
+        send(kept_);
+        kept_.clear();
+    }
+
+  private:
+    void send(std::string_view bytes)
+    {
+        while (!isDeaf_ && !bytes.empty())
+            bytes.remove_prefix(sendSome(bytes));
+    }
+
+    std::size_t sendSome(std::string_view bytes)
+    {
+        const ssize_t count = ::write(descriptor_, bytes.data(), bytes.size());
         if (count > 0)
             return static_cast<std::size_t>(count);
 
@@ -56,6 +61,7 @@ class StreamSink : public LogSink {
     }
 
     int descriptor_;
+    std::string kept_;
     bool isDeaf_ = false;
 };
 

@@ -75,19 +75,21 @@ class SystemLog::Feeder {
   private:
     void deliver(std::string_view batch)
     {
-        while (!batch.empty() && !isAbandoned_) {
-            hand(SpoolQueue::next(batch));
-            lastTaken_ = Clock::now();
-        }
+        while (!batch.empty() && !isAbandoned_)
+            letSink([&] { sink_->write(SpoolQueue::next(batch)); });
+        if (!isAbandoned_)
+            letSink([&] { sink_->flush(); });
     }
 
-    void hand(std::string_view message) noexcept
+    template <typename Work>
+    void letSink(const Work& work) noexcept
     {
         try {
-            sink_->write(message);
+            work();
         } catch (...) {
             // The sink had its chance; there is no further place to tell about it.
         }
+        lastTaken_ = Clock::now();
     }
 
     bool writeOut()

@@ -9,8 +9,8 @@
 
 namespace veltra {
 
-/// Where log messages end up. write() is called on the log's own thread, one message at a time,
-/// in the order in which the messages were logged; it may block.
+/// Where log messages end up. Its functions are called on the log's own thread and may block;
+/// messages come one at a time, in the order in which they were logged.
 class LogSink {
   public:
     LogSink() = default;
@@ -20,13 +20,18 @@ class LogSink {
 
     /// Takes one message, which may hold any bytes.
     virtual void write(std::string_view message) = 0;
+
+    /// Lets out what write() kept back. Comes behind the last of the messages that wait.
+    virtual void flush() {}
 };
 
 /// The journal through sd_journal_sendv(3); null when no journal runs on this machine.
 [[nodiscard]] std::unique_ptr<LogSink> makeJournalSink();
 
 /// A stream such as standard error, which is not closed: each message as it is, ended by a line
-/// break unless it ends with one. A descriptor that fails for good makes the sink deaf.
+/// break unless it ends with one. Messages go out together, up to PIPE_BUF bytes in one call, so
+/// that lines of programs that share a pipe do not mix; see pipe(7). A descriptor that fails for
+/// good makes the sink deaf.
 [[nodiscard]] std::unique_ptr<LogSink> makeStreamSink(int descriptor);
 
 /// The program's log.

@@ -2,9 +2,11 @@
 #include "platform/SystemLog.h"
 #include "platform/tests/ForkedChild.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -58,9 +60,36 @@ TEST(StreamSink, EndsEveryMessageWithALineBreak)
     sink->write("");
     sink->write(std::string_view{"x\0y", 3});
     sink->write("two\nlines");
+    sink->flush();
     pipe.writer = Fd{};
 
     EXPECT_EQ(readToTheEnd(pipe.reader), std::string("a\nb\n\nx\0y\ntwo\nlines\n", 19));
+}
+
+// A socket that keeps the writes apart tells how they were cut.
+TEST(StreamSink, SendsWholeLinesTogetherAsFarAsAPipeTakesThemAtOnce)
+{
+    std::array<int, 2> ends{-1, -1};
+    ASSERT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
+    const Fd reader{ends[0]};
+    const Fd writer{ends[1]};
+    const std::string half(PIPE_BUF / 2 - 1, 'h');
+    const std::string large(2 * PIPE_BUF, 'l');
+    const auto sink = makeStreamSink(writer.get());
+
+    for (const std::string& message : {half, half, std::string{"a"}, std::string{"b"}, large})
+        sink->write(message);
+    sink->write("c");
+    sink->flush();
+
+    std::vector<std::string> packets;
+    std::string block(large.size() + 1, '\0');
+    for (int i = 0; i < 5; ++i) {
+        const ssize_t size = ::recv(reader.get(), block.data(), block.size(), MSG_DONTWAIT);
+        packets.push_back(block.substr(0, static_cast<std::size_t>(std::max<ssize_t>(size, 0))));
+    }
+    EXPECT_EQ(packets,
+              (std::vector<std::string>{half + "\n" + half + "\n", "a\nb\n", large, "\n", "c\n"}));
 }
 
 TEST(StreamSink, DoesNotCloseItsDescriptor)
@@ -112,8 +141,10 @@ TEST(StreamSink, StaysDeafAfterItsDescriptorFailed)
     const auto sink = makeStreamSink(failing.get());
 
     sink->write("a");
+    sink->flush();
     ASSERT_GE(::dup2(pipe.writer.get(), failing.get()), 0);
     sink->write("b");
+    sink->flush();
     pipe.writer = Fd{};
     ASSERT_GE(::dup2(STDERR_FILENO, failing.get()), 0);
 
@@ -155,7 +186,9 @@ TEST(StreamSink, GoesOnAfterAnInterruptingSignal)
 
     std::thread writer{[&] {
         id = ::gettid();
-        makeStreamSink(pipe.writer.get())->write("message");
+        const auto sink = makeStreamSink(pipe.writer.get());
+        sink->write("message");
+        sink->flush();
     }};
     ASSERT_TRUE(waitFor([&] { return id != 0 && isAsleep(id); }));
     ASSERT_EQ(::pthread_kill(writer.native_handle(), SIGUSR1), 0);
