@@ -15,6 +15,8 @@ namespace {
 
 using Length = std::uint64_t;
 
+constexpr std::chrono::milliseconds gatheringTime{1};
+
 std::string_view bytesOf(const Length& length)
 {
     return {reinterpret_cast<const char*>(&length), sizeof length};
@@ -73,7 +75,8 @@ void SpoolQueue::push(Pieces pieces)
         isWriterWaiting_ = false;
     }
     pushedBytes_ += sizeof length + length;
-    const bool mustWake = std::exchange(isReaderWaiting_, false);
+    const bool mustWake = std::exchange(isReaderWaiting_, false) ||
+                          (isEnough() && std::exchange(isReaderGathering_, false));
     lock.unlock();
 
     if (hasWaited)
@@ -123,12 +126,26 @@ bool SpoolQueue::take(std::string& batch)
         arrived_.wait(lock);
     }
     isReaderWaiting_ = false;
+    gather(lock);
     if (file_.isEmpty())
         takeFilled(batch);
     else
         takeSpooled(lock, batch);
     room_.notify_all();
     return !batch.empty();
+}
+
+void SpoolQueue::gather(Lock& lock)
+{
+    isReaderGathering_ = true;
+    arrived_.wait_for(lock, gatheringTime, [this] { return isEnough(); });
+    isReaderGathering_ = false;
+}
+
+// Whether there is a reason to wait for no more.
+bool SpoolQueue::isEnough() const
+{
+    return isClosed_ || drains_ > 0 || !file_.isEmpty() || filled_.size() > bufferSize_ / 2;
 }
 
 void SpoolQueue::takeFilled(std::string& batch)
@@ -176,11 +193,15 @@ bool SpoolQueue::drain(std::optional<Clock::time_point> deadline)
 {
     Lock lock{mutex_};
     const auto isDone = [this, target = pushedBytes_] { return doneBytes_ >= target; };
+    bool wasDone = true;
+    ++drains_;
+    arrived_.notify_one();
     if (deadline)
-        return done_.wait_until(lock, *deadline, isDone);
-
-    done_.wait(lock, isDone);
-    return true;
+        wasDone = done_.wait_until(lock, *deadline, isDone);
+    else
+        done_.wait(lock, isDone);
+    --drains_;
+    return wasDone;
 }
 
 void SpoolQueue::close()

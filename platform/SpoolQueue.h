@@ -32,7 +32,8 @@ class SpoolQueue {
     void push(Pieces pieces);
 
     /// Waits for messages and swaps them into `batch`, whose former contents count as done with.
-    /// False when the queue is closed and nothing waits. Only the reader.
+    /// Lets a millisecond's messages gather, since being woken for each would hold up their
+    /// writers. False when the queue is closed and nothing waits. Only the reader.
     [[nodiscard]] bool take(std::string& batch);
 
     /// Takes the first message off the front of what is left of a batch.
@@ -48,6 +49,8 @@ class SpoolQueue {
   private:
     using Lock = std::unique_lock<std::mutex>;
 
+    void gather(Lock& lock);
+    [[nodiscard]] bool isEnough() const;
     bool place(std::uint64_t length, Pieces pieces);
     bool spool(std::uint64_t length, Pieces pieces);
     void takeFilled(std::string& batch);
@@ -66,6 +69,8 @@ class SpoolQueue {
     std::uint64_t takenBytes_ = 0;
     std::uint64_t doneBytes_ = 0;
     bool isReaderWaiting_ = false;
+    bool isReaderGathering_ = false;
+    int drains_ = 0;
     bool isWriterWaiting_ = false;
     bool isClosed_ = false;
 };
