@@ -79,22 +79,33 @@ LineReadAhead::Batch LineReadAhead::readBatch()
 {
     Batch batch = takeSpare();
     try {
-        while (batch.text.size() < batchSize) {
-            const auto line = reader_.readLine();
-            batch.isLast = !line;
-            if (!line)
-                break;
-            batch.text.insert(batch.text.end(), line->begin(), line->end());
-            batch.lineEnds.push_back(batch.text.size());
+        readLines(batch);
+        // Only now, as the text moves while it grows.
+        for (std::size_t start = 0; const std::size_t end : batch.lineEnds) {
+            batch.scanned.push_back(scanLogLine({batch.text.data() + start, end - start}));
+            start = end;
         }
     } catch (...) {
         batch.error = std::current_exception();
+        batch.lineEnds.resize(batch.scanned.size());
     }
     batch.offsetBehind = reader_.getCurrentOffset();
     return batch;
 }
 
-// One that was read is used again, so that memory stays where it is.
+void LineReadAhead::readLines(Batch& batch)
+{
+    while (batch.text.size() < batchSize) {
+        const auto line = reader_.readLine();
+        batch.isLast = !line;
+        if (!line)
+            return;
+        batch.text.insert(batch.text.end(), line->begin(), line->end());
+        batch.lineEnds.push_back(batch.text.size());
+    }
+}
+
+// One that was read is used again, so that memory stays where it is, but for that of a huge line.
 LineReadAhead::Batch LineReadAhead::takeSpare()
 {
     Batch batch;
@@ -105,8 +116,11 @@ LineReadAhead::Batch LineReadAhead::takeSpare()
             spare_.pop_back();
         }
     }
+    if (batch.text.capacity() > 4 * batchSize)
+        batch = {};
     batch.text.clear();
     batch.lineEnds.clear();
+    batch.scanned.clear();
     return batch;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "logview/FileReader.h"
+#include "logview/LogLineScanner.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -15,8 +16,8 @@
 
 namespace veltra {
 
-/// Reads a FileReader's lines on a thread of its own, so that reading a large file and making
-/// something of its lines share the time of two processors.
+/// Reads a FileReader's lines and scans them on a thread of its own, so that two processors share
+/// the work on a large file.
 ///
 /// Holds a few hundred kilobytes of lines at most, or one line that is longer. Used by one thread
 /// at a time. Its destructor waits for a read that is under way.
@@ -32,6 +33,9 @@ class LineReadAhead {
     /// As FileReader::readLine(), and what that throws. Nothing follows the first time that there
     /// is nothing.
     std::optional<std::string_view> readLine();
+    /// What scanLogLine() makes of the line that readLine() gave last; good for as long as that.
+    [[nodiscard]] const ScannedLine& scannedLine() const { return current_.scanned[nextLine_ - 1]; }
+
     /// As FileReader::getCurrentOffset().
     [[nodiscard]] std::uint64_t getCurrentOffset() const noexcept { return currentOffset_; }
 
@@ -40,13 +44,15 @@ class LineReadAhead {
     struct Batch {
         std::vector<char> text;
         std::vector<std::size_t> lineEnds; // in the text
-        std::uint64_t offsetBehind = 0;    // where the reader then stood
+        std::vector<ScannedLine> scanned;
+        std::uint64_t offsetBehind = 0; // where the reader then stood
         bool isLast = false;
         std::exception_ptr error; // what came instead of a further line
     };
 
     void run();
     Batch readBatch();
+    void readLines(Batch& batch);
     Batch takeSpare();
     bool takeBatch();
 

@@ -48,9 +48,8 @@ class LineParser {
 
     /// Takes the next line of the file. One that cannot be handled does not keep the others from
     /// being shown.
-    void parse(std::string_view line)
+    void parse(std::string_view line, const ScannedLine& scanned)
     {
-        const ScannedLine scanned = scanLogLine(line);
         if (!carriesShownMark(line, scanned))
             return;
         if (scanned.ranPastEnd)
@@ -74,6 +73,16 @@ class LineParser {
     std::size_t ranPastEnd_ = 0;
 };
 
+ScannedLine scannedLine(const FileReader& /*lines*/, std::string_view line)
+{
+    return scanLogLine(line);
+}
+
+const ScannedLine& scannedLine(const LineReadAhead& lines, std::string_view /*line*/)
+{
+    return lines.scannedLine();
+}
+
 // Parses all lines that `lines`, a reader, gives, and returns where it then stands.
 template <typename Reader>
 std::uint64_t parseLines(Reader& lines, LineParser& parser, const std::stop_token& stop)
@@ -82,7 +91,7 @@ std::uint64_t parseLines(Reader& lines, LineParser& parser, const std::stop_toke
     while (const auto line = lines.readLine()) {
         SystemLog::log({"read line: ", *line});
         if (!isFirst)
-            parser.parse(*line);
+            parser.parse(*line, scannedLine(lines, *line));
         isFirst = false;
         if (stop.stop_requested())
             return lines.getCurrentOffset();

@@ -1,5 +1,6 @@
 #include "logview/LineReadAhead.h"
 
+#include "logview/tests/LogTexts.h"
 #include "platform/tests/TemporaryFolder.h"
 
 #include <cstdint>
@@ -16,13 +17,24 @@ namespace {
 
 using Lines = std::vector<std::pair<std::string, std::uint64_t>>;
 
+void expectScanned(const FileReader& /*reader*/, std::string_view /*line*/) {}
+
+void expectScanned(const LineReadAhead& reader, std::string_view line)
+{
+    const ScannedLine expected = scanLogLine(line);
+    EXPECT_EQ(reader.scannedLine().texts, expected.texts);
+    EXPECT_EQ(reader.scannedLine().ranPastEnd, expected.ranPastEnd);
+}
+
 // All lines, each with the offset behind it, and the offset behind them all.
 template <typename Reader>
 Lines allLines(Reader& reader)
 {
     Lines lines;
-    while (const auto line = reader.readLine())
+    while (const auto line = reader.readLine()) {
         lines.emplace_back(*line, reader.getCurrentOffset());
+        expectScanned(reader, *line);
+    }
     lines.emplace_back("", reader.getCurrentOffset());
     return lines;
 }
@@ -52,7 +64,7 @@ std::string linesOfAllLengths()
     std::string bytes;
     for (std::size_t i = 0; i < 3'000; ++i) {
         const std::size_t length = i % 100 == 0 ? random() % 200'000 : random() % 300;
-        bytes.append(length, static_cast<char>('a' + i % 26)).append("\n");
+        bytes += logLine("Info", std::string(length, static_cast<char>('a' + i % 26)));
     }
     return bytes;
 }
