@@ -70,7 +70,7 @@ class SampleLog {
 
 void readLines(benchmark::State& state, const SampleLog& log)
 {
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         const auto reader = FileReader::initWithFilePath(log.path());
         std::size_t count = 0;
         while (reader->readLine())
@@ -83,7 +83,7 @@ void readLines(benchmark::State& state, const SampleLog& log)
 
 void scanLines(benchmark::State& state, const SampleLog& log)
 {
-    for (auto _ : state)
+    while (state.KeepRunning())
         for (const std::string_view line : log.lines())
             benchmark::DoNotOptimize(scanLogLine(line));
     log.countIn(state);
@@ -91,7 +91,7 @@ void scanLines(benchmark::State& state, const SampleLog& log)
 
 void validateLines(benchmark::State& state, const SampleLog& log)
 {
-    for (auto _ : state)
+    while (state.KeepRunning())
         for (const std::string_view line : log.lines())
             if (validUtf8Prefix(line) != line.size())
                 return state.SkipWithError("the log is not UTF-8");
@@ -102,7 +102,7 @@ void validateLines(benchmark::State& state, const SampleLog& log)
 void passOver(benchmark::State& state, const SampleLog& log, SystemLog& systemLog)
 {
     const SystemLog::Redirection redirection{systemLog};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         LogRows rows;
         if (runLogPass(rows, log.path(), 0, ShownLines::all) != log.text().size())
             return state.SkipWithError("the pass stopped before the end");
@@ -132,7 +132,7 @@ class DeafSink : public LogSink {
 void logMessages(benchmark::State& state, const SampleLog& log)
 {
     SystemLog systemLog{std::make_unique<DeafSink>()};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         for (const std::string_view line : log.lines())
             systemLog.write({"read line: ", line});
         systemLog.drain();
@@ -175,7 +175,7 @@ void drainKernelQueue(benchmark::State& state)
     const auto queue = std::move(KernelQueue::open().value());
     const std::array files{std::make_unique<WatchedFile>(*queue),
                            std::make_unique<WatchedFile>(*queue)};
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         state.PauseTiming();
         for (int turn = 0; turn < turns; ++turn)
             for (const auto& each : files)
@@ -210,7 +210,7 @@ class CountingWatcher : public LogPathReceiver {
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
 
-    void addpath(const QString& path) override { central_->addPath(path); }
+    void addpath(const QString& /*path*/) override {}
 
   private:
     [[nodiscard]] std::string path() const { return folder_.file("vxsvc_1.log"); }
@@ -240,7 +240,7 @@ class CountingWatcher : public LogPathReceiver {
 void announceGrowth(benchmark::State& state)
 {
     CountingWatcher watcher;
-    for (auto _ : state)
+    while (state.KeepRunning())
         watcher.growAndWait();
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }
@@ -257,7 +257,7 @@ void insertRows(benchmark::State& state, const SampleLog& log,
                 const std::function<void()>& afterwards, LogRows& rows, LogTableModel& model)
 {
     const LogLineTexts texts = scanLogLine(log.lines().front()).texts;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         rows.append(texts);
         rows.publish();
         model.adoptPublishedRows();
