@@ -1,0 +1,49 @@
+#pragma once
+
+#include "platform/Fd.h"
+
+#include <chrono>
+#include <string>
+
+#include <sys/types.h>
+
+namespace veltra {
+
+/// Another process that appends to a log, as the agent does. One thread.
+class Appender {
+  public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    /// When write(2) was called, and when it had returned.
+    struct Write {
+        Time begun;
+        Time returned;
+    };
+
+    /// Forks the process, which opens the log at `path`. Before the first thread is started.
+    /// Throws std::system_error.
+    explicit Appender(const std::string& path);
+    Appender(const Appender&) = delete;
+    Appender& operator=(const Appender&) = delete;
+
+    /// Ends the process.
+    ~Appender();
+
+    /// Has `text`, a few hundred bytes, appended by one write(2), after a pause that is another
+    /// each time: 50 to 250 milliseconds. One at a time.
+    void append(const std::string& text);
+
+    /// The write that append() asked for last; waits until it has returned.
+    [[nodiscard]] Write lastWrite() const;
+
+  private:
+    struct Record;
+
+    [[noreturn]] static void run(int commands, const std::string& path, Record& record);
+
+    Record* record_; // in memory that both processes share
+    Fd commands_;
+    pid_t process_ = -1;
+};
+
+} // namespace veltra

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/Fd.h"
+
+#include <QTimer>
+
+#include <chrono>
+#include <vector>
+
+namespace veltra {
+
+/// Watches how regularly the main thread comes back to its event loop: once every millisecond, if
+/// nothing holds it up. Main thread only.
+class TurnWatch {
+  public:
+    using Duration = std::chrono::steady_clock::duration;
+
+    /// The time from one turn of the loop to the next.
+    struct Gap {
+        Duration begin;  ///< since start()
+        Duration length; ///< never less than a millisecond or so
+        Duration queued; ///< what of it the thread spent waiting for a processor; see proc(5)
+    };
+
+    TurnWatch();
+    TurnWatch(const TurnWatch&) = delete;
+    TurnWatch& operator=(const TurnWatch&) = delete;
+
+    void start();
+    /// Ends the last gap now.
+    void stop();
+
+    /// In their order.
+    [[nodiscard]] const std::vector<Gap>& gaps() const noexcept { return gaps_; }
+
+  private:
+    struct Instant {
+        std::chrono::steady_clock::time_point time;
+        Duration queued;
+    };
+
+    [[nodiscard]] Instant now() const;
+    void turn();
+
+    Fd statistics_;
+    QTimer timer_;
+    Instant start_{};
+    Instant last_{};
+    std::vector<Gap> gaps_;
+};
+
+} // namespace veltra
