@@ -3,6 +3,7 @@
 #include "logview/SeverityIcon.h"
 
 #include <QFont>
+#include <QTimer>
 
 #include <algorithm>
 #include <array>
@@ -54,8 +55,11 @@ void LogTableModel::adoptPublishedRows()
     const std::size_t published = rows_.count();
     if (published == adopted_)
         return;
-    putOnTop(published);
+    putOnTop(std::min(published, adopted_ + rowsAtOnce));
     dropRowsBeyondLimit();
+    // A timer, as events that are posted while others are handled do not let the loop turn.
+    if (adopted_ < published)
+        QTimer::singleShot(0, this, &LogTableModel::adoptPublishedRows);
 }
 
 void LogTableModel::putOnTop(std::size_t published)

@@ -27,13 +27,18 @@ class LogTableModel : public QAbstractTableModel {
     /// the newest are shown.
     static constexpr std::size_t mostRows = 50'000'000;
 
+    /// How many rows come at once, since a view's headers do something for each.
+    static constexpr std::size_t rowsAtOnce = 500'000;
+
     /// A model of `rows`, which must outlive it.
     explicit LogTableModel(const LogRows& rows, QObject* parent = nullptr,
                            std::size_t rowLimit = mostRows);
 
     void setTitles(const QStringList& titles);
 
-    /// Shows the rows that were published since the last call.
+    /// Shows the rows that were published since the last call: at once as many as a view takes in
+    /// without holding up the window, and the others, the older ones first, while the event loop
+    /// turns.
     void adoptPublishedRows();
 
     /// The texts and the record of a row, counted from the top. The row must exist.

@@ -3,6 +3,7 @@
 #include "logview/tests/LogTexts.h"
 
 #include <QAbstractItemModelTester>
+#include <QCoreApplication>
 #include <QFont>
 #include <QIcon>
 #include <QSignalSpy>
@@ -60,6 +61,34 @@ class LogTableModelTest : public testing::Test {
 };
 
 using Texts = std::vector<std::string>;
+
+TEST(LogTableModel, TakesManyRowsInPortionsBetweenWhichTheEventLoopTurns)
+{
+    constexpr std::size_t count = 2 * LogTableModel::rowsAtOnce + 1;
+    LogRows rows;
+    for (std::size_t i = 0; i < count; ++i)
+        rows.append(logTexts("d", "t", "c", "Info", i == 0 ? "top" : i + 1 == count ? "end" : "m"));
+    rows.publish();
+    LogTableModel model{rows};
+    std::vector<int> portions;
+    int turns = 0;
+    QObject::connect(&model, &LogTableModel::rowsInserted,
+                     [&](const QModelIndex&, int first, int last) {
+                         EXPECT_EQ(first, 0);
+                         portions.push_back(last + 1);
+                     });
+
+    model.adoptPublishedRows();
+    EXPECT_EQ(model.texts(model.rowCount() - 1)[LogField::message], "end");
+    for (; portions.size() < 3 && turns < 100; ++turns)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+
+    constexpr int portion = LogTableModel::rowsAtOnce;
+    EXPECT_EQ(portions, (std::vector<int>{portion, portion, 1}));
+    EXPECT_GE(turns, 2);
+    EXPECT_EQ(model.rowCount(), static_cast<int>(count));
+    EXPECT_EQ(model.texts(0)[LogField::message], "top");
+}
 
 TEST_F(LogTableModelTest, IsEmptyWithFiveColumnsAtFirst)
 {
