@@ -6,8 +6,8 @@ namespace veltra {
 
 namespace {
 
-constexpr std::size_t batchSize = std::size_t{64} << 10;
-constexpr std::size_t mostBatches = 4;
+constexpr std::size_t batchSize = std::size_t{512} << 10;
+constexpr std::size_t mostBatches = 2;
 
 } // namespace
 
