@@ -26,7 +26,10 @@ class WindowOnLog {
     void show() { mainVC_.applicationDidFinishLaunching(); }
 
     /// Whether a pass has yet to be shown.
-    [[nodiscard]] bool isReading() const { return window_.activityIndicator()->isAnimating(); }
+    [[nodiscard]] bool isReading()
+    {
+        return window_.activityIndicator()->isAnimating() || !rows().isUpToDate();
+    }
     [[nodiscard]] LogTableView& table() const { return *window_.table(); }
     [[nodiscard]] LogTableModel& rows() noexcept { return tableVC_.list(); }
 

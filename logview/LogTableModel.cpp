@@ -53,32 +53,55 @@ void LogTableModel::setTitles(const QStringList& titles)
 void LogTableModel::adoptPublishedRows()
 {
     const std::size_t published = rows_.count();
-    if (published == adopted_)
-        return;
-    putOnTop(std::min(published, adopted_ + rowsAtOnce));
-    dropRowsBeyondLimit();
+    if (adopted_ == bottom_)
+        adopted_ = bottom_ = published;
+    adoptPortion(published);
     // A timer, as events that are posted while others are handled do not let the loop turn.
-    if (adopted_ < published)
+    if (!isUpToDate())
         QTimer::singleShot(0, this, &LogTableModel::adoptPublishedRows);
 }
 
-void LogTableModel::putOnTop(std::size_t published)
+void LogTableModel::adoptPortion(std::size_t published)
 {
-    const auto added = static_cast<int>(std::min(published - adopted_, rowLimit_));
-    beginInsertRows({}, 0, added - 1);
-    adopted_ = published;
-    shown_ += added;
+    if (adopted_ < published) {
+        putOnTop(std::min(published - adopted_, rowsAtOnce));
+        dropRowsBeyondLimit();
+    } else if (bottom_ > lowest()) {
+        putBelow(std::min(bottom_ - lowest(), rowsAtOnce));
+    }
+}
+
+void LogTableModel::putOnTop(std::size_t added)
+{
+    beginInsertRows({}, 0, static_cast<int>(added) - 1);
+    adopted_ += added;
+    endInsertRows();
+}
+
+void LogTableModel::putBelow(std::size_t added)
+{
+    beginInsertRows({}, rowCount(), rowCount() + static_cast<int>(added) - 1);
+    bottom_ -= added;
     endInsertRows();
 }
 
 void LogTableModel::dropRowsBeyondLimit()
 {
-    const auto most = static_cast<int>(rowLimit_);
-    if (shown_ <= most)
+    if (bottom_ >= lowest())
         return;
-    beginRemoveRows({}, most, shown_ - 1);
-    shown_ = most;
+    beginRemoveRows({}, static_cast<int>(rowLimit_), rowCount() - 1);
+    bottom_ = lowest();
     endRemoveRows();
+}
+
+std::size_t LogTableModel::lowest() const
+{
+    return adopted_ - std::min(adopted_, rowLimit_);
+}
+
+bool LogTableModel::isUpToDate() const
+{
+    return adopted_ == rows_.count() && bottom_ <= lowest();
 }
 
 LogLineTexts LogTableModel::texts(int row) const
@@ -110,7 +133,7 @@ QString LogTableModel::identifier(Column column)
 
 int LogTableModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : shown_;
+    return parent.isValid() ? 0 : static_cast<int>(adopted_ - bottom_);
 }
 
 int LogTableModel::columnCount(const QModelIndex& parent) const
