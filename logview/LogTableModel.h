@@ -28,7 +28,7 @@ class LogTableModel : public QAbstractTableModel {
     static constexpr std::size_t mostRows = 50'000'000;
 
     /// How many rows come at once, since a view's headers do something for each.
-    static constexpr std::size_t rowsAtOnce = 500'000;
+    static constexpr std::size_t rowsAtOnce = 300'000;
 
     /// A model of `rows`, which must outlive it.
     explicit LogTableModel(const LogRows& rows, QObject* parent = nullptr,

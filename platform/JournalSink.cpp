@@ -37,6 +37,8 @@ class JournalSink : public LogSink {
             fallback_->write(message);
     }
 
+    void flush() override { fallback_->flush(); }
+
   private:
     static constexpr std::size_t keptCapacity = 1 << 16;
 

@@ -324,9 +324,15 @@ TEST_F(WithJournal, TurnsToStandardErrorWhenItDies)
             return 1;
 
         journal.die();
-        const std::string withoutPeer = standardErrorOf([&] { sink->write("no one listens"); });
+        const std::string withoutPeer = standardErrorOf([&] {
+            sink->write("no one listens");
+            sink->flush();
+        });
         std::filesystem::remove(journalSocket);
-        const std::string withoutSocket = standardErrorOf([&] { sink->write("nothing there"); });
+        const std::string withoutSocket = standardErrorOf([&] {
+            sink->write("nothing there");
+            sink->flush();
+        });
 
         EXPECT_EQ(withoutPeer, "no one listens\n");
         EXPECT_EQ(withoutSocket, "nothing there\n");
