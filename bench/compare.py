@@ -106,9 +106,13 @@ def draw(measured):
         path = " ".join(f"{px:.1f},{py:.1f}" for px, py in points)
         svg.append(f'<polyline points="{path}" fill="none" stroke="{colour}" stroke-width="2"/>')
         svg += [f'<circle cx="{px:.1f}" cy="{py:.1f}" r="3" fill="{colour}"/>' for px, py in points]
-        end_x, end_y = points[-1]
-        label = name.replace("&", "&amp;")
-        svg.append(f'<text x="{end_x + 8:.1f}" y="{end_y + 4:.1f}" fill="{colour}">{label}</text>')
+    # One below the other, though two lines may end at the same height.
+    label_y = 0
+    for name in sorted(PROGRAMS, key=lambda name: y(measured[lines[-1]][name][0])):
+        label_y = max(label_y + 14, y(measured[lines[-1]][name][0]) + 4)
+        svg.append(
+            f'<text x="{x(lines[-1]) + 8:.1f}" y="{label_y:.1f}" fill="{COLOURS[name]}">{name}</text>'
+        )
     PICTURE.write_text("\n".join([*svg, "</svg>\n"]), encoding="utf-8")
 
 
