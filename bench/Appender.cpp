@@ -52,10 +52,15 @@ Appender::Appender(const std::string& path)
     checked(::pipe2(ends.data(), O_CLOEXEC), -1, "make a pipe");
     Fd read{ends[0]};
     commands_ = Fd{ends[1]};
+    startWriter(read.get(), path);
+}
+
+void Appender::startWriter(int commands, const std::string& path)
+{
     process_ = checked(::fork(), -1, "fork");
     if (process_ == 0) {
         commands_ = Fd{};
-        run(read.get(), path, *record_);
+        run(commands, path, *record_);
     }
 }
 

@@ -39,6 +39,7 @@ class Appender {
   private:
     struct Record;
 
+    void startWriter(int commands, const std::string& path);
     [[noreturn]] static void run(int commands, const std::string& path, Record& record);
 
     Record* record_; // in memory that both processes share

@@ -32,10 +32,11 @@ bool PaintWatch::notify(QObject* receiver, QEvent* event)
 
 bool PaintWatch::paintsTopRow(const QObject* receiver, const QEvent& event) const
 {
-    if (!table_ || event.type() != QEvent::Paint || receiver != table_->viewport())
+    const auto* const paint = dynamic_cast<const QPaintEvent*>(&event);
+    if (!paint || !table_ || receiver != table_->viewport())
         return false;
     const QRect row = table_->visualRect(table_->model()->index(0, 0));
-    return static_cast<const QPaintEvent&>(event).region().contains(row.center());
+    return paint->region().contains(row.center());
 }
 
 } // namespace veltra
