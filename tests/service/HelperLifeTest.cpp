@@ -300,7 +300,7 @@ TEST(HelperLife, CostsAProgramLessThanAKilobyteForEachPressOfAButton)
     long descriptors = -1;
     ASSERT_TRUE(cost >> bytes >> threads >> descriptors) << cost.str();
     EXPECT_GT(bytes, 0);
-    EXPECT_LT(bytes, 1000);
+    EXPECT_LT(bytes, 1024);
     EXPECT_EQ(threads, 0);
     EXPECT_EQ(descriptors, 0);
 }
