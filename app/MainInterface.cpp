@@ -61,7 +61,7 @@ MainInterface::MainInterface()
 {
     VXStatusQueue::setLogPathReceiver(
         []() -> LogPathReceiver& { return VXStatusMainVC::sharedVXStatusMainVC(); });
-    connectTable();
+    connectTable(window_, tableVC_);
     connectButtons();
     connectWindow();
     awake();
@@ -73,15 +73,15 @@ MainInterface::WatcherThread::~WatcherThread()
         watcher->stop();
 }
 
-void MainInterface::connectTable()
+void MainInterface::connectTable(MainWindow& window, VXStatusTableVC& tableVC)
 {
-    tableVC_.setTableview(window_.table());
-    tableVC_.setActivityIndicator(window_.activityIndicator());
-    tableVC_.setLabel(window_.statusLabel());
-    tableVC_.setStatusImg(window_.statusImage());
-    tableVC_.setVersionlabel(window_.versionLabel());
-    tableVC_.setZelServerIpLabel(window_.serverLabel());
-    window_.table()->layOutColumns();
+    tableVC.setTableview(window.table());
+    tableVC.setActivityIndicator(window.activityIndicator());
+    tableVC.setLabel(window.statusLabel());
+    tableVC.setStatusImg(window.statusImage());
+    tableVC.setVersionlabel(window.versionLabel());
+    tableVC.setZelServerIpLabel(window.serverLabel());
+    window.table()->layOutColumns();
 }
 
 void MainInterface::connectButtons()

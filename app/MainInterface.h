@@ -20,8 +20,10 @@ class MainInterface {
     /// Shows the window in front of all others.
     void applicationDidFinishLaunching();
 
+    /// Gives the table's controller its outlets in the window.
+    static void connectTable(MainWindow& window, VXStatusTableVC& tableVC);
+
   private:
-    void connectTable();
     void connectButtons();
     void connectWindow();
     void awake();

@@ -1,5 +1,7 @@
 #include "bench/WindowOnLog.h"
 
+#include "app/MainInterface.h"
+
 #include <unistd.h>
 
 namespace veltra {
@@ -19,7 +21,7 @@ WindowOnLog::WindowOnLog(const std::string& logFolder)
                .installation = installation_}},
       tableVC_{tableSurroundings()}
 {
-    connectTable();
+    MainInterface::connectTable(window_, tableVC_);
     mainVC_.setMainWindow(&window_);
     mainVC_.awakeFromNib();
     tableVC_.awakeFromNib();
@@ -35,17 +37,6 @@ VXStatusTableSurroundings WindowOnLog::tableSurroundings()
             .helperTool = QStringLiteral("/proc/self/exe"),
             .endProcess = {},
             .agentProcess = {.processQuery = "echo " + std::to_string(::getpid()), .service = ""}};
-}
-
-void WindowOnLog::connectTable()
-{
-    tableVC_.setTableview(window_.table());
-    tableVC_.setActivityIndicator(window_.activityIndicator());
-    tableVC_.setLabel(window_.statusLabel());
-    tableVC_.setStatusImg(window_.statusImage());
-    tableVC_.setVersionlabel(window_.versionLabel());
-    tableVC_.setZelServerIpLabel(window_.serverLabel());
-    window_.table()->layOutColumns();
 }
 
 } // namespace veltra

@@ -41,7 +41,6 @@ class WindowOnLog {
     };
 
     [[nodiscard]] VXStatusTableSurroundings tableSurroundings();
-    void connectTable();
 
     AgentInstallation installation_;
     VXStatusResourceController resources_{installation_, nullptr};
