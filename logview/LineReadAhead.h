@@ -19,7 +19,8 @@ namespace veltra {
 /// Reads a FileReader's lines and scans them on a thread of its own, so that two processors share
 /// the work on a large file.
 ///
-/// Holds a few megabytes at most, and a few lines that are longer. Used by one thread at a time. Its destructor waits for a read that is under way.
+/// Holds a few megabytes at most, and a few lines that are longer. Used by one thread at a time.
+/// Its destructor waits for a read that is under way.
 class LineReadAhead {
   public:
     /// Reads from where `reader` stands, which is the thread's until this is gone. Throws
