@@ -17,7 +17,7 @@ namespace veltra {
 
 namespace {
 
-constexpr std::size_t readAhead = std::size_t{256} << 10;
+constexpr std::size_t readAhead = std::size_t{512} << 10;
 
 } // namespace
 
@@ -52,11 +52,59 @@ std::optional<std::string_view> FileReader::readLine()
         return std::nullopt;
 
     const std::size_t length = lengthOfLine();
-    const std::string_view line = buffered().substr(0, length);
     const bool isValid = length > 0 && isValidLine(length);
+    const std::string_view line = takeLine(length);
+    return isValid ? std::optional{line} : std::nullopt;
+}
+
+bool FileReader::readLines(LineBlock& block)
+{
+    block.lines.clear();
+    if (const auto line = readLine()) {
+        block.lines.push_back(*line);
+        takeBufferedLines(block.lines);
+    }
+    exchangeBuffer(block.memory);
+    return !block.lines.empty();
+}
+
+// Those that stand in the buffer as a whole and are known to be valid, as long as no delimiter can
+// cut a character in two. Moves nothing there.
+void FileReader::takeBufferedLines(std::vector<std::string_view>& lines)
+{
+    if (lineDelimiter_.size() != 1 || static_cast<unsigned char>(lineDelimiter_.front()) >= 0x80)
+        return;
+    const char* start = buffer_.data() + lineStart_;
+    const char* const validEnd = buffer_.data() + std::max(validEnd_, lineStart_);
+    while (const void* found = std::memchr(start, lineDelimiter_.front(),
+                                           static_cast<std::size_t>(validEnd - start))) {
+        const char* const end = static_cast<const char*>(found) + 1;
+        lines.emplace_back(start, static_cast<std::size_t>(end - start));
+        start = end;
+    }
+    takeLine(static_cast<std::size_t>(start - (buffer_.data() + lineStart_)));
+}
+
+std::string_view FileReader::takeLine(std::size_t length) noexcept
+{
+    const std::string_view line = buffered().substr(0, length);
     currentOffset_ += length;
     lineStart_ += length;
-    return isValid ? std::optional{line} : std::nullopt;
+    return line;
+}
+
+// Leaves the lines that were read where they are, in what is now the caller's.
+void FileReader::exchangeBuffer(std::vector<char>& memory)
+{
+    const std::string_view rest = buffered();
+    memory.resize(
+        std::max({memory.size(), rest.size(),
+                  static_cast<std::size_t>(std::min<std::uint64_t>(unreadLength(), readAhead))}));
+    std::ranges::copy(rest, memory.begin());
+    bufferEnd_ = rest.size();
+    validEnd_ = std::max(validEnd_, lineStart_) - lineStart_;
+    lineStart_ = 0;
+    buffer_.swap(memory);
 }
 
 // Checks all that is buffered at once and remembers how far it is good.

@@ -13,6 +13,12 @@
 
 namespace veltra {
 
+/// Lines that follow one another in a file, each with its delimiter.
+struct LineBlock {
+    std::vector<char> memory; ///< where they stand
+    std::vector<std::string_view> lines;
+};
+
 /// Reads a text file line by line from a byte offset and tells how far it got.
 ///
 /// The file's length is measured once, when the reader is made; bytes appended later are not
@@ -43,6 +49,12 @@ class FileReader {
     /// no byte left here.
     std::optional<std::string_view> readLine();
 
+    /// Reads as many lines as one reading of the file brought, at least one, into `block`, in
+    /// place of what it held. False, with no line, where readLine() gives nothing. A line that is
+    /// not valid UTF-8 ends the block in front of it. Throws std::bad_alloc, after which nothing
+    /// in the block may be used.
+    bool readLines(LineBlock& block);
+
     /// readLine() without white space and line breaks at both ends.
     std::optional<std::string_view> readTrimmedLine();
 
@@ -60,6 +72,9 @@ class FileReader {
   private:
     FileReader(Fd fileHandle, std::uint64_t totalFileLength, std::uint64_t offset);
 
+    std::string_view takeLine(std::size_t length) noexcept;
+    void takeBufferedLines(std::vector<std::string_view>& lines);
+    void exchangeBuffer(std::vector<char>& memory);
     bool isValidLine(std::size_t length);
     [[nodiscard]] bool isInsideCharacter(std::size_t index) const noexcept;
     std::size_t lengthOfLine();

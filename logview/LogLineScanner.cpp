@@ -2,95 +2,142 @@
 
 #include "logview/WhiteSpace.h"
 
+#include <algorithm>
+#include <array>
 #include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#ifdef __SSE2__
+#include <emmintrin.h>
+#endif
 
 namespace veltra {
 
 namespace {
 
-constexpr std::uint64_t everyByte = 0x0101010101010101U;
+constexpr std::size_t windowSize = 64;
 
-// The top bit of the lowest zero byte, perhaps with others above it; 0 if no byte is zero.
-constexpr std::uint64_t markZeroByte(std::uint64_t word) noexcept
+// A bit for each of the bytes from `window` on, set where it is `wanted`.
+std::uint64_t placesIn(const char* window, char wanted) noexcept
 {
-    return (word - everyByte) & ~word & (everyByte << 7U);
-}
-
-// As text.find(), with the text's length for "nowhere". The pieces of a line are so short that
-// calling memchr(3) for each would take longer than looking through them.
-std::size_t findNear(std::string_view text, char wanted) noexcept
-{
-    static_assert(std::endian::native == std::endian::little);
-    const std::uint64_t pattern = everyByte * static_cast<unsigned char>(wanted);
-    std::size_t start = 0;
-    for (std::uint64_t word = 0; text.size() - start >= sizeof word; start += sizeof word) {
-        std::memcpy(&word, text.data() + start, sizeof word);
-        if (const std::uint64_t mark = markZeroByte(word ^ pattern))
-            return start + static_cast<std::size_t>(std::countr_zero(mark)) / 8;
+    std::uint64_t places = 0;
+#ifdef __SSE2__
+    constexpr std::size_t step = 16;
+    const __m128i pattern = _mm_set1_epi8(wanted);
+    for (std::size_t i = 0; i < windowSize; i += step) {
+        __m128i bytes;
+        std::memcpy(&bytes, window + i, sizeof bytes);
+        const int found = _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, pattern));
+        places |= std::uint64_t{static_cast<std::uint32_t>(found)} << i;
     }
-    while (start < text.size() && text[start] != wanted)
-        ++start;
-    return start;
+#else
+    for (std::size_t i = 0; i < windowSize; ++i)
+        places |= std::uint64_t{window[i] == wanted} << i;
+#endif
+    return places;
 }
+
+/// The first bytes of a line, filled up with zeroes.
+class Window {
+  public:
+    explicit Window(std::string_view line) noexcept : bytes_{line.data()}
+    {
+        if (line.size() >= windowSize)
+            return;
+        std::ranges::copy(line, copy_.begin());
+        bytes_ = copy_.data();
+    }
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+
+    [[nodiscard]] const char* bytes() const noexcept { return bytes_; }
+
+  private:
+    std::array<char, windowSize> copy_{};
+    const char* bytes_;
+};
+
+/// Where a character stands in a line. All its places in the window are found at once: the pieces
+/// of a line are so short that searching for the end of each would take longer.
+class Delimiter {
+  public:
+    Delimiter(std::string_view line, const Window& window, char wanted) noexcept
+        : line_{line}, wanted_{wanted}, places_{placesIn(window.bytes(), wanted)}
+    {
+    }
+
+    /// Its next place from `start` on, or the line's length.
+    [[nodiscard]] std::size_t next(std::size_t start) const noexcept
+    {
+        const std::uint64_t places = start < windowSize ? places_ >> start : 0;
+        if (places != 0)
+            return start + static_cast<std::size_t>(std::countr_zero(places));
+        return std::min(line_.find(wanted_, std::max(start, windowSize)), line_.size());
+    }
+
+  private:
+    std::string_view line_;
+    char wanted_;
+    std::uint64_t places_;
+};
 
 class Cursor {
   public:
-    explicit Cursor(std::string_view line) noexcept : rest_{line} {}
+    explicit Cursor(std::string_view line) noexcept : line_{line} {}
 
-    /// What stands between the white space here and `delimiter`, or the end of the line.
-    std::string_view scanUpTo(char delimiter) noexcept
+    /// What stands between the white space here and the delimiter, which is passed over; or the
+    /// end of the line.
+    std::string_view scanUpTo(const Delimiter& delimiter) noexcept
     {
-        rest_.remove_prefix(leadingWhiteSpace(rest_));
-        const std::string_view piece = rest_.substr(0, findNear(rest_, delimiter));
-        rest_.remove_prefix(piece.size());
-        return piece;
+        skipWhiteSpace();
+        const std::size_t start = at_;
+        const std::size_t end = delimiter.next(start);
+        ranPastEnd_ = end == line_.size();
+        at_ = ranPastEnd_ ? end : end + 1;
+        return line_.substr(start, end - start);
     }
 
     /// What stands between the white space here and the line break at the end of the line, which
     /// is the only one it can hold.
     std::string_view scanRest() noexcept
     {
-        rest_.remove_prefix(leadingWhiteSpace(rest_));
-        return rest_.substr(0, rest_.size() - (rest_.ends_with('\n') ? 1 : 0));
+        skipWhiteSpace();
+        const std::string_view rest = line_.substr(at_);
+        return rest.substr(0, rest.size() - (rest.ends_with('\n') ? 1 : 0));
     }
 
-    /// Whether there was a character to skip. Here it is always a delimiter, one byte long.
-    bool skipOne() noexcept
-    {
-        if (rest_.empty())
-            return false;
-        rest_.remove_prefix(1);
-        return true;
-    }
+    /// Whether a delimiter was not there. Then nothing follows.
+    [[nodiscard]] bool ranPastEnd() const noexcept { return ranPastEnd_; }
 
   private:
-    std::string_view rest_;
+    void skipWhiteSpace() noexcept { at_ += leadingWhiteSpace(line_.substr(at_)); }
+
+    std::string_view line_;
+    std::size_t at_ = 0;
+    bool ranPastEnd_ = false;
 };
 
 } // namespace
 
 ScannedLine scanLogLine(std::string_view line) noexcept
 {
-    ScannedLine scanned;
-    Cursor cursor{line};
-    const auto take = [&](LogField field, char delimiter) {
-        scanned.texts[field] = cursor.scanUpTo(delimiter);
-        return cursor.skipOne();
-    };
-    const auto passOver = [&](char delimiter) {
-        cursor.scanUpTo(delimiter);
-        return cursor.skipOne();
-    };
+    const Window window{line};
+    const Delimiter space{line, window, ' '};
+    const Delimiter point{line, window, '.'};
+    const Delimiter colon{line, window, ':'};
 
-    // The fraction of a second and the thread are passed over.
-    scanned.ranPastEnd =
-        !(take(LogField::date, ' ') && take(LogField::time, '.') && passOver(' ') &&
-          passOver(' ') && take(LogField::component, '.') && take(LogField::messageType, ':'));
-    if (!scanned.ranPastEnd)
-        scanned.texts[LogField::message] = cursor.scanRest();
-    return scanned;
+    Cursor cursor{line};
+    const auto date = cursor.scanUpTo(space);
+    const auto time = cursor.scanUpTo(point);
+    cursor.scanUpTo(space); // the fraction of a second
+    cursor.scanUpTo(space); // the thread
+    const auto component = cursor.scanUpTo(point);
+    const auto messageType = cursor.scanUpTo(colon);
+    const auto message = cursor.scanRest();
+    return {.texts = LogLineTexts{{date, time, component, messageType, message}},
+            .ranPastEnd = cursor.ranPastEnd()};
 }
 
 } // namespace veltra

@@ -14,6 +14,11 @@ inline constexpr std::size_t logFieldCount = 5;
 /// that it does hold can be.
 class LogLineTexts {
   public:
+    LogLineTexts() = default;
+    explicit LogLineTexts(const std::array<std::string_view, logFieldCount>& texts) : texts_{texts}
+    {
+    }
+
     std::string_view& operator[](LogField field) noexcept
     {
         return texts_[static_cast<std::size_t>(field)];

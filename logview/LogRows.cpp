@@ -12,6 +12,23 @@ namespace {
 
 constexpr std::size_t rowsPerChunk = 4096;
 
+// Copies `text` to `to` and returns the end of the copy. Most texts are a few letters, for which
+// two copies of fixed length, which may overlap, take less time than calling memcpy(3).
+char* copyText(std::string_view text, char* to) noexcept
+{
+    const std::size_t size = text.size();
+    if (size >= 4 && size <= 8) {
+        std::memcpy(to, text.data(), 4);
+        std::memcpy(to + size - 4, text.data() + size - 4, 4);
+    } else if (size > 8 && size <= 16) {
+        std::memcpy(to, text.data(), 8);
+        std::memcpy(to + size - 8, text.data() + size - 8, 8);
+    } else if (size > 0) {
+        std::memcpy(to, text.data(), size);
+    }
+    return to + size;
+}
+
 } // namespace
 
 bool LogRows::Row::hasLengthsInFront() const noexcept
@@ -49,11 +66,21 @@ std::string_view LogRows::Row::text(LogField field) const noexcept
 
 void LogRows::append(const LogLineTexts& texts)
 {
-    const Row row = store(texts);
-    if (stored_ / rowsPerChunk == chunks_.size())
-        addChunk();
-    stored(stored_) = row;
-    ++stored_;
+    const Row row = makeRow(texts, memories_.front());
+    append({&row, 1});
+}
+
+void LogRows::append(std::span<const Row> rows)
+{
+    while (!rows.empty()) {
+        if (stored_ / rowsPerChunk == chunks_.size())
+            addChunk();
+        const std::size_t room = rowsPerChunk - stored_ % rowsPerChunk;
+        const auto part = rows.first(std::min(rows.size(), room));
+        std::ranges::copy(part, &stored(stored_));
+        stored_ += part.size();
+        rows = rows.subspan(part.size());
+    }
 }
 
 const LogRows::Row& LogRows::unpublished(std::size_t index) const
@@ -63,7 +90,7 @@ const LogRows::Row& LogRows::unpublished(std::size_t index) const
 
 void LogRows::replaceUnpublished(std::size_t index, const LogLineTexts& texts)
 {
-    stored(published_ + index) = store(texts);
+    stored(published_ + index) = makeRow(texts, memories_.front());
 }
 
 void LogRows::dropUnpublished(const std::function<bool(const Row&)>& isDropped)
@@ -98,7 +125,7 @@ LogRows::Row LogRows::row(std::size_t age) const
     return stored(start + (*end - 1 - age));
 }
 
-LogRows::Row LogRows::store(const LogLineTexts& texts)
+LogRows::Row LogRows::makeRow(const LogLineTexts& texts, RowMemory& memory)
 {
     Row::Lengths lengths{};
     std::size_t size = 0;
@@ -111,7 +138,7 @@ LogRows::Row LogRows::store(const LogLineTexts& texts)
     }
 
     Row row;
-    char* end = memory_.take(size + (fits ? 0 : sizeof lengths));
+    char* end = memory.take(size + (fits ? 0 : sizeof lengths));
     row.texts_ = end;
     if (fits) {
         for (std::size_t field = 0; field < row.shortLengths_.size(); ++field)
@@ -122,13 +149,13 @@ LogRows::Row LogRows::store(const LogLineTexts& texts)
         std::memcpy(std::exchange(end, end + sizeof lengths), lengths.data(), sizeof lengths);
     }
     for (const std::string_view text : texts)
-        end = std::ranges::copy(text, end).out;
+        end = copyText(text, end);
     return row;
 }
 
 void LogRows::addChunk()
 {
-    char* const memory = memory_.take(rowsPerChunk * sizeof(Row), alignof(Row));
+    char* const memory = chunkMemory_.take(rowsPerChunk * sizeof(Row), alignof(Row));
     const std::lock_guard lock{listsMutex_};
     chunks_.push_back(::new (memory) Row[rowsPerChunk]);
 }

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <functional>
 #include <mutex>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -17,8 +18,9 @@ namespace veltra {
 /// The rows of the log table, which only ever grow at the top.
 ///
 /// A row is named by its age: row 0 is the oldest, and never changes. One thread at a time appends
-/// the rows of a pass and publishes them; any thread may read what was published meanwhile. A row
-/// takes its texts and sixteen bytes.
+/// the rows of a pass and publishes them; any thread may read what was published meanwhile. Other
+/// threads can make rows to be appended, each in memory of its own. A row takes its texts and
+/// sixteen bytes.
 class LogRows {
   public:
     /// The texts of one row. A value; good as long as the rows live.
@@ -46,8 +48,18 @@ class LogRows {
     LogRows(const LogRows&) = delete;
     LogRows& operator=(const LogRows&) = delete;
 
-    /// Adds a row to the pass, below those that the pass has already.
+    /// How many threads can make rows at the same time, and the memory for each of them. It is kept
+    /// as long as the rows.
+    static constexpr std::size_t makerCount = 2;
+    [[nodiscard]] RowMemory& memory(std::size_t maker) noexcept { return memories_[maker]; }
+
+    /// A row with a copy of `texts`, which is put into `memory`.
+    [[nodiscard]] static Row makeRow(const LogLineTexts& texts, RowMemory& memory);
+
+    /// Adds rows to the pass, below those that the pass has already: one that is made of `texts`
+    /// in the first memory, and those that were made in any of the memories.
     void append(const LogLineTexts& texts);
+    void append(std::span<const Row> rows);
 
     /// How many rows the pass has.
     [[nodiscard]] std::size_t unpublishedCount() const noexcept { return stored_ - published_; }
@@ -59,6 +71,9 @@ class LogRows {
     /// Takes the rows out of the pass that `isDropped` is true of.
     void dropUnpublished(const std::function<bool(const Row&)>& isDropped);
 
+    /// Takes all rows out of the pass.
+    void dropUnpublished() noexcept { stored_ = published_; }
+
     /// Puts the rows of the pass above all others, the first one on top, for readers to see.
     void publish();
 
@@ -69,13 +84,15 @@ class LogRows {
     [[nodiscard]] Row row(std::size_t age) const;
 
   private:
-    [[nodiscard]] Row store(const LogLineTexts& texts);
     void addChunk();
     [[nodiscard]] Row& stored(std::size_t index) const;
 
+    // Each touched by the thread alone that makes rows in it.
+    std::array<RowMemory, makerCount> memories_;
+
     // Touched by the appending thread alone.
     std::size_t stored_ = 0;
-    RowMemory memory_;
+    RowMemory chunkMemory_;
 
     std::atomic<std::size_t> published_ = 0;
 

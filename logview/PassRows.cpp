@@ -4,22 +4,13 @@
 
 namespace veltra {
 
-namespace {
-
-bool isComplete(const LogLineTexts& texts) noexcept
-{
-    return std::ranges::none_of(texts, [](std::string_view text) { return text.empty(); });
-}
-
-} // namespace
-
 void PassRows::add(const ScannedLine& line)
 {
     closeGaps(line.texts);
     if (line.ranPastEnd)
         return;
     const std::string_view messageType = line.texts[LogField::messageType];
-    if (messageType.empty() || isShown(messageType))
+    if (messageType.empty() || isShown(shown_, messageType))
         append(line.texts);
 }
 
@@ -28,7 +19,7 @@ void PassRows::publish()
     // A message type that was lent may not be one that is shown.
     if (hadGaps_)
         rows_.dropUnpublished([this](const LogRows::Row& row) {
-            return !isComplete(row.texts()) || !isShown(row.text(LogField::messageType));
+            return !isComplete(row.texts()) || !isShown(shown_, row.text(LogField::messageType));
         });
     rows_.publish();
 }
@@ -61,9 +52,9 @@ void PassRows::append(const LogLineTexts& texts)
             gaps_[index].push_back(rows_.unpublishedCount() - 1);
 }
 
-bool PassRows::isShown(std::string_view messageType) const noexcept
+bool PassRows::hasGaps() const noexcept
 {
-    return shown_ == ShownLines::all || messageType == "Error" || messageType == "Info";
+    return std::ranges::any_of(gaps_, [](const auto& rows) { return !rows.empty(); });
 }
 
 } // namespace veltra

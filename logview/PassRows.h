@@ -1,19 +1,14 @@
 #pragma once
 
 #include "logview/LogRows.h"
+#include "logview/ShownLines.h"
 
 #include <array>
 #include <cstddef>
-#include <string_view>
+#include <span>
 #include <vector>
 
 namespace veltra {
-
-/// Which of the lines that carry "Warning:" or "Info:" become rows.
-enum class ShownLines {
-    errorsAndInfos, ///< those whose severity is exactly "Error" or "Info"
-    all,
-};
 
 /// The rows of one pass, collected in file order while the lines go by.
 ///
@@ -23,11 +18,21 @@ enum class ShownLines {
 /// closed when a later line brings what is missing. A line whose gaps nobody closes is no row.
 class PassRows {
   public:
-    PassRows(LogRows& rows, ShownLines shown) : rows_{rows}, shown_{shown} {}
+    /// Drops what a pass has left behind that failed.
+    PassRows(LogRows& rows, ShownLines shown) : rows_{rows}, shown_{shown}
+    {
+        rows.dropUnpublished();
+    }
 
     /// Takes the next line of the file. One that ran past its end is no row itself, but lends its
     /// texts to lines before it.
     void add(const ScannedLine& line);
+
+    /// Whether a row still lacks a text that the next line may bring.
+    [[nodiscard]] bool hasGaps() const noexcept;
+
+    /// Takes the rows of lines that follow, none of which lacks a text, while there are no gaps.
+    void add(std::span<const LogRows::Row> rows) { rows_.append(rows); }
 
     /// Lets readers see the rows on top of the table, in the order of the file.
     void publish();
@@ -35,7 +40,6 @@ class PassRows {
   private:
     void closeGaps(const LogLineTexts& texts);
     void append(const LogLineTexts& texts);
-    [[nodiscard]] bool isShown(std::string_view messageType) const noexcept;
 
     LogRows& rows_;
     ShownLines shown_;

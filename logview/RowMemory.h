@@ -4,17 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <future>
 #include <utility>
 #include <vector>
 
 namespace veltra {
 
-/// Memory that is taken in small pieces and given back all at once, when this is destroyed.
-///
-/// Clearing fresh pages takes the kernel a good part of the time in which a log is read into
-/// them. So once large amounts are taken, another thread has it make the next block ready.
-/// Otherwise used by one thread at a time.
+/// Memory that is taken in small pieces and given back all at once, when this is destroyed. Used
+/// by one thread at a time.
 class RowMemory {
   public:
     RowMemory() = default;
@@ -39,11 +35,8 @@ class RowMemory {
         return std::exchange(free_, free_ + bytes);
     }
     void addBlock(std::size_t bytes);
-    [[nodiscard]] MemoryBlock nextBlock(std::size_t bytes);
-    void makeAnotherReady();
 
     std::vector<MemoryBlock> blocks_;
-    std::future<MemoryBlock> ready_;
     char* free_ = nullptr;
     std::size_t room_ = 0;
 };

@@ -13,9 +13,10 @@ namespace veltra {
 /// U+2028 and U+2029.
 [[nodiscard]] inline std::size_t leadingWhiteSpace(std::string_view text) noexcept
 {
-    // Nearly every text that is asked about begins with a letter or a digit.
-    const bool isPlain = !text.empty() && text.front() > ' ';
-    return isPlain ? 0 : leadingWhiteSpaceOfAnyKind(text);
+    // Nearly every text that is asked about begins with a letter or a digit, or a space and that.
+    const std::size_t space = text.starts_with(' ') ? 1 : 0;
+    const bool isPlain = text.size() > space && text[space] > ' ';
+    return isPlain ? space : leadingWhiteSpaceOfAnyKind(text);
 }
 
 /// `text` without white space and line breaks at both ends.

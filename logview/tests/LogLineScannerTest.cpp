@@ -48,6 +48,33 @@ TEST(LogLineScanner, TakesTheFiveTextsOfALine)
     expectWhole("2024-03-05 10:22:33.456 (1234.5678) vxsvc.Info: Agent started\n", wellFormed);
 }
 
+// The first 64 bytes are looked at all at once.
+TEST(LogLineScanner, TakesPiecesOfEveryLength)
+{
+    for (std::size_t length = 1; length < 150; ++length) {
+        const std::string w(length, 'w');
+        expectWhole(w + " 10:22:33.456 (1.2) vxsvc.Info: m\n",
+                    texts(w, "10:22:33", "vxsvc", "Info", "m"));
+        expectWhole("D " + w + ".456 (1.2) vxsvc.Info: m\n", texts("D", w, "vxsvc", "Info", "m"));
+        expectWhole("D T." + w + " (1.2) vxsvc.Info: m\n", texts("D", "T", "vxsvc", "Info", "m"));
+        expectWhole("D T.456 " + w + " vxsvc.Info: m\n", texts("D", "T", "vxsvc", "Info", "m"));
+        expectWhole("D T.456 (1.2) " + w + ".Info: m\n", texts("D", "T", w, "Info", "m"));
+        expectWhole("D T.456 (1.2) vxsvc." + w + ": m\n", texts("D", "T", "vxsvc", w, "m"));
+        expectWhole("D T.456 (1.2) vxsvc.Info: " + w + "\n", texts("D", "T", "vxsvc", "Info", w));
+    }
+}
+
+TEST(LogLineScanner, RunsPastTheEndOfPiecesOfEveryLength)
+{
+    for (std::size_t length = 1; length < 150; ++length) {
+        const std::string w(length, 'w');
+        expectPastEnd(w, texts(w, "", "", "", ""));
+        expectPastEnd("D " + w, texts("D", w, "", "", ""));
+        expectPastEnd("D T.456 (1.2) " + w, texts("D", "T", w, "", ""));
+        expectPastEnd("D T.456 (1.2) vxsvc." + w, texts("D", "T", "vxsvc", w, ""));
+    }
+}
+
 TEST(LogLineScanner, NeedsNoLineBreakAtTheEnd)
 {
     expectWhole("2024-03-05 10:22:33.456 (1234.5678) vxsvc.Info: Agent started", wellFormed);

@@ -178,7 +178,7 @@ void comparePasses(unsigned seed, const LogInMemory& file, RecordedLog& log, See
         ownOnes, [](const auto& message) { return message.starts_with("the error is "); }));
 }
 
-/// Passes over a log that is so large that another thread reads it.
+/// Passes over a log that is so large that other threads read it.
 void compareLargeLog(const std::string& bytes)
 {
     const LogInMemory file;
@@ -209,6 +209,19 @@ TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsAndLogsTheSameMessagesForALarge
 
     std::ranges::replace(bytes, '\xFF', 'x');
     compareLargeLog(bytes);
+}
+
+// The lines are worked through in batches of half a megabyte, most of them in advance.
+TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsWhereverAGapStands)
+{
+    for (const std::size_t every : {3U, 5U, 50U}) {
+        std::string bytes;
+        for (std::size_t line = 1; bytes.size() < std::size_t{4'000'000}; ++line) {
+            const std::string number = std::to_string(line);
+            bytes += logLine("Info", line % every == 0 ? "" : number + std::string(60'000, 'm'));
+        }
+        compareLargeLog(bytes);
+    }
 }
 
 TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsAndLogsTheSameMessagesForRandomLogs)

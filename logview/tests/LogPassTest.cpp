@@ -333,7 +333,7 @@ TEST_F(LogPassTest, EndsSoonWhenAskedToStop)
 {
     std::stop_source stop;
     stop.request_stop();
-    // The larger one is read on another thread.
+    // The larger one is read on other threads.
     for (const int lines : {1'000, 100'000}) {
         std::string bytes;
         for (int i = 0; i < lines; ++i)

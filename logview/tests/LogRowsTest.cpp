@@ -127,6 +127,27 @@ TEST(LogRows, OfAPassWithoutAnyChangeNothing)
     EXPECT_EQ(messagesFromTheTop(rows), (Lines{"c", "a", "b"}));
 }
 
+TEST(LogRows, MayBeMadeByOthersAndAppendedManyAtATime)
+{
+    LogRows rows;
+    Lines expected;
+    // More than stand together, and not a multiple of that.
+    for (int part = 0; part < 7; ++part) {
+        std::vector<LogRows::Row> made;
+        for (int i = 0; i < 1'500; ++i) {
+            const std::string message = std::to_string(part) + "." + std::to_string(i);
+            made.push_back(LogRows::makeRow(logTexts("D", "T", "C", "Info", message),
+                                            rows.memory(static_cast<std::size_t>(part) % 2)));
+            expected.push_back(message);
+        }
+        rows.append(made);
+    }
+
+    rows.publish();
+
+    EXPECT_EQ(messagesFromTheTop(rows), expected);
+}
+
 TEST(LogRows, GiveEveryTextBack)
 {
     LogRows rows;
@@ -142,8 +163,11 @@ TEST(LogRows, HoldTextsOfEveryLengthInEveryPlace)
     LogRows rows;
 
     for (std::size_t field = 0; field < logFieldCount; ++field) {
-        for (const std::size_t length : {0UL, 1UL, 254UL, 255UL, 256UL, 70'000UL, 3'000'000UL}) {
-            const std::string wide(length, 'w');
+        for (const std::size_t length : {0UL, 1UL, 3UL, 4UL, 7UL, 8UL, 9UL, 15UL, 16UL, 17UL, 254UL,
+                                         255UL, 256UL, 70'000UL, 3'000'000UL}) {
+            std::string wide;
+            while (wide.size() < length)
+                wide += static_cast<char>('a' + wide.size() % 26);
             LogLineTexts texts = logTexts("date", "time", "component", "type", "message");
             texts[static_cast<LogField>(field)] = wide;
             const LogRows::Row row = append(rows, texts);
@@ -168,8 +192,8 @@ TEST(LogRows, HoldRowsWithoutAnyText)
 {
     LogRows rows;
 
-    rows.append({});
-    rows.append({});
+    rows.append(LogLineTexts{});
+    rows.append(LogLineTexts{});
     rows.publish();
 
     EXPECT_EQ(rows.count(), 2U);

@@ -39,6 +39,8 @@ class PassRowsTest : public testing::Test {
         return rowsFromTheTop(rows_);
     }
 
+    void leaveUnpublished(const ScannedLine& line) { PassRows{rows_, ShownLines::all}.add(line); }
+
   private:
     LogRows rows_;
     std::size_t published_ = 0;
@@ -56,6 +58,13 @@ TEST_F(PassRowsTest, StandAboveThoseOfThePassBefore)
 
     EXPECT_EQ(rowsOf({line("2", "T", "C", "Info", "b")}),
               (Lines{"2\tT\tC\tInfo\tb", "1\tT\tC\tInfo\ta"}));
+}
+
+TEST_F(PassRowsTest, HoldNothingOfAPassThatFailed)
+{
+    leaveUnpublished(line("1", "T", "C", "Info", "a"));
+
+    EXPECT_EQ(rowsOf({line("2", "T", "C", "Info", "b")}), Lines{"2\tT\tC\tInfo\tb"});
 }
 
 TEST_F(PassRowsTest, AreNoneWithoutLines)
