@@ -44,7 +44,7 @@ class LogBatchReader {
         std::exception_ptr error; // why it is the last
         bool isReady = false;     // guarded by the mutex
     };
-    static constexpr std::size_t slotCount = 5;
+    static constexpr std::size_t slotCount = 4;
 
     void startThreads();
     void work(RowMemory& memory);
