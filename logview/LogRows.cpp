@@ -66,7 +66,7 @@ std::string_view LogRows::Row::text(LogField field) const noexcept
 
 void LogRows::append(const LogLineTexts& texts)
 {
-    const Row row = makeRow(texts, memories_.front());
+    const Row row = makeRow(texts, memory_);
     append({&row, 1});
 }
 
@@ -90,7 +90,7 @@ const LogRows::Row& LogRows::unpublished(std::size_t index) const
 
 void LogRows::replaceUnpublished(std::size_t index, const LogLineTexts& texts)
 {
-    stored(published_ + index) = makeRow(texts, memories_.front());
+    stored(published_ + index) = makeRow(texts, memory_);
 }
 
 void LogRows::dropUnpublished(const std::function<bool(const Row&)>& isDropped)
@@ -155,7 +155,7 @@ LogRows::Row LogRows::makeRow(const LogLineTexts& texts, RowMemory& memory)
 
 void LogRows::addChunk()
 {
-    char* const memory = chunkMemory_.take(rowsPerChunk * sizeof(Row), alignof(Row));
+    char* const memory = memory_.take(rowsPerChunk * sizeof(Row), alignof(Row));
     const std::lock_guard lock{listsMutex_};
     chunks_.push_back(::new (memory) Row[rowsPerChunk]);
 }

@@ -48,8 +48,8 @@ class LogRows {
     LogRows(const LogRows&) = delete;
     LogRows& operator=(const LogRows&) = delete;
 
-    /// How many threads can make rows at the same time, and the memory for each of them. It is kept
-    /// as long as the rows.
+    /// How many other threads can make rows at the same time, and the memory for each of them. It
+    /// is kept as long as the rows.
     static constexpr std::size_t makerCount = 2;
     [[nodiscard]] RowMemory& memory(std::size_t maker) noexcept { return memories_[maker]; }
 
@@ -57,7 +57,7 @@ class LogRows {
     [[nodiscard]] static Row makeRow(const LogLineTexts& texts, RowMemory& memory);
 
     /// Adds rows to the pass, below those that the pass has already: one that is made of `texts`
-    /// in the first memory, and those that were made in any of the memories.
+    /// here, and those that were made in any of those memories.
     void append(const LogLineTexts& texts);
     void append(std::span<const Row> rows);
 
@@ -92,7 +92,7 @@ class LogRows {
 
     // Touched by the appending thread alone.
     std::size_t stored_ = 0;
-    RowMemory chunkMemory_;
+    RowMemory memory_;
 
     std::atomic<std::size_t> published_ = 0;
 
