@@ -34,6 +34,8 @@ struct Asked {
     std::string verb;
     std::string action;
     std::string message;
+
+    friend void PrintTo(const Asked& asked, std::ostream* out) { *out << asked.verb; }
 };
 
 class PkexecVerb : public testing::TestWithParam<Asked> {};
