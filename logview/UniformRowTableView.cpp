@@ -290,7 +290,6 @@ void UniformRowTableView::paintEvent(QPaintEvent* event)
         for (int column = 0; column < model()->columnCount(rootIndex()); ++column) {
             const QModelIndex index = model()->index(row, column, rootIndex());
             option.rect = visualRect(index);
-            // A cell that is painted twice would have bolder text.
             if (event->region().intersects(option.rect))
                 paintCell(painter, option, index);
         }
