@@ -7,7 +7,6 @@
 #include <QApplication>
 #include <QClipboard>
 #include <QHeaderView>
-#include <QScrollBar>
 #include <QStyle>
 
 #include <algorithm>
@@ -30,21 +29,14 @@ std::vector<int> selectedRowsOf(const QItemSelectionModel& selection)
 
 } // namespace
 
-LogTableView::LogTableView(QWidget* parent) : QTableView{parent}
+LogTableView::LogTableView(QWidget* parent) : UniformRowTableView{parent}
 {
     setSelectionBehavior(SelectRows);
     setSelectionMode(ExtendedSelection);
     setEditTriggers(NoEditTriggers);
     setAlternatingRowColors(true);
-    setShowGrid(false);
     setWordWrap(false);
     setTabKeyNavigation(false);
-    setCornerButtonEnabled(false);
-    setHorizontalScrollMode(ScrollPerPixel);
-    verticalHeader()->hide();
-    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
-    verticalHeader()->setMinimumSectionSize(1);
-    verticalHeader()->setDefaultSectionSize(fontMetrics().height() + fontMetrics().height() / 2);
     horizontalHeader()->setHighlightSections(false);
     horizontalHeader()->setStretchLastSection(true);
     makeCopyAction();
@@ -62,7 +54,7 @@ void LogTableView::makeCopyAction()
 
 void LogTableView::setModel(QAbstractItemModel* model)
 {
-    QTableView::setModel(model);
+    UniformRowTableView::setModel(model);
     makeTopRowCurrent();
 }
 
@@ -100,12 +92,7 @@ void LogTableView::layOutColumns()
 
 void LogTableView::rowsInserted(const QModelIndex& parent, int first, int last)
 {
-    const int top = verticalScrollBar()->value();
-    QTableView::rowsInserted(parent, first, last);
-    if (first == 0 && top > 0) {
-        updateGeometries();
-        verticalScrollBar()->setValue(top + last - first + 1);
-    }
+    UniformRowTableView::rowsInserted(parent, first, last);
     makeTopRowCurrent();
 }
 

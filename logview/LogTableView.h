@@ -1,14 +1,12 @@
 #pragma once
 
-#include <QTableView>
+#include "logview/UniformRowTableView.h"
 
 namespace veltra {
 
-/// The log table: fixed row heights, whole rows selected, the copy shortcut.
-///
-/// While the top row is in view new rows push the others down; while it is not, the rows in view
-/// stay where they are. Once there are rows there is a current one. Main thread only.
-class LogTableView : public QTableView {
+/// The log table: whole rows selected, the copy shortcut. Once there are rows there is a current
+/// one. Main thread only.
+class LogTableView : public UniformRowTableView {
     Q_OBJECT
 
   public:
