@@ -27,7 +27,7 @@ class LogTableModel : public QAbstractTableModel {
     /// the newest are shown.
     static constexpr std::size_t mostRows = 50'000'000;
 
-    /// How many rows come at once, since a view's headers do something for each.
+    /// How many rows come at once, since a view may do something for each.
     static constexpr std::size_t rowsAtOnce = 300'000;
 
     /// A model of `rows`, which must outlive it.

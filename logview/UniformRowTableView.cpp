@@ -265,7 +265,6 @@ void UniformRowTableView::updateGeometries()
     const QRect area = viewport()->geometry();
     header.setGeometry(area.left(), area.top() - height, area.width(), height);
     updateScrollBars();
-    QAbstractItemView::updateGeometries();
 }
 
 void UniformRowTableView::updateScrollBars()

@@ -10,7 +10,8 @@ namespace veltra {
 /// whenever rows come; here that header is empty and the rows' places are computed, so that rows
 /// cost the same whatever number there is. What QTableView offers with a row's number (`rowAt`,
 /// `rowHeight`, `setRowHidden` and the like) knows of no rows, therefore: ask `visualRect` and
-/// `indexAt`. There are neither spans nor a grid. Row number times row height must fit an int.
+/// `indexAt`. There are neither spans nor a grid nor editors, and the model has to tell
+/// of its rows without being asked to fetch more. Row number times row height must fit an int.
 ///
 /// While the top row is in view rows that come above it push the others down; while it is not, the
 /// rows in view stay where they are. Stripes are counted from the bottom, so that a row keeps its
