@@ -26,10 +26,7 @@ class WindowOnLog {
     void show() { mainVC_.applicationDidFinishLaunching(); }
 
     /// Whether a pass has yet to be shown.
-    [[nodiscard]] bool isReading()
-    {
-        return window_.activityIndicator()->isAnimating() || !rows().isUpToDate();
-    }
+    [[nodiscard]] bool isReading() const { return window_.activityIndicator()->isAnimating(); }
     [[nodiscard]] LogTableView& table() const { return *window_.table(); }
     [[nodiscard]] LogTableModel& rows() noexcept { return tableVC_.list(); }
 

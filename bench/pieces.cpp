@@ -253,13 +253,6 @@ void fill(LogRows& rows, const benchmark::State& state, const SampleLog& log)
     rows.publish();
 }
 
-// A call takes only so many.
-void adoptAll(const LogRows& rows, LogTableModel& model)
-{
-    while (static_cast<std::size_t>(model.rowCount()) < rows.count())
-        model.adoptPublishedRows();
-}
-
 void insertRows(benchmark::State& state, const SampleLog& log,
                 const std::function<void()>& afterwards, LogRows& rows, LogTableModel& model)
 {
@@ -280,7 +273,7 @@ void insertIntoModel(benchmark::State& state, const SampleLog& log)
     LogRows rows;
     fill(rows, state, log);
     LogTableModel model{rows};
-    adoptAll(rows, model);
+    model.adoptPublishedRows();
     insertRows(
         state, log, [] {}, rows, model);
 }
@@ -290,7 +283,7 @@ void insertIntoTable(benchmark::State& state, const SampleLog& log)
     LogRows rows;
     fill(rows, state, log);
     LogTableModel model{rows};
-    adoptAll(rows, model);
+    model.adoptPublishedRows();
     LogTableView table;
     table.setModel(&model);
     table.layOutColumns();

@@ -60,7 +60,7 @@ void measure(int& argc, char** argv, const std::filesystem::path& path)
     WindowOnLog window{folder.path() + "/"};
     TurnWatch turns;
     application.watchTopRow(window.table(), [&] {
-        if (window.rows().rowCount() > 0 && !window.isReading())
+        if (window.rows().rowCount() > 0)
             QApplication::exit();
     });
     QTimer::singleShot(0, [&] {

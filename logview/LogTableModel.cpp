@@ -3,7 +3,6 @@
 #include "logview/SeverityIcon.h"
 
 #include <QFont>
-#include <QTimer>
 
 #include <algorithm>
 #include <array>
@@ -53,55 +52,23 @@ void LogTableModel::setTitles(const QStringList& titles)
 void LogTableModel::adoptPublishedRows()
 {
     const std::size_t published = rows_.count();
-    if (adopted_ == bottom_)
-        adopted_ = bottom_ = published;
-    adoptPortion(published);
-    // A timer, as events that are posted while others are handled do not let the loop turn.
-    if (!isUpToDate())
-        QTimer::singleShot(0, this, &LogTableModel::adoptPublishedRows);
-}
-
-void LogTableModel::adoptPortion(std::size_t published)
-{
-    if (adopted_ < published) {
-        putOnTop(std::min(published - adopted_, rowsAtOnce));
-        dropRowsBeyondLimit();
-    } else if (bottom_ > lowest()) {
-        putBelow(std::min(bottom_ - lowest(), rowsAtOnce));
-    }
-}
-
-void LogTableModel::putOnTop(std::size_t added)
-{
-    beginInsertRows({}, 0, static_cast<int>(added) - 1);
-    adopted_ += added;
-    endInsertRows();
-}
-
-void LogTableModel::putBelow(std::size_t added)
-{
-    beginInsertRows({}, rowCount(), rowCount() + static_cast<int>(added) - 1);
-    bottom_ -= added;
-    endInsertRows();
-}
-
-void LogTableModel::dropRowsBeyondLimit()
-{
-    if (bottom_ >= lowest())
+    if (published == adopted_)
         return;
-    beginRemoveRows({}, static_cast<int>(rowLimit_), rowCount() - 1);
-    bottom_ = lowest();
+    const auto added = static_cast<int>(std::min(published - adopted_, rowLimit_));
+    dropRowsBelow(static_cast<int>(rowLimit_) - added);
+    beginInsertRows({}, 0, added - 1);
+    adopted_ = published;
+    shown_ += added;
+    endInsertRows();
+}
+
+void LogTableModel::dropRowsBelow(int kept)
+{
+    if (shown_ <= kept)
+        return;
+    beginRemoveRows({}, kept, shown_ - 1);
+    shown_ = kept;
     endRemoveRows();
-}
-
-std::size_t LogTableModel::lowest() const
-{
-    return adopted_ - std::min(adopted_, rowLimit_);
-}
-
-bool LogTableModel::isUpToDate() const
-{
-    return adopted_ == rows_.count() && bottom_ <= lowest();
 }
 
 LogLineTexts LogTableModel::texts(int row) const
@@ -133,7 +100,7 @@ QString LogTableModel::identifier(Column column)
 
 int LogTableModel::rowCount(const QModelIndex& parent) const
 {
-    return parent.isValid() ? 0 : static_cast<int>(adopted_ - bottom_);
+    return parent.isValid() ? 0 : shown_;
 }
 
 int LogTableModel::columnCount(const QModelIndex& parent) const

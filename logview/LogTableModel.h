@@ -27,22 +27,14 @@ class LogTableModel : public QAbstractTableModel {
     /// the newest are shown.
     static constexpr std::size_t mostRows = 50'000'000;
 
-    /// How many rows come at once, since a view may do something for each.
-    static constexpr std::size_t rowsAtOnce = 300'000;
-
     /// A model of `rows`, which must outlive it.
     explicit LogTableModel(const LogRows& rows, QObject* parent = nullptr,
                            std::size_t rowLimit = mostRows);
 
     void setTitles(const QStringList& titles);
 
-    /// Shows the rows that were published since the last call: at once as many as a view takes in
-    /// without holding up the window, and the others while the event loop turns. The newest come
-    /// first into an empty table, and last on top of others.
+    /// Shows the rows that were published since the last call.
     void adoptPublishedRows();
-
-    /// Whether all rows that were published so far are shown, as far as the limit allows.
-    [[nodiscard]] bool isUpToDate() const;
 
     /// The texts and the record of a row, counted from the top. The row must exist.
     [[nodiscard]] LogLineTexts texts(int row) const;
@@ -58,17 +50,12 @@ class LogTableModel : public QAbstractTableModel {
                                       int role) const override;
 
   private:
-    void adoptPortion(std::size_t published);
-    void putOnTop(std::size_t added);
-    void putBelow(std::size_t added);
-    void dropRowsBeyondLimit();
-    /// The age of the lowest row that is to be shown.
-    [[nodiscard]] std::size_t lowest() const;
+    void dropRowsBelow(int kept);
 
     const LogRows& rows_;
     std::size_t rowLimit_;
-    std::size_t adopted_ = 0; // shown are rows younger than that,
-    std::size_t bottom_ = 0;  // from this age on
+    std::size_t adopted_ = 0;
+    int shown_ = 0;
     QStringList titles_;
 };
 

@@ -3,14 +3,13 @@
 #include "logview/tests/LogTexts.h"
 
 #include <QAbstractItemModelTester>
-#include <QCoreApplication>
 #include <QFont>
 #include <QIcon>
 #include <QSignalSpy>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -63,79 +62,6 @@ class LogTableModelTest : public testing::Test {
 };
 
 using Texts = std::vector<std::string>;
-
-/// How many rows came at which place, while the event loop turned until the model is up to date.
-using Portions = std::vector<std::pair<int, int>>;
-
-Portions portionsOfAdopting(LogTableModel& model)
-{
-    Portions portions;
-    const auto connection = QObject::connect(&model, &LogTableModel::rowsInserted,
-                                             [&](const QModelIndex&, int first, int last) {
-                                                 portions.emplace_back(first, last - first + 1);
-                                             });
-    model.adoptPublishedRows();
-    for (std::size_t turns = 1; !model.isUpToDate() && turns < 100; ++turns) {
-        EXPECT_EQ(portions.size(), turns);
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    }
-    QObject::disconnect(connection);
-    return portions;
-}
-
-void publishMany(LogRows& rows, std::size_t count, std::string_view top, std::string_view bottom)
-{
-    for (std::size_t i = 0; i < count; ++i)
-        rows.append(logTexts("d", "t", "c", "Info", i == 0 ? top : i + 1 == count ? bottom : "m"));
-    rows.publish();
-}
-
-TEST(LogTableModel, TakesManyRowsInPortionsBetweenWhichTheEventLoopTurns)
-{
-    constexpr int portion = LogTableModel::rowsAtOnce;
-    LogRows rows;
-    LogTableModel model{rows};
-
-    publishMany(rows, 2 * portion + 1, "top", "bottom");
-    EXPECT_EQ(portionsOfAdopting(model),
-              (Portions{{0, portion}, {portion, portion}, {2 * portion, 1}}));
-    EXPECT_EQ(model.rowCount(), 2 * portion + 1);
-    EXPECT_EQ(model.texts(0)[LogField::message], "top");
-    EXPECT_EQ(model.texts(2 * portion)[LogField::message], "bottom");
-
-    publishMany(rows, portion + 1, "newer", "newer bottom");
-    EXPECT_EQ(portionsOfAdopting(model), (Portions{{0, portion}, {0, 1}}));
-    EXPECT_EQ(model.texts(0)[LogField::message], "newer");
-    EXPECT_EQ(model.texts(portion)[LogField::message], "newer bottom");
-    EXPECT_EQ(model.texts(portion + 1)[LogField::message], "top");
-}
-
-TEST(LogTableModel, ShowsTheNewestOfManyRowsAtOnce)
-{
-    LogRows rows;
-    LogTableModel model{rows};
-    publishMany(rows, LogTableModel::rowsAtOnce + 1, "top", "bottom");
-
-    model.adoptPublishedRows();
-
-    EXPECT_EQ(model.texts(0)[LogField::message], "top");
-}
-
-TEST(LogTableModel, KeepsToItsLimitWithManyRows)
-{
-    constexpr int portion = LogTableModel::rowsAtOnce;
-    LogRows rows;
-    LogTableModel model{rows, nullptr, portion + 2};
-
-    publishMany(rows, 2 * portion, "top", "bottom");
-    EXPECT_EQ(portionsOfAdopting(model), (Portions{{0, portion}, {portion, 2}}));
-    publishMany(rows, 2 * portion, "newer", "newer bottom");
-    EXPECT_EQ(portionsOfAdopting(model), (Portions{{0, portion}, {0, portion}}));
-
-    EXPECT_EQ(model.rowCount(), portion + 2);
-    EXPECT_EQ(model.texts(0)[LogField::message], "newer");
-    EXPECT_EQ(model.texts(portion + 1)[LogField::message], "m");
-}
 
 TEST_F(LogTableModelTest, IsEmptyWithFiveColumnsAtFirst)
 {
@@ -401,6 +327,20 @@ TEST_F(LimitedLogTableModelTest, DropsTheOldestRowsAtTheBottom)
     EXPECT_EQ(second, (Texts{"c", "d", "a"}));
     EXPECT_EQ(messages(), (Texts{"e", "c", "d"}));
     EXPECT_EQ(cell(2, LogTableModel::messageColumn), QVariant{u"d"_qs});
+}
+
+TEST_F(LimitedLogTableModelTest, HoldsNoMoreRowsWhileItDropsSome)
+{
+    int most = 0;
+    QObject::connect(&model(), &LogTableModel::rowsInserted,
+                     [&] { most = std::max(most, model().rowCount()); });
+    publish({"a", "b", "c"});
+    model().adoptPublishedRows();
+    publish({"d", "e", "f", "g"});
+    model().adoptPublishedRows();
+
+    EXPECT_EQ(most, 3);
+    EXPECT_EQ(messages(), (Texts{"d", "e", "f"}));
 }
 
 TEST_F(LimitedLogTableModelTest, HoldsJustAsManyRowsAsItMay)
