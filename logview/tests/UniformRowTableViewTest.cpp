@@ -348,7 +348,10 @@ TEST_F(UniformRowTableViewTest, TellsAssistiveTechnologyOfItsCellsAndTitles)
     EXPECT_EQ(last->text(QAccessible::Name), u"0/3"_qs);
     const auto titles = last->tableCellInterface()->columnHeaderCells();
     ASSERT_EQ(titles.size(), 1);
+    // Made for the caller, who gives it back so.
+    const QAccessible::Id title = QAccessible::registerAccessibleInterface(titles.front());
     EXPECT_EQ(titles.front()->text(QAccessible::Name), u"title 3"_qs);
+    QAccessible::deleteAccessibleInterface(title);
 }
 
 TEST_F(UniformRowTableViewTest, TellsAssistiveTechnologyWhereItsCellsAre)
