@@ -21,7 +21,7 @@ struct LogBatch {
 };
 
 /// Works the plain lines of `batch.block` through. The rows' texts are put into `memory`. Throws
-/// std::bad_alloc, after which the batch has no plain lines.
+/// std::bad_alloc, after which the batch is good as far as it got.
 void makePlainRows(LogBatch& batch, ShownLines shown, RowMemory& memory);
 
 } // namespace veltra

@@ -132,7 +132,7 @@ void LogBatchReader::makeRows(LogBatch& batch, RowMemory& memory) const noexcept
     try {
         makePlainRows(batch, shown_, memory);
     } catch (const std::bad_alloc&) {
-        // None of its lines is plain then; the user of the batch meets that again.
+        // The user of the batch meets that again, with the lines that are left.
     }
 }
 
