@@ -290,7 +290,7 @@ TEST(FileReaderFiles, IsNullForAFifoAndDoesNotWaitForAWriter)
 
     auto answer = std::async(std::launch::async,
                              [&] { return FileReader::initWithFilePath(path) == nullptr; });
-    const bool hasAnswered = answer.wait_for(std::chrono::seconds{10}) == std::future_status::ready;
+    const bool hasAnswered = answer.wait_for(std::chrono::minutes{1}) == std::future_status::ready;
     if (!hasAnswered) // lets the reader go on
         std::ofstream{path};
 

@@ -328,7 +328,7 @@ TEST_F(VXStatusTableVCTest, EndsTheProgramsEventLoopWhenClosed)
     QTimer deadline;
     deadline.setSingleShot(true);
     QObject::connect(&deadline, &QTimer::timeout, [] { QCoreApplication::exit(1); });
-    deadline.start(std::chrono::seconds{10});
+    deadline.start(std::chrono::minutes{1});
 
     MainQueue::post([&controller] {
         QMetaObject::invokeMethod(&controller, "close", Q_ARG(QObject*, nullptr));

@@ -18,10 +18,10 @@ namespace veltra {
 /// seconds. The condition is looked at after every turn of the loop.
 [[nodiscard]] inline bool runLoopUntil(const std::function<bool()>& condition)
 {
-    const QDeadlineTimer deadline{std::chrono::seconds{10}};
+    const QDeadlineTimer deadline{std::chrono::minutes{1}};
     QTimer atDeadline;
     atDeadline.setSingleShot(true);
-    atDeadline.start(std::chrono::seconds{10});
+    atDeadline.start(std::chrono::minutes{1});
     while (!condition()) {
         if (deadline.hasExpired())
             return false;
@@ -31,7 +31,7 @@ namespace veltra {
 }
 
 /// Runs `work`, which must not throw, on a thread of its own while the main thread runs its event
-/// loop; false when it does not end within ten seconds.
+/// loop; false when it does not end within a minute.
 [[nodiscard]] inline bool runOnWorker(const std::function<void()>& work)
 {
     std::atomic<bool> isDone = false;

@@ -76,7 +76,7 @@ class AnyKernelQueue : public testing::TestWithParam<Kind> {
     mode_t mode_ = 0600;
 };
 
-/// A thread that waits at a queue once, for ten seconds at most.
+/// A thread that waits at a queue once, for a minute at most.
 class Waiter {
   public:
     explicit Waiter(KernelQueue& queue)

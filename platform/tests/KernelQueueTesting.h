@@ -23,7 +23,7 @@ namespace veltra {
 inline constexpr std::uint32_t everyNote =
     NOTE_DELETE | NOTE_WRITE | NOTE_EXTEND | NOTE_ATTRIB | NOTE_LINK | NOTE_RENAME | NOTE_REVOKE;
 
-/// Interrupts a queue when it has lived for ten seconds.
+/// Interrupts a queue when it has lived for a minute.
 class Deadline {
   public:
     explicit Deadline(KernelQueue& queue) : queue_{queue}, thread_{[this] { run(); }} {}
@@ -45,7 +45,7 @@ class Deadline {
     {
         using std::chrono::system_clock;
         std::unique_lock lock{mutex_};
-        const auto end = system_clock::now() + std::chrono::seconds{10};
+        const auto end = system_clock::now() + std::chrono::minutes{1};
         if (!over_.wait_until(lock, end, [this] { return isOver_; }))
             queue_.interrupt();
     }

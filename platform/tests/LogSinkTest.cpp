@@ -164,7 +164,7 @@ bool isAsleep(pid_t thread)
 template <typename Condition>
 bool waitFor(Condition condition)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{30};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
     while (!condition()) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;

@@ -76,7 +76,7 @@ class Recording {
     bool wait(Condition condition) const
     {
         std::unique_lock lock{mutex_};
-        return changed_.wait_for(lock, std::chrono::seconds{30}, condition);
+        return changed_.wait_for(lock, std::chrono::minutes{1}, condition);
     }
 
     void take(std::string_view message)

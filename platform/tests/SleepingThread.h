@@ -23,10 +23,10 @@ class SleepingThread {
     }
 
     /// Returns true as soon as the kernel says that the thread sleeps, false when it does not
-    /// within ten seconds.
+    /// within a minute.
     [[nodiscard]] bool waitUntilAsleep() const
     {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
         while (state() != 'S') {
             if (std::chrono::steady_clock::now() > deadline)
                 return false;

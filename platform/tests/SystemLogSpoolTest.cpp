@@ -233,7 +233,7 @@ TEST_F(SystemLogSpool, HoldsNextToNothingWithAMemoryOfNothing)
 // Waits until a thread of this process sleeps in the kernel, or has ended.
 bool waitUntilAsleep(pid_t thread)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{30};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
     while (std::chrono::steady_clock::now() < deadline) {
         std::ifstream file{"/proc/self/task/" + std::to_string(thread) + "/stat"};
         std::string line;

@@ -157,7 +157,7 @@ TEST(SystemLog, GivesUpOnASinkThatTakesNothing)
     const auto duration = std::chrono::steady_clock::now() - start;
 
     EXPECT_GE(duration, 50ms);
-    EXPECT_LT(duration, 5s);
+    EXPECT_LT(duration, 20s);
     recording->setOpen(true);
     ASSERT_TRUE(recording->waitUntilDestroyed());
     EXPECT_EQ(recording->messages(), Messages{"0"});
@@ -167,10 +167,10 @@ TEST(SystemLog, GivesUpOnASinkThatTakesNothing)
 TEST(SystemLog, DoesNotGiveUpOnASinkThatIsOnlySlow)
 {
     const auto recording =
-        std::make_shared<Recording>([](std::string_view) { std::this_thread::sleep_for(20ms); });
+        std::make_shared<Recording>([](std::string_view) { std::this_thread::sleep_for(40ms); });
 
     {
-        SystemLog log{Recording::sink(recording), 1000, 500ms};
+        SystemLog log{Recording::sink(recording), 1000, 1500ms};
         for (int i = 0; i < 50; ++i)
             log.write({"message"});
     }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,36 @@ bool isValidByTheTable(std::string_view text)
     return true;
 }
 
+/// Which texts of three bytes the table allows. All are laid down first, since to look each up in
+/// the table takes minutes under a sanitizer.
+class TextsOfThreeBytes {
+  public:
+    TextsOfThreeBytes() { add(0, 3); }
+
+    [[nodiscard]] bool contain(std::uint32_t bytes) const { return valid_[bytes]; }
+
+  private:
+    // Everything that begins with `bytes` and has `missing` more.
+    void add(std::uint32_t bytes, std::size_t missing)
+    {
+        if (missing == 0)
+            valid_[bytes] = true;
+        for (const Form& form : forms)
+            if (form.size() <= missing)
+                add(bytes, form, 0, missing);
+    }
+
+    void add(std::uint32_t bytes, const Form& form, std::size_t at, std::size_t missing)
+    {
+        if (at == form.size())
+            return add(bytes, missing);
+        for (std::uint32_t byte = form[at].first; byte <= form[at].last; ++byte)
+            add(bytes << 8 | byte, form, at + 1, missing - 1);
+    }
+
+    std::vector<bool> valid_ = std::vector<bool>(1U << 24);
+};
+
 std::string bytes(std::initializer_list<unsigned> values)
 {
     std::string text;
@@ -61,7 +92,7 @@ std::string bytes(std::initializer_list<unsigned> values)
     return text;
 }
 
-// Counted, since reporting each of 16 million texts would be no help.
+// Counted, since reporting each of millions of texts would be no help.
 std::size_t disagreement(const std::string& text)
 {
     return isValidUtf8(text) == isValidByTheTable(text) ? 0 : 1;
@@ -90,14 +121,15 @@ TEST(Utf8, AgreesWithTheTableOnAllTextsOfTwoBytes)
 
 TEST(Utf8, AgreesWithTheTableOnAllTextsOfThreeBytes)
 {
+    const TextsOfThreeBytes valid;
     std::size_t disagreements = 0;
     std::string text = "abc";
 
-    for (unsigned all = 0; all < 1U << 24; ++all) {
+    for (std::uint32_t all = 0; all < 1U << 24; ++all) {
         text[0] = static_cast<char>(all >> 16);
         text[1] = static_cast<char>(all >> 8);
         text[2] = static_cast<char>(all);
-        disagreements += disagreement(text);
+        disagreements += isValidUtf8(text) == valid.contain(all) ? 0 : 1;
     }
 
     EXPECT_EQ(disagreements, 0U);

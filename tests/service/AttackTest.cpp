@@ -255,7 +255,7 @@ TEST(Attack, AClientThatExecutesAnotherProgramLosesItsConnection)
 
     client.tell("execute /bin/cat");
 
-    EXPECT_TRUE(ends(helperProcess(), 3s));
+    EXPECT_TRUE(ends(helperProcess()));
 }
 
 TEST(Attack, AnotherProgramCannotUseAConnection)
@@ -281,7 +281,7 @@ TEST(Attack, OneThatNeverAnswersIsRefusedAfterFiveSeconds)
     EXPECT_EQ(silent.line(), "refused it does not answer in time");
     const auto time = std::chrono::steady_clock::now() - start;
     EXPECT_GE(time, 5s);
-    EXPECT_LT(time, 7s);
+    EXPECT_LT(time, 15s);
 }
 
 TEST(Attack, OneThatAsksAgainAndAgainHasNoMoreTimeToAnswer)
@@ -290,7 +290,7 @@ TEST(Attack, OneThatAsksAgainAndAgainHasNoMoreTimeToAnswer)
     ClientProgram insistent{asNobody({signedAttacker, "insists"})};
 
     EXPECT_EQ(insistent.line(), "refused it does not answer in time");
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 7s);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
 }
 
 TEST(Attack, OneUserIsLookedAtNoMoreThan128TimesAtOnce)

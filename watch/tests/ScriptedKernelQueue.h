@@ -29,7 +29,7 @@ class ScriptedKernelQueue : public KernelQueue {
     bool waitUntilInterrupted()
     {
         std::unique_lock lock{mutex_};
-        return changed_.wait_for(lock, std::chrono::seconds{30}, [this] { return isInterrupted_; });
+        return changed_.wait_for(lock, std::chrono::minutes{1}, [this] { return isInterrupted_; });
     }
 
     [[nodiscard]] int descriptor() const noexcept override { return -1; }

@@ -94,7 +94,7 @@ TEST_F(VXStatusQueuePathEntryTest, OpeningANamedPipeWaitsForNobody)
         return VXStatusQueuePathEntry::initWithPath(path("pipe"), 0x7F);
     });
 
-    const auto outcome = opening.wait_for(std::chrono::seconds{10});
+    const auto outcome = opening.wait_for(std::chrono::minutes{1});
     // Lets an opening that does wait end.
     const Fd other{::open(folder_.file("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)};
 

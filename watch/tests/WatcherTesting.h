@@ -53,7 +53,7 @@ class Gate {
     bool waitUntilOpen() const
     {
         std::unique_lock lock{mutex_};
-        return opened_.wait_for(lock, std::chrono::seconds{30}, [this] { return isOpen_; });
+        return opened_.wait_for(lock, std::chrono::minutes{1}, [this] { return isOpen_; });
     }
 
   private:
@@ -274,7 +274,7 @@ class WatcherTest : public testing::Test {
 /// longer.
 [[nodiscard]] inline bool waitForThreadCount(std::ptrdiff_t count)
 {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds{10};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};
     while (threadCount() != count) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;
