@@ -76,10 +76,11 @@ target_link_libraries(veltra_test_precompiled PRIVATE veltra_warnings veltra_opt
 target_precompile_headers(veltra_test_precompiled PRIVATE "${CMAKE_SOURCE_DIR}/tests/Precompiled.h")
 
 # A GoogleTest program whose every case is a test of CTest's own:
-# veltra_test(NAME SOURCES ... LIBRARIES ... [QT])
+# veltra_test(NAME SOURCES ... LIBRARIES ... [PREFIX TEXT] [QT])
+# PREFIX stands in front of the cases' names, where a program runs those of another once more.
 # Programs that need a Qt application bring their own main (see tests/QtTestMain.cpp).
 function(veltra_test name)
-    cmake_parse_arguments(arg "QT" "" "SOURCES;LIBRARIES" ${ARGN})
+    cmake_parse_arguments(arg "QT" "PREFIX" "SOURCES;LIBRARIES" ${ARGN})
     if(arg_QT)
         veltra_program(${name} QT
             SOURCES ${arg_SOURCES} "${CMAKE_SOURCE_DIR}/tests/QtTestMain.cpp"
@@ -92,6 +93,6 @@ function(veltra_test name)
     # use only where the code is as position independent as it is.
     target_compile_options(${name} PRIVATE -O0 -fPIC)
     target_precompile_headers(${name} REUSE_FROM veltra_test_precompiled)
-    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60
-        PROPERTIES TIMEOUT 300 ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
+    gtest_discover_tests(${name} TEST_PREFIX "${arg_PREFIX}" DISCOVERY_TIMEOUT 60
+        PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
