@@ -73,6 +73,8 @@ TEST(HelperLife, DropsTheOutputForAClientThatIsLeftOver)
 {
     Client leaving;
     leaving.version();
+    leaving.tell("connect b");
+    leaving.version("b");
     Client left;
     left.version();
     outputOf("mkfifo /tmp/go");
@@ -83,6 +85,8 @@ TEST(HelperLife, DropsTheOutputForAClientThatIsLeftOver)
 
     leaving.tell("close a");
     EXPECT_EQ(leaving.line(), "a ended");
+    // The helper has heard of it when it answers what the same program asked afterwards.
+    EXPECT_EQ(leaving.version("b"), "b version 1.0.0");
     go << std::endl;
 
     EXPECT_EQ(left.line(), "a exit 0");
