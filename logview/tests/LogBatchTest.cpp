@@ -2,6 +2,10 @@
 
 #include "logview/tests/LogTexts.h"
 
+#include <cstddef>
+#include <cstdlib>
+#include <limits>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
@@ -12,6 +16,10 @@ namespace veltra {
 namespace {
 
 using Lines = std::vector<std::string>;
+
+// How often memory for rows' texts can still be had.
+constexpr auto unlimited = std::numeric_limits<std::size_t>::max();
+std::size_t blocksLeft = unlimited;
 
 /// What is made in advance of the lines of a batch.
 struct Made {
@@ -80,5 +88,41 @@ TEST(LogBatch, PassesOverLinesWithoutAMarkThatLackATextOrASeparator)
               (Made{{logRow("Info", "c")}, 3}));
 }
 
+// The second of these texts needs another block, and the third is not looked at any more.
+TEST(LogBatch, KeepsTheRowsThatItMadeBeforeMemoryRanOut)
+{
+    const std::string longText(100'000, 'x');
+    const Lines lines{logLine("Info", longText), logLine("Info", longText), logLine("Info", "c")};
+    RowMemory memory;
+    LogBatch batch{.block = {}, .firstLine = 0, .plainEnd = 77, .rows = {}};
+    batch.block.lines.assign(lines.begin(), lines.end());
+
+    blocksLeft = 1;
+    EXPECT_THROW(makePlainRows(batch, ShownLines::all, memory), std::bad_alloc);
+    blocksLeft = unlimited;
+
+    ASSERT_EQ(batch.rows.size(), 1U);
+    EXPECT_EQ(tabSeparatedRow(batch.rows[0].texts()), logRow("Info", longText));
+    EXPECT_EQ(batch.plainEnd, 1U);
+}
+
 } // namespace
 } // namespace veltra
+
+// Rows' texts are put into blocks of whole pages, which nothing else here asks for.
+void* operator new(std::size_t bytes, std::align_val_t alignment)
+{
+    if (veltra::blocksLeft == 0)
+        throw std::bad_alloc{};
+    if (veltra::blocksLeft != veltra::unlimited)
+        --veltra::blocksLeft;
+    void* memory = nullptr;
+    if (::posix_memalign(&memory, static_cast<std::size_t>(alignment), bytes) != 0)
+        throw std::bad_alloc{};
+    return memory;
+}
+
+void operator delete(void* memory, std::align_val_t) noexcept
+{
+    std::free(memory);
+}

@@ -14,8 +14,8 @@
 
 namespace veltra {
 
-/// Runs the main thread's event loop until `condition` holds; false when it does not within ten
-/// seconds. The condition is looked at after every turn of the loop.
+/// Runs the main thread's event loop until `condition` holds; false when it does not within a
+/// minute. The condition is looked at after every turn of the loop.
 [[nodiscard]] inline bool runLoopUntil(const std::function<bool()>& condition)
 {
     const QDeadlineTimer deadline{std::chrono::minutes{1}};

@@ -55,7 +55,7 @@ bool isValidByTheTable(std::string_view text)
 }
 
 /// Which texts of three bytes the table allows. All are laid down first, since to look each up in
-/// the table takes minutes under a sanitizer.
+/// the table takes a minute under a sanitizer.
 class TextsOfThreeBytes {
   public:
     TextsOfThreeBytes() { add(0, 3); }
