@@ -59,13 +59,12 @@ class Client {
     {
         std::promise<bool> answer;
         bus_.post([&] {
+            BusConnection& bus = *bus_.connection();
+            auto question = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                           "org.freedesktop.DBus", "NameHasOwner");
+            auto reply = bus.call(question.append(std::string{HelperConstants::machServiceName}));
             bool isThere = false;
-            sdbus::createProxy(*bus_.connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus")
-                ->callMethod("NameHasOwner")
-                .onInterface("org.freedesktop.DBus")
-                .withArguments(std::string{HelperConstants::machServiceName})
-                .storeResultsTo(isThere);
-            answer.set_value(isThere);
+            answer.set_value(reply && reply.value().read(isThere) && isThere);
         });
         return answer.get_future().get();
     }

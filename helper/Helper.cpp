@@ -23,7 +23,7 @@ std::vector<std::string> environmentOfTool()
 
 } // namespace
 
-Helper::Helper(std::shared_ptr<PollLoop> loop, Setting setting)
+Helper::Helper(std::shared_ptr<EventLoop> loop, Setting setting)
     : listener_{loop, HelperConstants::machServiceName}, loop_{std::move(loop)}, setting_{std::move(
                                                                                      setting)}
 {
@@ -31,6 +31,7 @@ Helper::Helper(std::shared_ptr<PollLoop> loop, Setting setting)
     listener_.setExamination(
         [signatures = signatures_](const auto& client) { signatures->examine(client); });
     listener_.setInvalidationHandler([this] { shouldQuit_ = true; });
+    listener_.setTakesPidfds(setting_.takesPidfds);
 }
 
 Result<std::monostate> Helper::run()
@@ -51,14 +52,13 @@ Result<std::monostate> Helper::run()
 
 Result<std::monostate> Helper::prepareUnits()
 {
-    try {
-        if (TransientUnits::areAvailable())
-            units_ = std::make_unique<TransientUnits>(*loop_, listener_.bus());
+    if (!TransientUnits::areAvailable())
         return std::monostate{};
-    } catch (const sdbus::Error& error) {
-        return Error{std::make_error_code(std::errc::not_connected), "listen to systemd",
-                     error.getMessage()};
-    }
+    auto units = TransientUnits::open(*loop_, *listener_.bus());
+    if (!units)
+        return units.error();
+    units_ = std::move(units.value());
+    return std::monostate{};
 }
 
 void Helper::quit()

@@ -4,7 +4,7 @@
 #include "channel/protocol/HelperProtocol.h"
 #include "helper/ClientSignatures.h"
 #include "platform/AgentInstallation.h"
-#include "platform/PollLoop.h"
+#include "platform/EventLoop.h"
 #include "platform/ServiceListener.h"
 #include "platform/TransientUnits.h"
 
@@ -25,10 +25,11 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     struct Setting {
         AgentInstallation agent;
         std::chrono::milliseconds shouldQuitCheckInterval{1000};
-        std::string version; ///< empty when the helper has none
+        std::string version;     ///< empty when the helper has none
+        bool takesPidfds = true; ///< see ServiceListener::setTakesPidfds
     };
 
-    explicit Helper(std::shared_ptr<PollLoop> loop, Setting setting);
+    explicit Helper(std::shared_ptr<EventLoop> loop, Setting setting);
 
     /// Serves until the first connection ends, or quit() is called, and at most an interval longer;
     /// then gives the service's name back without losing what was sent to it, and waits at most
@@ -70,7 +71,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     bool shouldQuit_ = false;
 
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();
-    std::shared_ptr<PollLoop> loop_;
+    std::shared_ptr<EventLoop> loop_;
     Setting setting_;
     std::unique_ptr<TransientUnits> units_; // none where systemd does not run
     int runningTasks_ = 0;

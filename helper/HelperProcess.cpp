@@ -31,12 +31,12 @@ Fd blockEndingSignals()
 int runHelperProcess(Helper::Setting setting)
 {
     const Fd signals = blockEndingSignals();
-    auto opened = PollLoop::open();
+    auto opened = EventLoop::open();
     if (!opened) {
         SystemLog::log(opened.error().message());
         return EXIT_FAILURE;
     }
-    const std::shared_ptr<PollLoop> loop = std::move(opened.value());
+    const std::shared_ptr<EventLoop> loop = std::move(opened.value());
     Helper helper{loop, std::move(setting)};
     const auto ending = loop->watch(signals.get(), [&] {
         signalfd_siginfo signal{};

@@ -1,6 +1,6 @@
 #include "platform/AdminTool.h"
 
-#include "platform/PollLoop.h"
+#include "platform/EventLoop.h"
 #include "platform/ServiceManagement.h"
 #include "platform/Task.h"
 
@@ -94,12 +94,12 @@ std::string AdminTool::action(Verb verb)
 // All on the calling thread: pkexec dies with the thread that started it while it is not yet root.
 Result<AdminTool::Ending> AdminTool::run(Verb verb) const
 {
-    auto loop = PollLoop::open();
+    auto loop = EventLoop::open();
     if (!loop)
         return loop.error();
 
     Ending ending;
-    PollLoop::Registration patience;
+    EventLoop::Registration patience;
     int toAwait = 3; // the end of the program and of its two streams
     const auto awaitRest = [&] {
         if (--toAwait == 0)

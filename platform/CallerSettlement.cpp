@@ -2,6 +2,7 @@
 
 #include "platform/ConnectionNames.h"
 
+#include <cstdint>
 #include <exception>
 #include <thread>
 #include <utility>
@@ -12,15 +13,9 @@ using namespace connections;
 
 namespace {
 
-// The object is made for the one call: nothing is to be heard from the client.
-void sendChallenge(sdbus::IConnection& bus, const std::string& client, CallerChallenge& challenge)
+Result<PinnedProcess> pin(pid_t process, Fd pidfd)
 {
-    sdbus::createProxy(bus, client, peerPath)
-        ->callMethod("Prove")
-        .onInterface(peerInterface)
-        .withArguments(sdbus::UnixFd{challenge.takeStrangersEnd().release(), sdbus::adopt_fd},
-                       challenge.nonce())
-        .dontExpectReply();
+    return pidfd ? PinnedProcess::open(process, std::move(pidfd)) : PinnedProcess::open(process);
 }
 
 } // namespace
@@ -42,50 +37,52 @@ void CallerSettlement::start(Handler onEnd)
     onEnd_ = std::move(onEnd);
     deadline_ =
         setting_.loop->callAfter(patience, [this] { settle("it does not answer in time"); });
-    askForCredentials();
+    askBus("GetConnectionCredentials", &CallerSettlement::takeCredentials);
 }
 
-void CallerSettlement::askForCredentials()
+void CallerSettlement::askBus(const char* method, AnswerHandler take)
 {
-    using Credentials = std::map<std::string, sdbus::Variant>;
-    setting_.busDaemon->callMethodAsync("GetConnectionCredentials")
-        .onInterface(busName)
-        .withArguments(caller_.uniqueName)
-        .uponReplyInvoke(
-            [weak = weak_from_this()](const sdbus::Error* error, const Credentials& credentials) {
-                const auto self = weak.lock();
-                if (!self)
-                    return;
-                const auto process = credentials.find("ProcessID");
-                const auto user = credentials.find("UnixUserID");
-                if (error || process == credentials.end() || user == credentials.end())
-                    self->settle("the bus does not know who it is");
-                else
-                    self->takeCredentials(static_cast<pid_t>(process->second.get<std::uint32_t>()),
-                                          user->second.get<std::uint32_t>());
-            });
+    auto question = setting_.bus->methodCall(busName, busPath, busName, method);
+    auto sent = setting_.bus->call(question.append(caller_.uniqueName),
+                                   [this, take](BusMessage& answer) { (this->*take)(answer); });
+    if (sent)
+        question_ = std::move(sent.value());
+    else
+        settle(sent.error().message());
 }
 
-void CallerSettlement::takeCredentials(pid_t process, uid_t user)
+void CallerSettlement::takeCredentials(BusMessage& answer)
 {
-    caller_.process = process;
-    caller_.user = user;
-    int& underWay = (*setting_.underWay)[user];
+    std::map<std::string, BusVariant<std::uint32_t, Fd>> credentials;
+    const bool isRead = answer.read(credentials);
+    const auto* const process = findProperty<std::uint32_t>(credentials, "ProcessID");
+    const auto* const user = findProperty<std::uint32_t>(credentials, "UnixUserID");
+    if (!isRead || !process || !user) {
+        settle("the bus does not know who it is");
+        return;
+    }
+    caller_.process = static_cast<pid_t>(*process);
+    caller_.user = *user;
+    int& underWay = (*setting_.underWay)[*user];
     if (underWay >= mostForOneUser) {
         settle("too many of the same user ask at once");
         return;
     }
     ++underWay;
     isCounted_ = true;
-    examine();
+    // Newer buses hand out the process itself, held since it connected.
+    auto* const pidfd = setting_.takesPidfds ? findProperty<Fd>(credentials, "ProcessFD") : nullptr;
+    isPinnedByBus_ = pidfd != nullptr;
+    examine(pidfd ? std::move(*pidfd) : Fd{});
 }
 
 // The thread keeps the loop but not this: what it finds may come too late for anybody to care.
-void CallerSettlement::examine()
+void CallerSettlement::examine(Fd pidfd)
 {
     const PinnedProcess::Expectation expected{caller_.user, setting_.busDaemonProcess};
-    const auto look = [pid = caller_.process, expected, examine = setting_.examine]() -> Examined {
-        auto pinned = PinnedProcess::open(pid);
+    auto look = [pid = caller_.process, pidfd = std::move(pidfd), expected,
+                 examine = setting_.examine]() mutable -> Examined {
+        auto pinned = pin(pid, std::move(pidfd));
         if (!pinned)
             return {nullptr, pinned.error().message()};
         const auto process = std::make_shared<const PinnedProcess>(std::move(pinned.value()));
@@ -95,7 +92,7 @@ void CallerSettlement::examine()
             examine(process);
         return {process, {}};
     };
-    std::thread{[look, loop = setting_.loop, weak = weak_from_this()] {
+    std::thread{[look = std::move(look), loop = setting_.loop, weak = weak_from_this()]() mutable {
         Examined examined;
         try {
             examined = look();
@@ -112,27 +109,22 @@ void CallerSettlement::examine()
 void CallerSettlement::takeExamined(const Examined& examined)
 {
     process_ = examined.process;
-    if (process_)
-        askWhetherNameLives();
-    else
+    if (!process_)
         settle(examined.objection);
+    else if (isPinnedByBus_)
+        challenge();
+    else
+        askBus("NameHasOwner", &CallerSettlement::takeWhetherNameLives);
 }
 
 // As long as it does, the number that the bus gave is the number of the process that was pinned.
-void CallerSettlement::askWhetherNameLives()
+void CallerSettlement::takeWhetherNameLives(BusMessage& answer)
 {
-    setting_.busDaemon->callMethodAsync("NameHasOwner")
-        .onInterface(busName)
-        .withArguments(caller_.uniqueName)
-        .uponReplyInvoke([weak = weak_from_this()](const sdbus::Error* error, bool lives) {
-            const auto self = weak.lock();
-            if (!self)
-                return;
-            if (error || !lives)
-                self->settle("it has left the bus");
-            else
-                self->challenge();
-        });
+    bool lives = false;
+    if (answer.read(lives) && lives)
+        challenge();
+    else
+        settle("it has left the bus");
 }
 
 void CallerSettlement::challenge()
@@ -149,7 +141,10 @@ void CallerSettlement::challenge()
         return;
     }
     answer_ = std::move(watch.value());
-    sendChallenge(*setting_.bus, caller_.uniqueName, *challenge_);
+    auto request = setting_.bus->methodCall(caller_.uniqueName, peerPath, peerInterface, "Prove");
+    request.append(challenge_->takeStrangersEnd(), challenge_->nonce());
+    if (const auto sent = setting_.bus->send(request); !sent)
+        settle(sent.error().message());
 }
 
 void CallerSettlement::takeAnswer()
@@ -161,6 +156,7 @@ void CallerSettlement::settle(const std::string& refusal)
 {
     const auto self = shared_from_this();
     deadline_ = {};
+    question_ = {};
     answer_ = {};
     challenge_.reset();
     if (!refusal.empty())

@@ -1,15 +1,15 @@
 #pragma once
 
+#include "platform/BusConnection.h"
 #include "platform/CallerChallenge.h"
+#include "platform/EventLoop.h"
 #include "platform/PinnedProcess.h"
-#include "platform/PollLoop.h"
 
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
-
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace veltra {
 
@@ -23,12 +23,12 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
   public:
     /// What all settlements of a listener have in common.
     struct Setting {
-        std::shared_ptr<PollLoop> loop;
-        sdbus::IConnection* bus = nullptr;
-        sdbus::IProxy* busDaemon = nullptr; ///< the bus's own object
+        std::shared_ptr<EventLoop> loop;
+        BusConnection* bus = nullptr;
         pid_t busDaemonProcess = 0;
         /// Looks at a process ahead of time. Called on a thread of its own.
         std::function<void(const std::shared_ptr<const PinnedProcess>&)> examine;
+        bool takesPidfds = true; ///< uses the processes that the bus hands out, where it does
         /// How many settlements go on for each user.
         std::shared_ptr<std::map<uid_t, int>> underWay;
     };
@@ -52,12 +52,13 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
         Process process;
         std::string objection;
     };
+    using AnswerHandler = void (CallerSettlement::*)(BusMessage&);
 
-    void askForCredentials();
-    void takeCredentials(pid_t process, uid_t user);
-    void examine();
+    void askBus(const char* method, AnswerHandler take);
+    void takeCredentials(BusMessage& answer);
+    void examine(Fd pidfd);
     void takeExamined(const Examined& examined);
-    void askWhetherNameLives();
+    void takeWhetherNameLives(BusMessage& answer);
     void challenge();
     void takeAnswer();
     void settle(const std::string& refusal);
@@ -66,10 +67,12 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
     CallerChallenge::Caller caller_;
     Handler onEnd_;
     bool isCounted_ = false;
-    PollLoop::Registration deadline_;
+    EventLoop::Registration deadline_;
+    BusSlot question_;
+    bool isPinnedByBus_ = false;
     Process process_;
     std::optional<CallerChallenge> challenge_;
-    PollLoop::Registration answer_;
+    EventLoop::Registration answer_;
 };
 
 } // namespace veltra

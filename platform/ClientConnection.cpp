@@ -27,9 +27,9 @@ ServiceBus::ClientNumber newNumber()
 }
 
 // Whether the error says that the service has not seen the call.
-bool isUnseen(const sdbus::Error& error)
+bool isUnseen(const BusError& error)
 {
-    return error.getName() == unknownObjectError;
+    return error.name == unknownObjectError;
 }
 
 } // namespace
@@ -55,13 +55,13 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
         flush();
     }
 
-    void send(std::shared_ptr<ServiceCall> call)
+    void send(const std::shared_ptr<const ServiceCall>& call)
     {
         if (isInvalid_) {
             call->fail();
             return;
         }
-        queue_.push_back({std::move(call), 0});
+        queue_.push_back({call, 0});
         flush();
     }
 
@@ -83,9 +83,9 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
         notifyOfEnd();
     }
 
-    void called(sdbus::Message& call) override
+    void called(BusMessage& call) override
     {
-        if (takeCall_ && !serverName_.empty() && call.getSender() == serverName_)
+        if (takeCall_ && !serverName_.empty() && call.sender() == serverName_)
             takeCall_(call);
     }
 
@@ -97,7 +97,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
 
   private:
     struct Queued {
-        std::shared_ptr<ServiceCall> call;
+        std::shared_ptr<const ServiceCall> call;
         int attempts = 0;
     };
 
@@ -110,9 +110,8 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
             return;
         }
         for (Queued& queued : std::exchange(queue_, {}))
-            bus_.whenThereIsRoom([self = shared_from_this(), queued = std::move(queued)] {
-                self->transmit(queued);
-            });
+            bus_.whenThereIsRoom([self = shared_from_this(), queued = std::move(queued)](
+                                     auto underWay) { self->transmit(queued, underWay); });
     }
 
     void open()
@@ -120,102 +119,110 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
         if (isOpening_)
             return;
         isOpening_ = true;
-        bus_.whenThereIsRoom([self = shared_from_this()] { self->sendOpen(); });
+        bus_.whenThereIsRoom(
+            [self = shared_from_this()](auto underWay) { self->sendOpen(underWay); });
     }
 
-    void sendOpen()
+    void sendOpen(const ServiceBus::CallUnderWay& underWay)
     {
-        const auto connection = bus_.connection();
+        BusConnection* const connection = bus_.connection();
         if (!connection) {
-            opened({}, {}, "there is no bus");
+            failToOpen("there is no bus");
             return;
         }
-        try {
-            connection_ = connection;
-            bus_.add(number_, shared_from_this());
-            bus_.root(service_)
-                .callMethodAsync("Open")
-                .onInterface(connectionsInterface)
-                .withArguments(sdbus::ObjectPath{ServiceBus::pathOfClient(number_)})
-                .uponReplyInvoke([self = shared_from_this()](const sdbus::Error* error,
-                                                             const sdbus::ObjectPath& server) {
-                    self->takeOpened(error, server);
-                });
-        } catch (const sdbus::Error& error) {
-            opened({}, {}, error.getMessage());
+        if (const auto added = bus_.add(number_, shared_from_this()); !added) {
+            failToOpen(added.error().message());
+            return;
         }
-    }
-
-    void takeOpened(const sdbus::Error* error, const std::string& server)
-    {
-        if (!error)
-            opened(server, bus_.root(service_).getCurrentlyProcessedMessage()->getSender(), {});
-        else if (isUnseen(*error) && ++openAttempts_ < mostAttempts)
-            bus_.post([self = shared_from_this()] { self->openAgain(); });
+        auto request =
+            connection->methodCall(service_, rootPath(service_), connectionsInterface, "Open");
+        auto sent = connection->call(request.append(ObjectPath{ServiceBus::pathOfClient(number_)}),
+                                     [self = shared_from_this(), underWay](BusMessage& answer) {
+                                         self->takeOpened(answer);
+                                     });
+        if (sent)
+            sent.value().detach();
         else
-            opened({}, {}, error->getMessage());
+            failToOpen(sent.error().message());
     }
 
-    void openAgain()
+    void takeOpened(BusMessage& answer)
     {
-        bus_.callEnded();
         isOpening_ = false;
-        open();
+        const auto error = answer.error();
+        if (error && isUnseen(*error) && ++openAttempts_ < mostAttempts) {
+            open();
+            return;
+        }
+        ObjectPath server;
+        if (error)
+            failToOpen(error->message);
+        else if (!answer.read(server))
+            failToOpen("its answer cannot be read");
+        else
+            opened(server.text, std::string{answer.sender()});
     }
 
-    void opened(const std::string& path, const std::string& name, const std::string& failure)
+    void opened(const std::string& path, const std::string& name)
     {
-        bus_.callEnded();
-        isOpening_ = false;
         openAttempts_ = 0;
         serverPath_ = path;
         serverName_ = name;
-        if (path.empty()) {
-            SystemLog::log({"no connection to ", service_, ": ", failure});
-            end();
-        } else {
-            flush();
-            closeWhenDone();
-        }
+        flush();
+        closeWhenDone();
     }
 
-    void transmit(const Queued& queued)
+    void failToOpen(const std::string& reason)
+    {
+        isOpening_ = false;
+        openAttempts_ = 0;
+        SystemLog::log({"no connection to ", service_, ": ", reason});
+        end();
+    }
+
+    void transmit(const Queued& queued, const ServiceBus::CallUnderWay& underWay)
     {
         // The instance may have ended while there was no room.
         if (serverPath_.empty()) {
-            bus_.callEnded();
             queue_.push_back(queued);
             flush();
             return;
         }
+        BusConnection& connection = *bus_.connection();
+        auto request = connection.methodCall(service_, serverPath_, queued.call->interface,
+                                             queued.call->method);
+        if (queued.call->appendArguments)
+            queued.call->appendArguments(request);
         ++callsUnderWay_;
-        try {
-            queued.call->send(
-                *connection_, service_, serverPath_,
-                [self = shared_from_this(), queued, path = serverPath_](const sdbus::Error* error) {
-                    self->answered(queued, path, error);
-                });
-        } catch (const sdbus::Error& error) {
-            answered(queued, serverPath_, &error);
+        auto sent = connection.call(request, [self = shared_from_this(), queued, underWay,
+                                              path = serverPath_](BusMessage& answer) {
+            self->answered(queued, path, answer);
+        });
+        if (sent) {
+            sent.value().detach();
+            return;
         }
+        --callsUnderWay_;
+        queued.call->fail();
+        closeWhenDone();
     }
 
-    void answered(Queued queued, const std::string& path, const sdbus::Error* error)
+    void answered(Queued queued, const std::string& path, BusMessage& answer)
     {
         --callsUnderWay_;
-        bus_.callEnded();
-        // The library still is in the proxy whose answer this is.
-        bus_.post([call = queued.call] {});
+        const auto error = answer.error();
         if (error && isUnseen(*error) && ++queued.attempts < mostAttempts) {
             if (path == serverPath_)
                 serverPath_.clear();
             queue_.push_back(std::move(queued));
-            bus_.post([self = shared_from_this()] { self->flush(); });
+            flush();
             return;
         }
+        closeWhenDone();
         if (error)
             queued.call->fail();
-        closeWhenDone();
+        else
+            queued.call->takeResults(answer);
     }
 
     void end()
@@ -247,16 +254,11 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     {
         if (serverPath_.empty())
             return;
-        try {
-            bus_.root(service_)
-                .callMethod("Close")
-                .onInterface(connectionsInterface)
-                .withArguments(sdbus::ObjectPath{serverPath_})
-                .dontExpectReply();
-        } catch (const sdbus::Error& error) {
-            SystemLog::log(
-                {"a connection to ", service_, " cannot be closed: ", error.getMessage()});
-        }
+        BusConnection& connection = *bus_.connection();
+        auto request =
+            connection.methodCall(service_, rootPath(service_), connectionsInterface, "Close");
+        if (const auto sent = connection.send(request.append(ObjectPath{serverPath_})); !sent)
+            SystemLog::log(sent.error().message());
         serverPath_.clear();
         serverName_.clear();
     }
@@ -267,14 +269,12 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     std::function<void()> onEnd_; // guarded by the mutex
 
     Receiver takeCall_;
-    std::shared_ptr<sdbus::IConnection> connection_; // outlives what is on it
-
     bool isResumed_ = false;
     bool isOpening_ = false;
     bool isInvalid_ = false;
     int openAttempts_ = 0;
     int callsUnderWay_ = 0;
-    std::string serverPath_; // empty while not opened, as is:
+    std::string serverPath_; // empty while not opened, and when the bus is gone; as is:
     std::string serverName_;
     std::vector<Queued> queue_;
 };
@@ -315,9 +315,11 @@ void ClientConnection::invalidate()
     link_->bus().post([link = link_] { link->invalidate(); });
 }
 
-void ClientConnection::send(std::shared_ptr<ServiceCall> call)
+void ClientConnection::send(ServiceCall call)
 {
-    link_->bus().post([link = link_, call = std::move(call)] { link->send(call); });
+    link_->bus().post([link = link_, call = std::make_shared<const ServiceCall>(std::move(call))] {
+        link->send(call);
+    });
 }
 
 } // namespace veltra

@@ -6,29 +6,16 @@
 #include <memory>
 #include <string>
 
-#include <sdbus-c++/sdbus-c++.h>
-
 namespace veltra {
 
-/// A call of a service's method that is waiting for its answer.
-class ServiceCall {
-  public:
-    ServiceCall() = default;
-    ServiceCall(const ServiceCall&) = delete;
-    ServiceCall& operator=(const ServiceCall&) = delete;
-    virtual ~ServiceCall() = default;
-
-    /// Tells of the answer: null when it is the method's, else the error that came instead.
-    using Ended = std::function<void(const sdbus::Error*)>;
-
-    /// Sends the call to an object of `service`; again, when the instance of the service that it
-    /// was sent to before ended without having seen it. `ended` is called once for each sending,
-    /// before anybody else hears of the answer. May throw an sdbus::Error, and has not sent then.
-    virtual void send(sdbus::IConnection& bus, const std::string& service, const std::string& path,
-                      Ended ended) = 0;
-
-    /// There will be no answer.
-    virtual void fail() = 0;
+/// A call of a service's method. It is sent again when the instance of the service that it was sent
+/// to ended without having seen it.
+struct ServiceCall {
+    const char* interface;
+    const char* method;
+    std::function<void(BusMessage&)> appendArguments; ///< empty when there are none
+    std::function<void(BusMessage&)> takeResults;
+    std::function<void()> fail; ///< there will be no results
 };
 
 /// A connection to a service on the system bus, as its client has it.
@@ -43,8 +30,8 @@ class ClientConnection {
     class Link;
 
     /// Takes a call that the service's present instance made at the client's object. Called on the
-    /// bus's thread. May throw an sdbus::Error when the call is not what it should be.
-    using Receiver = std::function<void(sdbus::Message& call)>;
+    /// bus's thread.
+    using Receiver = std::function<void(BusMessage& call)>;
 
     /// `name` must stay, as a constant does, and `bus` must outlive the connection's thread of
     /// calls, as the shared one does.
@@ -66,7 +53,7 @@ class ClientConnection {
 
     void invalidate();
 
-    void send(std::shared_ptr<ServiceCall> call);
+    void send(ServiceCall call);
 
   private:
     explicit ClientConnection(std::shared_ptr<Link> link) : link_{std::move(link)} {}

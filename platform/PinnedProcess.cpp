@@ -32,6 +32,13 @@ bool isOnNosuidMount(const Fd& file)
     return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
 }
 
+// See the section on pidfds of proc_pid_fdinfo(5).
+bool standsFor(const Fd& pidfd, pid_t process)
+{
+    const ProcessStatus information{"/proc/self/fdinfo/" + std::to_string(pidfd.get())};
+    return information["Pid"] == std::to_string(process);
+}
+
 // The kernel names a mapped file without links. Following one would let its owner put a link to
 // somebody else's file, and with it that file's owner, in its place before we look.
 // Name by name, because a systemd unit that forbids setting of setuid bits has no openat2(2).
@@ -61,7 +68,15 @@ Result<PinnedProcess> PinnedProcess::open(pid_t process)
     Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
     if (!pidfd)
         return Error::last("pin process", std::to_string(process));
+    return open(process, std::move(pidfd));
+}
 
+Result<PinnedProcess> PinnedProcess::open(pid_t process, Fd pidfd)
+{
+    const Error gone{std::make_error_code(std::errc::no_such_process), "pin process",
+                     std::to_string(process)};
+    if (!standsFor(pidfd, process))
+        return gone;
     const std::string executable = "/proc/" + std::to_string(process) + "/exe";
     Fd file{::open(executable.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
     struct stat status {};
@@ -71,8 +86,7 @@ Result<PinnedProcess> PinnedProcess::open(pid_t process)
     PinnedProcess pinned{process, std::move(pidfd), std::move(file), status};
     // The number may have gone to another process before the executable was opened.
     if (!pinned.isAlive())
-        return Error{std::make_error_code(std::errc::no_such_process), "pin process",
-                     std::to_string(process)};
+        return gone;
     return pinned;
 }
 

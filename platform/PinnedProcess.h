@@ -31,6 +31,9 @@ class PinnedProcess {
     /// Fails when there is no such process, or its executable cannot be opened.
     [[nodiscard]] static Result<PinnedProcess> open(pid_t process);
 
+    /// The same for the process that `pidfd` stands for, which must be known by that number here.
+    [[nodiscard]] static Result<PinnedProcess> open(pid_t process, Fd pidfd);
+
     [[nodiscard]] pid_t pid() const noexcept { return pid_; }
 
     /// The executable, open for reading. Valid as long as this lives.

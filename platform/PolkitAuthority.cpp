@@ -1,8 +1,7 @@
 #include "platform/PolkitAuthority.h"
 
+#include <chrono>
 #include <cstdint>
-#include <limits>
-#include <utility>
 #include <vector>
 
 namespace veltra {
@@ -13,20 +12,13 @@ constexpr const char* name = "org.freedesktop.PolicyKit1";
 constexpr const char* path = "/org/freedesktop/PolicyKit1/Authority";
 constexpr const char* interface = "org.freedesktop.PolicyKit1.Authority";
 
-constexpr std::uint64_t longestAnswer = 5'000'000; // in microseconds
-constexpr auto forEver = std::numeric_limits<std::uint64_t>::max();
+constexpr auto longestAnswer = std::chrono::seconds{5};
 
 using Texts = std::map<std::string, std::string>;
-using Action = sdbus::Struct<std::string, std::string, std::string, std::string, std::string,
-                             std::string, std::uint32_t, std::uint32_t, std::uint32_t, Texts>;
+using Action = std::tuple<std::string, std::string, std::string, std::string, std::string,
+                          std::string, std::uint32_t, std::uint32_t, std::uint32_t, Texts>;
 constexpr std::size_t messageIndex = 2;
 constexpr std::size_t annotationsIndex = 9;
-
-Error failure(const char* action, const std::string& subject, const sdbus::Error& error)
-{
-    return Error{std::make_error_code(std::errc::io_error), action,
-                 subject + " (" + error.getMessage() + ")"};
-}
 
 PolkitAnswer meaningOf(bool isAuthorized, bool isChallenge, const Texts& details)
 {
@@ -47,63 +39,63 @@ Result<PolkitAuthority> PolkitAuthority::open()
     return PolkitAuthority{std::move(bus.value())};
 }
 
-PolkitAuthority::PolkitAuthority(std::unique_ptr<BusConnection> bus)
-    : bus_{std::move(bus)}, authority_{sdbus::createProxy(*bus_->bus(), name, path)}
-{
-}
-
 PolkitAuthority::Subject PolkitAuthority::self() const
 {
-    return {"system-bus-name", {{"name", sdbus::Variant{bus_->uniqueName()}}}};
+    return {"system-bus-name", {{"name", bus_->uniqueName()}}};
 }
 
 PolkitAuthority::Subject PolkitAuthority::subject(const RegisteredProcess& process)
 {
     return {"unix-process",
-            {{"pid", sdbus::Variant{static_cast<std::uint32_t>(process.pid())}},
-             {"start-time", sdbus::Variant{process.startTime()}},
-             {"uid", sdbus::Variant{static_cast<std::int32_t>(process.user())}}}};
+            {{"pid", static_cast<std::uint32_t>(process.pid())},
+             {"start-time", process.startTime()},
+             {"uid", static_cast<std::int32_t>(process.user())}}};
+}
+
+template <typename... Results, typename... Arguments>
+Result<std::tuple<Results...>> PolkitAuthority::ask(const char* method,
+                                                    BusConnection::Patience patience,
+                                                    const Arguments&... arguments)
+{
+    auto question = bus_->methodCall(name, path, interface, method);
+    auto answer = bus_->call(question.append(arguments...), patience);
+    if (!answer)
+        return answer.error();
+    std::tuple<Results...> results;
+    const auto readAll = [&](Results&... values) { return answer.value().read(values...); };
+    if (!std::apply(readAll, results))
+        return Error{std::make_error_code(std::errc::bad_message), "understand polkit about",
+                     method};
+    return results;
 }
 
 Result<std::optional<PolkitAction>> PolkitAuthority::findAction(const std::string& annotation,
                                                                 const std::string& value)
 {
-    try {
-        std::vector<Action> actions;
-        authority_->callMethod("EnumerateActions")
-            .onInterface(interface)
-            .withTimeout(longestAnswer)
-            .withArguments(std::string{})
-            .storeResultsTo(actions);
-        for (const Action& action : actions) {
-            const Texts& annotations = std::get<annotationsIndex>(action);
-            const auto found = annotations.find(annotation);
-            if (found != annotations.end() && found->second == value)
-                return std::optional{PolkitAction{std::get<messageIndex>(action), annotations}};
-        }
-        return std::optional<PolkitAction>{};
-    } catch (const sdbus::Error& error) {
-        return failure("find the action for", value, error);
+    const auto answer = ask<std::vector<Action>>("EnumerateActions", longestAnswer, std::string{});
+    if (!answer)
+        return answer.error();
+    for (const Action& action : std::get<0>(answer.value())) {
+        const Texts& annotations = std::get<annotationsIndex>(action);
+        const auto found = annotations.find(annotation);
+        if (found != annotations.end() && found->second == value)
+            return std::optional{PolkitAction{std::get<messageIndex>(action), annotations}};
     }
+    return std::optional<PolkitAction>{};
 }
 
 Result<PolkitAnswer> PolkitAuthority::check(const Subject& subject, const std::string& action,
                                             Interaction interaction)
 {
     const bool mayAsk = interaction == Interaction::allowed;
-    try {
-        sdbus::Struct<bool, bool, Texts> answer;
-        authority_->callMethod("CheckAuthorization")
-            .onInterface(interface)
-            .withTimeout(mayAsk ? forEver : longestAnswer)
-            // The last would name the question for who wants to cancel it. It goes with the
-            // connection anyway.
-            .withArguments(subject, action, Texts{}, std::uint32_t{mayAsk}, std::string{})
-            .storeResultsTo(answer);
-        return meaningOf(std::get<0>(answer), std::get<1>(answer), std::get<2>(answer));
-    } catch (const sdbus::Error& error) {
-        return failure("ask about", action, error);
-    }
+    // The last would name the question for who wants to cancel it. It goes with the connection
+    // anyway.
+    const auto answer = ask<std::tuple<bool, bool, Texts>>(
+        "CheckAuthorization", mayAsk ? BusConnection::forEver : longestAnswer, subject, action,
+        Texts{}, std::uint32_t{mayAsk}, std::string{});
+    if (!answer)
+        return answer.error();
+    return std::apply(meaningOf, std::get<0>(answer.value()));
 }
 
 } // namespace veltra

@@ -4,12 +4,13 @@
 #include "platform/Error.h"
 #include "platform/RegisteredProcess.h"
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
 #include <string>
-
-#include <sdbus-c++/sdbus-c++.h>
+#include <tuple>
+#include <utility>
 
 namespace veltra {
 
@@ -33,7 +34,9 @@ enum class PolkitAnswer {
 class PolkitAuthority {
   public:
     /// Whose authorization is asked about.
-    using Subject = sdbus::Struct<std::string, std::map<std::string, sdbus::Variant>>;
+    using Subject = std::tuple<
+        std::string,
+        std::map<std::string, BusVariant<std::int32_t, std::uint32_t, std::uint64_t, std::string>>>;
 
     enum class Interaction { none, allowed };
 
@@ -55,10 +58,13 @@ class PolkitAuthority {
                                              Interaction interaction);
 
   private:
-    explicit PolkitAuthority(std::unique_ptr<BusConnection> bus);
+    explicit PolkitAuthority(std::unique_ptr<BusConnection> bus) noexcept : bus_{std::move(bus)} {}
+
+    template <typename... Results, typename... Arguments>
+    [[nodiscard]] Result<std::tuple<Results...>>
+    ask(const char* method, BusConnection::Patience patience, const Arguments&... arguments);
 
     std::unique_ptr<BusConnection> bus_;
-    std::unique_ptr<sdbus::IProxy> authority_;
 };
 
 } // namespace veltra

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstddef>
 #include <stdexcept>
 #include <string_view>
 #include <utility>
@@ -22,21 +23,28 @@ namespace {
 // The bus of Debian 12 lets a connection wait for 128 answers.
 constexpr int mostCallsUnderWay = 64;
 
-// What follows is the client's number.
-constexpr std::string_view clientsPath = "/com/veltra/agentMonitor/client/";
+// What follows, behind a slash, is the client's number.
+constexpr const char* clientsPath = "/com/veltra/agentMonitor/client";
 
-std::shared_ptr<PollLoop> makeLoop()
+std::shared_ptr<EventLoop> makeLoop()
 {
-    auto loop = PollLoop::open();
+    auto loop = EventLoop::open();
     if (!loop)
         throw std::runtime_error{loop.error().message()};
     return std::move(loop.value());
 }
 
-// The library hands out copies that a program which we start would inherit.
-Fd privateCopy(const sdbus::UnixFd& descriptor)
+const sd_bus_vtable peerMethods[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("Prove", "hay", SD_BUS_PARAM(socket) SD_BUS_PARAM(nonce), "", "",
+                             &BusConnection::useMethod,
+                             SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
+    SD_BUS_VTABLE_END};
+
+std::string ruleForOwnersOf(const std::string& service)
 {
-    return Fd{::fcntl(descriptor.get(), F_DUPFD_CLOEXEC, 0)};
+    return std::string{"type='signal',sender='"} + busName + "',interface='" + busName +
+           "',member='NameOwnerChanged',arg0='" + service + "'";
 }
 
 } // namespace
@@ -53,92 +61,93 @@ ServiceBus::~ServiceBus()
 {
     loop_->stop();
     thread_.join();
-    loop_->setSource(nullptr);
+    // Those who wait for answers tell of their end.
+    connection_.reset();
 }
 
-std::shared_ptr<sdbus::IConnection> ServiceBus::connection()
+BusConnection* ServiceBus::connection()
 {
     if (!connection_)
-        connect();
-    return connection_ ? connection_->bus() : nullptr;
+        if (const auto connected = connect(); !connected)
+            SystemLog::log(connected.error().message());
+    return connection_.get();
 }
 
-void ServiceBus::connect()
+BusConnection::Outcome ServiceBus::connect()
 {
-    auto connection = BusConnection::open();
-    if (!connection)
-        return;
-    connection_ = std::move(connection.value());
-    connection_->setLossHandler([this] { loop_->post([this] { lose(); }); });
-    sdbus::IConnection& bus = *connection_->bus();
-    busDaemon_ = sdbus::createProxy(bus, busName, busPath);
-    peer_ = sdbus::createObject(bus, peerPath);
-    peer_->registerMethod("Prove")
-        .onInterface(peerInterface)
-        .withInputParamNames("socket", "nonce")
-        .implementedAs([this](const sdbus::UnixFd& socket, const std::vector<std::uint8_t>& nonce) {
-            prove(socket, nonce);
-        })
-        .withNoReply();
-    peer_->finishRegistration();
+    auto opened = BusConnection::open();
+    if (!opened)
+        return opened.error();
+    BusConnection& bus = *opened.value();
+    if (auto exported = exportObjects(bus); !exported)
+        return exported;
+    bus.setLossHandler([this] { loop_->post([this] { lose(); }); });
+    if (auto served = bus.serveOn(*loop_); !served)
+        return served;
+    connection_ = std::move(opened.value());
+    return std::monostate{};
+}
+
+BusConnection::Outcome ServiceBus::exportObjects(BusConnection& bus)
+{
+    auto peer = bus.addObject(peerPath, peerInterface, peerMethods,
+                              [this](BusCall call) { prove(call.message()); });
+    if (!peer)
+        return peer.error();
     // An object for each client would cost each of them a kilobyte.
-    calls_ = bus.addMatch("type='method_call',path_namespace='" +
-                              std::string{clientsPath.substr(0, clientsPath.size() - 1)} + "'",
-                          [this](sdbus::Message& call) { called(call); });
-    loop_->setSource(connection_.get());
+    auto calls = bus.addFallback(clientsPath, [this](BusMessage& call) { called(call); });
+    if (!calls)
+        return calls.error();
+    peer_ = std::move(peer.value());
+    calls_ = std::move(calls.value());
+    return std::monostate{};
 }
 
 void ServiceBus::lose()
 {
-    loop_->setSource(nullptr);
-    // Goes last, when nobody else has it: the matches and objects on it need it for their end.
-    const auto lost = std::exchange(connection_, {});
+    connection_.reset();
+    peer_ = {};
+    calls_ = {};
     const auto services = std::exchange(services_, {});
     const auto clients = std::exchange(clients_, {});
-    calls_.reset();
-    peer_.reset();
-    busDaemon_.reset();
-    for (const auto& [name, service] : services)
+    for (const auto& [name, slot] : services)
         ownerChanged(clients, name, {});
 }
 
 std::string ServiceBus::pathOfClient(ClientNumber number)
 {
-    return std::string{clientsPath} + std::to_string(number);
+    return std::string{clientsPath} + "/" + std::to_string(number);
 }
 
-void ServiceBus::add(ClientNumber number, const std::shared_ptr<ServiceBusClient>& client)
+BusConnection::Outcome ServiceBus::add(ClientNumber number,
+                                       const std::shared_ptr<ServiceBusClient>& client)
 {
     const std::string service{client->service()};
     if (!services_.contains(service))
-        services_.emplace(service, makeService(service));
+        if (auto watched = watchOwnerOf(service); !watched)
+            return watched;
     std::erase_if(clients_, [number](const auto& entry) {
         return entry.first == number || entry.second.expired();
     });
     clients_.emplace_back(number, client);
+    return std::monostate{};
 }
 
-ServiceBus::Service ServiceBus::makeService(const std::string& name)
+BusConnection::Outcome ServiceBus::watchOwnerOf(const std::string& service)
 {
-    sdbus::IConnection& bus = *connection_->bus();
-    const auto takeChange = [this](sdbus::Message& message) {
+    auto watch = connection_->match(ruleForOwnersOf(service), [this, service](BusMessage& signal) {
         std::string changed;
         std::string previous;
         std::string owner;
-        message >> changed >> previous >> owner;
-        // A copy, as clients may be added meanwhile.
-        ownerChanged(Clients{clients_}, changed, owner);
-    };
-    return {.ownerChanges =
-                bus.addMatch(std::string{"type='signal',sender='"} + busName + "',interface='" +
-                                 busName + "',member='NameOwnerChanged',arg0='" + name + "'",
-                             takeChange),
-            .root = sdbus::createProxy(bus, name, rootPath(name))};
-}
-
-sdbus::IProxy& ServiceBus::root(const std::string& service)
-{
-    return *services_.at(service).root;
+        // Anybody may send us one that looks like it. A copy, as clients may be added meanwhile.
+        if (signal.sender() == busName && signal.read(changed, previous, owner) &&
+            changed == service)
+            ownerChanged(Clients{clients_}, service, owner);
+    });
+    if (!watch)
+        return watch.error();
+    services_[service] = std::move(watch.value());
+    return std::monostate{};
 }
 
 void ServiceBus::ownerChanged(const Clients& clients, const std::string& service,
@@ -149,64 +158,60 @@ void ServiceBus::ownerChanged(const Clients& clients, const std::string& service
             client->ownerChanged(owner);
 }
 
-void ServiceBus::called(sdbus::Message& call) const
+void ServiceBus::called(BusMessage& call) const
 {
-    const std::string path = call.getPath();
-    if (path.size() <= clientsPath.size())
-        return;
-    ClientNumber number = 0;
-    std::from_chars(path.data() + clientsPath.size(), path.data() + path.size(), number);
-    const auto known = std::ranges::find(clients_, number, &Clients::value_type::first);
+    const std::string_view number = call.path().substr(std::string_view{clientsPath}.size());
+    ClientNumber wanted = 0;
+    if (number.starts_with('/'))
+        std::from_chars(number.data() + 1, number.data() + number.size(), wanted);
+    const auto known = std::ranges::find(clients_, wanted, &Clients::value_type::first);
     if (const auto client = known != clients_.end() ? known->second.lock() : nullptr)
         client->called(call);
 }
 
-void ServiceBus::whenThereIsRoom(PollLoop::Handler send)
+void ServiceBus::whenThereIsRoom(std::function<void(CallUnderWay)> send)
 {
     waiting_.push_back(std::move(send));
     sendWaiting();
 }
 
-void ServiceBus::callEnded()
-{
-    --callsUnderWay_;
-    // Later, so that calls that fail at once do not pile up on the stack.
-    if (!waiting_.empty())
-        post([this] { sendWaiting(); });
-}
-
 void ServiceBus::sendWaiting()
 {
+    // Later, so that calls that fail at once do not pile up on the stack.
+    const auto end = [this](std::nullptr_t) {
+        --callsUnderWay_;
+        if (!waiting_.empty())
+            post([this] { sendWaiting(); });
+    };
     while (!waiting_.empty() && callsUnderWay_ < mostCallsUnderWay) {
         ++callsUnderWay_;
         const auto send = std::move(waiting_.front());
         waiting_.pop_front();
-        send();
+        send(CallUnderWay{nullptr, end});
     }
 }
 
-void ServiceBus::prove(const sdbus::UnixFd& socket, const std::vector<std::uint8_t>& nonce)
+void ServiceBus::prove(BusMessage& request)
 {
-    if (isServiceOfRoot(peer_->getCurrentlyProcessedMessage()->getSender()))
-        answerChallenge(privateCopy(socket), nonce, connection_->uniqueName());
+    Fd socket;
+    std::vector<std::uint8_t> nonce;
+    if (request.read(socket, nonce) && isServiceOfRoot(std::string{request.sender()}))
+        answerChallenge(socket, nonce, connection_->uniqueName());
 }
 
 bool ServiceBus::isServiceOfRoot(const std::string& uniqueName)
 {
-    const auto isOwner = [&](const auto& service) {
-        std::string owner;
-        busDaemon_->callMethod("GetNameOwner")
-            .onInterface(busName)
-            .withArguments(service.first)
-            .storeResultsTo(owner);
-        return owner == uniqueName;
+    const auto ask = [this](const char* method, const std::string& name, auto& result) {
+        auto question = connection_->methodCall(busName, busPath, busName, method);
+        auto answer = connection_->call(question.append(name));
+        return answer && answer.value().read(result);
     };
     std::uint32_t user = 0;
-    busDaemon_->callMethod("GetConnectionUnixUser")
-        .onInterface(busName)
-        .withArguments(uniqueName)
-        .storeResultsTo(user);
-    return user == 0 && std::ranges::any_of(services_, isOwner);
+    std::string owner;
+    return ask("GetConnectionUnixUser", uniqueName, user) && user == 0 &&
+           std::ranges::any_of(services_, [&](const auto& service) {
+               return ask("GetNameOwner", service.first, owner) && owner == uniqueName;
+           });
 }
 
 } // namespace veltra

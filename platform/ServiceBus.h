@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/BusConnection.h"
-#include "platform/PollLoop.h"
+#include "platform/EventLoop.h"
 
 #include <cstdint>
 #include <deque>
@@ -32,7 +32,7 @@ class ServiceBusClient {
     virtual void ownerChanged(const std::string& owner) = 0;
 
     /// Somebody called a method at the client's path, which may be anybody whom the bus lets.
-    virtual void called(sdbus::Message& call) = 0;
+    virtual void called(BusMessage& call) = 0;
 };
 
 /// A program's one connection to the system bus and the thread that serves it, for any number of
@@ -51,10 +51,10 @@ class ServiceBus {
     ~ServiceBus();
 
     /// Runs `work` on the thread, soon. From any thread; all else is for that thread.
-    void post(PollLoop::Handler work) { loop_->post(std::move(work)); }
+    void post(EventLoop::Handler work) { loop_->post(std::move(work)); }
 
     /// The bus; null when it cannot be reached now.
-    [[nodiscard]] std::shared_ptr<sdbus::IConnection> connection();
+    [[nodiscard]] BusConnection* connection();
 
     /// Where calls for a client arrive.
     using ClientNumber = std::uint64_t;
@@ -62,41 +62,37 @@ class ServiceBus {
 
     /// Tells `client` what concerns it for as long as it lives and the bus does not go away. To be
     /// asked for only while there is a connection.
-    void add(ClientNumber number, const std::shared_ptr<ServiceBusClient>& client);
+    [[nodiscard]] BusConnection::Outcome add(ClientNumber number,
+                                             const std::shared_ptr<ServiceBusClient>& client);
 
-    /// The root object of a service that clients were added for since the connection was made.
-    [[nodiscard]] sdbus::IProxy& root(const std::string& service);
+    /// Counts as a call that waits for its answer, for as long as anybody has it.
+    using CallUnderWay = std::shared_ptr<void>;
 
     /// Runs `send` as soon as one more call may wait for its answer. The bus has a limit to that;
-    /// nothing is lost when more calls are made at once. callEnded() is due for each.
-    void whenThereIsRoom(PollLoop::Handler send);
-    void callEnded();
+    /// nothing is lost when more calls are made at once.
+    void whenThereIsRoom(std::function<void(CallUnderWay)> send);
 
   private:
-    struct Service {
-        sdbus::Slot ownerChanges;
-        std::unique_ptr<sdbus::IProxy> root;
-    };
     using Clients = std::vector<std::pair<ClientNumber, std::weak_ptr<ServiceBusClient>>>;
 
-    void connect();
-    [[nodiscard]] Service makeService(const std::string& name);
+    [[nodiscard]] BusConnection::Outcome connect();
+    [[nodiscard]] BusConnection::Outcome exportObjects(BusConnection& bus);
+    [[nodiscard]] BusConnection::Outcome watchOwnerOf(const std::string& service);
     void lose();
     void sendWaiting();
     static void ownerChanged(const Clients& clients, const std::string& service,
                              const std::string& owner);
-    void called(sdbus::Message& call) const;
-    void prove(const sdbus::UnixFd& socket, const std::vector<std::uint8_t>& nonce);
+    void called(BusMessage& call) const;
+    void prove(BusMessage& request);
     [[nodiscard]] bool isServiceOfRoot(const std::string& uniqueName);
 
-    std::shared_ptr<PollLoop> loop_;
+    std::shared_ptr<EventLoop> loop_;
     std::unique_ptr<BusConnection> connection_;
-    std::unique_ptr<sdbus::IProxy> busDaemon_;
-    std::unique_ptr<sdbus::IObject> peer_;
-    sdbus::Slot calls_;
-    std::map<std::string, Service> services_; // by name
+    BusSlot peer_;
+    BusSlot calls_;
+    std::map<std::string, BusSlot> services_; // those whose owner is watched, by name
     Clients clients_;
-    std::deque<PollLoop::Handler> waiting_;
+    std::deque<std::function<void(CallUnderWay)>> waiting_;
     int callsUnderWay_ = 0;
     std::thread thread_;
 };

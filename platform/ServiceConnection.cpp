@@ -18,21 +18,20 @@ void ServiceConnection::resume()
         object_ = std::exchange(makeObject_, {})(*this);
 }
 
-void ServiceConnection::admit(const sdbus::Message& call) const
+std::optional<BusError> ServiceConnection::objection(const BusMessage& call) const
 {
-    if (!object_)
-        throw sdbus::Error{connections::unknownObjectError, "this connection has ended"};
     // Paths can be guessed.
-    if (call.getSender() != remote_.name)
-        throw sdbus::Error{connections::refusedError, "this connection is somebody else's"};
+    if (call.sender() != remote_.name)
+        return BusError{connections::refusedError, "this connection is somebody else's"};
     if (const auto change = process_->change())
-        throw sdbus::Error{connections::refusedError, *change};
+        return BusError{connections::refusedError, *change};
+    return std::nullopt;
 }
 
 void ServiceConnection::withdraw()
 {
     makeObject_ = {};
-    object_.reset();
+    object_ = {};
 }
 
 void ServiceConnection::invalidate()

@@ -1,12 +1,12 @@
 #pragma once
 
+#include "platform/BusConnection.h"
 #include "platform/PinnedProcess.h"
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
-
-#include <sdbus-c++/sdbus-c++.h>
 
 namespace veltra {
 
@@ -19,13 +19,12 @@ class ServiceConnection : public std::enable_shared_from_this<ServiceConnection>
   public:
     /// Where an object is reached, or is to be put.
     struct Place {
-        std::shared_ptr<sdbus::IConnection> bus;
+        std::shared_ptr<BusConnection> bus;
         std::string name; ///< the unique name of the program that has it
         std::string path;
     };
-    /// Puts the service's object at its place. The connection lets go of it when it ends; while it
-    /// owes replies it has to keep itself, since they refer to it.
-    using Export = std::function<std::shared_ptr<void>(const ServiceConnection&)>;
+    /// Puts the service's object at its place. The connection lets go of it when it ends.
+    using Export = std::function<BusSlot(const ServiceConnection&)>;
 
     ServiceConnection(std::shared_ptr<const PinnedProcess> process, Place exported, Place remote);
     ServiceConnection(const ServiceConnection&) = delete;
@@ -48,12 +47,11 @@ class ServiceConnection : public std::enable_shared_from_this<ServiceConnection>
     /// Lets the client call the exported object.
     void resume();
 
-    /// Throws an sdbus::Error unless `call` was sent by this client, its process still is what it
-    /// was when it was let in, and the connection has not ended. To be asked first in every call
-    /// of the exported object.
-    void admit(const sdbus::Message& call) const;
+    /// Why `call` is not to be served; none when it was sent by this client, whose process still is
+    /// what it was when it was let in. To be asked first in every call of the exported object.
+    [[nodiscard]] std::optional<BusError> objection(const BusMessage& call) const;
 
-    /// Takes the exported object away. Not to be called by a call of the exported object, as is:
+    /// Takes the exported object away.
     void withdraw();
 
     /// Takes the exported object away and calls the invalidation handler, once.
@@ -65,7 +63,7 @@ class ServiceConnection : public std::enable_shared_from_this<ServiceConnection>
     Place remote_;
     Export makeObject_;
     std::function<void()> onEnd_;
-    std::shared_ptr<void> object_;
+    BusSlot object_;
 };
 
 } // namespace veltra

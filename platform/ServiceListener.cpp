@@ -16,31 +16,41 @@ namespace {
 // Of one program, those that wait to be opened included.
 constexpr std::size_t mostConnections = 4096;
 
-sdbus::Error refusedBecause(const std::string& reason)
+const sd_bus_vtable rootMethods[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES("Open", "o", SD_BUS_PARAM(client), "o", SD_BUS_PARAM(server),
+                             &BusConnection::useMethod, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_METHOD_WITH_NAMES("Close", "o", SD_BUS_PARAM(server), "", "", &BusConnection::useMethod,
+                             SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
+    SD_BUS_VTABLE_END};
+
+BusError refusedBecause(const std::string& reason)
 {
     return {refusedError, reason};
 }
 
-pid_t processOf(sdbus::IProxy& busDaemon)
+Result<pid_t> processOfDaemon(BusConnection& bus)
 {
+    auto question = bus.methodCall(busName, busPath, busName, "GetConnectionUnixProcessID");
+    auto answer = bus.call(question.append(std::string{busName}));
+    if (!answer)
+        return answer.error();
     std::uint32_t process = 0;
-    busDaemon.callMethod("GetConnectionUnixProcessID")
-        .onInterface(busName)
-        .withArguments(std::string{busName})
-        .storeResultsTo(process);
+    if (!answer.value().read(process))
+        return Error{std::make_error_code(std::errc::bad_message), "ask for the bus's process"};
     return static_cast<pid_t>(process);
 }
 
 } // namespace
 
-ServiceListener::ServiceListener(std::shared_ptr<PollLoop> loop, std::string machServiceName)
+ServiceListener::ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName)
     : loop_{std::move(loop)}, name_{std::move(machServiceName)}, instance_{std::random_device{}()}
 {
 }
 
 ServiceListener::~ServiceListener()
 {
-    loop_->setSource(nullptr);
+    loop_->pauseReadingWhile({});
 }
 
 Result<std::monostate> ServiceListener::resume()
@@ -48,118 +58,118 @@ Result<std::monostate> ServiceListener::resume()
     auto connection = BusConnection::open();
     if (!connection)
         return connection.error();
-    connection_ = std::move(connection.value());
-    connection_->setLossHandler([this] {
+    bus_ = std::move(connection.value());
+    bus_->setLossHandler([this] {
         forgetAll();
         if (onLoss_)
             onLoss_();
     });
-    try {
-        sdbus::IConnection& bus = *connection_->bus();
-        busDaemon_ = sdbus::createProxy(bus, busName, busPath);
-        setting_ = {loop_,
-                    &bus,
-                    busDaemon_.get(),
-                    processOf(*busDaemon_),
-                    examine_,
-                    std::make_shared<std::map<uid_t, int>>()};
-        watchClients();
-        exportRoot();
-        bus.requestName(name_);
-    } catch (const sdbus::Error& error) {
-        SystemLog::log({"the name ", name_, " cannot be taken: ", error.getMessage()});
-        return Error{std::make_error_code(std::errc::permission_denied), "take the name", name_};
-    }
-    loop_->setSource(connection_.get());
-    return std::monostate{};
+    loop_->pauseReadingWhile([bus = bus_] { return bus->isSending(); });
+    return takePlace();
+}
+
+BusConnection::Outcome ServiceListener::takePlace()
+{
+    const auto daemon = processOfDaemon(*bus_);
+    if (!daemon)
+        return daemon.error();
+    setting_ = {.loop = loop_,
+                .bus = bus_.get(),
+                .busDaemonProcess = daemon.value(),
+                .examine = examine_,
+                .takesPidfds = takesPidfds_,
+                .underWay = std::make_shared<std::map<uid_t, int>>()};
+    if (auto watched = watchClients(); !watched)
+        return watched;
+    if (auto exported = exportRoot(); !exported)
+        return exported;
+    if (auto named = bus_->requestName(name_); !named)
+        return named;
+    return bus_->serveOn(*loop_);
 }
 
 void ServiceListener::end()
 {
-    if (!connection_)
+    if (!bus_)
         return;
-    try {
-        sdbus::IConnection& bus = *connection_->bus();
-        // The bus answers after all that it had sent here by then.
-        bus.releaseName(name_);
-        withdrawAll();
-        root_.reset();
-        while (bus.processPendingRequest()) {
-        }
-    } catch (const sdbus::Error& error) {
-        SystemLog::log({"the name ", name_, " cannot be given back: ", error.getMessage()});
-    }
+    const auto released = bus_->releaseName(name_);
+    withdrawAll();
+    root_ = {};
+    const auto processed = released ? bus_->processArrived() : released;
+    if (!processed)
+        SystemLog::log(processed.error().message());
 }
 
 void ServiceListener::flush()
 {
-    if (!connection_)
+    if (!bus_)
         return;
-    try {
-        // The bus deals with what it is sent in that order.
-        std::string id;
-        busDaemon_->callMethod("GetId")
-            .onInterface(busName)
-            .withTimeout(std::chrono::seconds{1})
-            .storeResultsTo(id);
-    } catch (const sdbus::Error& error) {
-        SystemLog::log({"the bus does not answer at the end: ", error.getMessage()});
-    }
+    // The bus deals with what it is sent in that order.
+    auto question = bus_->methodCall(busName, busPath, busName, "GetId");
+    if (const auto answer = bus_->call(question, std::chrono::seconds{1}); !answer)
+        SystemLog::log({"the bus does not answer at the end: ", answer.error().message()});
 }
 
 // Who waits to be let in has not been served either.
 void ServiceListener::withdrawAll()
 {
     for (auto& [name, client] : std::exchange(clients_, {})) {
-        for (const Waiting& waiting : client.waiting)
-            waiting.result.returnError(
-                sdbus::Error{unknownObjectError, "this instance of the service has ended"});
+        for (Waiting& waiting : client.waiting)
+            waiting.call.refuse({unknownObjectError, "this instance of the service has ended"});
         for (const auto& [path, connection] : client.connections)
             connection->withdraw();
     }
 }
 
 // One match for all clients: the bus allows a connection 512.
-void ServiceListener::watchClients()
+BusConnection::Outcome ServiceListener::watchClients()
 {
     const std::string departures = std::string{"type='signal',sender='"} + busName +
                                    "',interface='" + busName +
                                    "',member='NameOwnerChanged',arg2=''";
-    departures_ = connection_->bus()->addMatch(departures, [this](sdbus::Message& message) {
+    auto watch = bus_->match(departures, [this](BusMessage& signal) {
         std::string name;
-        message >> name;
-        forget(name);
+        std::string previous;
+        std::string owner;
+        // Anybody may send us one that looks like it.
+        if (signal.sender() == busName && signal.read(name, previous, owner))
+            forget(name);
     });
+    if (!watch)
+        return watch.error();
+    departures_ = std::move(watch.value());
+    return std::monostate{};
 }
 
-void ServiceListener::exportRoot()
+BusConnection::Outcome ServiceListener::exportRoot()
 {
-    root_ = sdbus::createObject(*connection_->bus(), rootPath(name_));
-    root_->registerMethod("Open")
-        .onInterface(connectionsInterface)
-        .withInputParamNames("client")
-        .withOutputParamNames("server")
-        .implementedAs([this](Opened&& result, const sdbus::ObjectPath& client) {
-            open(std::move(result), root_->getCurrentlyProcessedMessage()->getSender(), client);
-        });
-    root_->registerMethod("Close")
-        .onInterface(connectionsInterface)
-        .withInputParamNames("server")
-        .implementedAs([this](const sdbus::ObjectPath& server) {
-            close(root_->getCurrentlyProcessedMessage()->getSender(), server);
-        })
-        .withNoReply();
-    root_->finishRegistration();
+    auto root = bus_->addObject(rootPath(name_), connectionsInterface, rootMethods,
+                                [this](BusCall call) { called(std::move(call)); });
+    if (!root)
+        return root.error();
+    root_ = std::move(root.value());
+    return std::monostate{};
 }
 
-void ServiceListener::open(Opened result, const std::string& client, const std::string& remotePath)
+void ServiceListener::called(BusCall call)
+{
+    ObjectPath path;
+    if (!call.message().read(path))
+        return;
+    const std::string client{call.message().sender()};
+    if (call.message().member() == "Open")
+        open(client, {std::move(call), path.text});
+    else
+        close(client, path.text);
+}
+
+void ServiceListener::open(const std::string& client, Waiting waiting)
 {
     Client& known = clients_[client];
     if (known.waiting.size() + known.connections.size() >= mostConnections) {
-        result.returnError(refusedBecause("it has too many connections"));
+        waiting.call.refuse(refusedBecause("it has too many connections"));
         return;
     }
-    Waiting waiting{std::move(result), remotePath};
     if (known.process) {
         accept(client, std::move(waiting));
         return;
@@ -183,27 +193,26 @@ void ServiceListener::settled(const std::string& client, const CallerSettlement:
         if (process)
             accept(client, std::move(waiting));
         else
-            waiting.result.returnError(refusedBecause(refusal));
+            waiting.call.refuse(refusedBecause(refusal));
 }
 
 void ServiceListener::accept(const std::string& client, Waiting waiting)
 {
     Client& known = clients_[client];
     if (const auto change = known.process->change()) {
-        waiting.result.returnError(refusedBecause(*change));
+        waiting.call.refuse(refusedBecause(*change));
         return;
     }
     const std::string path = newPath();
-    const auto& bus = connection_->bus();
     auto connection = std::make_shared<ServiceConnection>(
-        known.process, ServiceConnection::Place{bus, connection_->uniqueName(), path},
-        ServiceConnection::Place{bus, client, waiting.remotePath});
+        known.process, ServiceConnection::Place{bus_, bus_->uniqueName(), path},
+        ServiceConnection::Place{bus_, client, waiting.remotePath});
     if (!delegate_ || !delegate_->listener(*this, connection)) {
-        waiting.result.returnError(refusedBecause("the service does not accept it"));
+        waiting.call.refuse(refusedBecause("the service does not accept it"));
         return;
     }
     known.connections[path] = std::move(connection);
-    waiting.result.returnResults(sdbus::ObjectPath{path});
+    waiting.call.answer(ObjectPath{path});
 }
 
 void ServiceListener::close(const std::string& client, const std::string& path)

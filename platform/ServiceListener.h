@@ -2,7 +2,7 @@
 
 #include "platform/BusConnection.h"
 #include "platform/CallerSettlement.h"
-#include "platform/PollLoop.h"
+#include "platform/EventLoop.h"
 #include "platform/ServiceConnection.h"
 
 #include <cstdint>
@@ -41,7 +41,7 @@ class ServiceListener {
     /// takes long. Another thread may do so at the same time.
     using Examination = std::function<void(const CallerSettlement::Process&)>;
 
-    ServiceListener(std::shared_ptr<PollLoop> loop, std::string machServiceName);
+    ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName);
     ServiceListener(const ServiceListener&) = delete;
     ServiceListener& operator=(const ServiceListener&) = delete;
     ~ServiceListener();
@@ -49,6 +49,9 @@ class ServiceListener {
     /// All are set before resume(). The delegate must outlive the listener.
     void setDelegate(ServiceListenerDelegate* delegate) noexcept { delegate_ = delegate; }
     void setExamination(Examination examine) { examine_ = std::move(examine); }
+    /// Whether to use the processes that the bus hands out, where it does; so unless said
+    /// otherwise.
+    void setTakesPidfds(bool takes) noexcept { takesPidfds_ = takes; }
     /// Called once when the bus has gone away, after all connections are invalidated.
     void setInvalidationHandler(std::function<void()> handler) { onLoss_ = std::move(handler); }
 
@@ -57,10 +60,7 @@ class ServiceListener {
     [[nodiscard]] Result<std::monostate> resume();
 
     /// The bus that resume() has connected to.
-    [[nodiscard]] const std::shared_ptr<sdbus::IConnection>& bus() const noexcept
-    {
-        return connection_->bus();
-    }
+    [[nodiscard]] const std::shared_ptr<BusConnection>& bus() const noexcept { return bus_; }
 
     /// Gives the name back, and has everything that the bus had sent here until then answered by
     /// its not being known here: the senders ask the service's next instance. Connections end
@@ -72,9 +72,9 @@ class ServiceListener {
     void flush();
 
   private:
-    using Opened = sdbus::Result<sdbus::ObjectPath>;
+    /// A client that waits for a connection to be opened.
     struct Waiting {
-        Opened result;
+        BusCall call;
         std::string remotePath;
     };
     struct Client {
@@ -84,9 +84,11 @@ class ServiceListener {
         std::map<std::string, std::shared_ptr<ServiceConnection>> connections;
     };
 
-    void watchClients();
-    void exportRoot();
-    void open(Opened result, const std::string& client, const std::string& remotePath);
+    [[nodiscard]] BusConnection::Outcome takePlace();
+    [[nodiscard]] BusConnection::Outcome watchClients();
+    [[nodiscard]] BusConnection::Outcome exportRoot();
+    void called(BusCall call);
+    void open(const std::string& client, Waiting waiting);
     void settled(const std::string& client, const CallerSettlement::Process& process,
                  const std::string& refusal);
     void accept(const std::string& client, Waiting waiting);
@@ -96,17 +98,17 @@ class ServiceListener {
     void withdrawAll();
     [[nodiscard]] std::string newPath();
 
-    std::shared_ptr<PollLoop> loop_;
+    std::shared_ptr<EventLoop> loop_;
     std::string name_;
     ServiceListenerDelegate* delegate_ = nullptr;
     Examination examine_;
+    bool takesPidfds_ = true;
     std::function<void()> onLoss_;
 
-    std::unique_ptr<BusConnection> connection_;
+    std::shared_ptr<BusConnection> bus_;
     CallerSettlement::Setting setting_;
-    std::unique_ptr<sdbus::IProxy> busDaemon_;
-    sdbus::Slot departures_;
-    std::unique_ptr<sdbus::IObject> root_;
+    BusSlot departures_;
+    BusSlot root_;
     std::map<std::string, Client> clients_; // by their unique names
     std::uint64_t instance_;                // an earlier instance's paths must not be this one's
     std::uint64_t lastPath_ = 0;

@@ -84,7 +84,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
     explicit RunningTask(Task task) : task_{std::move(task)} {}
 
     // Everything that can be refused is asked for before the program runs, but for the last.
-    [[nodiscard]] Result<std::monostate> start(PollLoop& loop)
+    [[nodiscard]] Result<std::monostate> start(EventLoop& loop)
     {
         const auto streams =
             std::make_shared<TaskStreams>(task_.standardOutput, task_.standardError);
@@ -100,7 +100,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
     }
 
   private:
-    std::optional<Error> waitFor(PollLoop& loop, pid_t process)
+    std::optional<Error> waitFor(EventLoop& loop, pid_t process)
     {
         process_ = Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
         auto watch = process_ ? loop.watch(process_.get(),
@@ -134,13 +134,13 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
 
     Task task_;
     Fd process_;
-    PollLoop::Registration watch_;
-    PollLoop::Registration limit_;
+    EventLoop::Registration watch_;
+    EventLoop::Registration limit_;
 };
 
 } // namespace
 
-Result<std::monostate> launch(PollLoop& loop, Task task)
+Result<std::monostate> launch(EventLoop& loop, Task task)
 {
     return std::make_shared<RunningTask>(std::move(task))->start(loop);
 }

@@ -15,7 +15,7 @@ TaskStreams::TaskStreams(Handler onOutput, Handler onError)
 {
 }
 
-Result<TaskStreams::WriteEnds> TaskStreams::start(PollLoop& loop)
+Result<TaskStreams::WriteEnds> TaskStreams::start(EventLoop& loop)
 {
     auto output = listen(loop, output_);
     auto error = listen(loop, error_);
@@ -32,7 +32,7 @@ void TaskStreams::stop()
     error_.watch = {};
 }
 
-Result<Fd> TaskStreams::listen(PollLoop& loop, Stream& stream)
+Result<Fd> TaskStreams::listen(EventLoop& loop, Stream& stream)
 {
     std::array<int, 2> ends{};
     if (::pipe2(ends.data(), O_CLOEXEC) != 0)
@@ -46,7 +46,7 @@ Result<Fd> TaskStreams::listen(PollLoop& loop, Stream& stream)
     stream.descriptor = std::move(readEnd);
     auto watch = loop.watch(
         stream.descriptor.get(), [self = shared_from_this(), &stream] { read(stream); },
-        PollLoop::Reading::whileAllIsSent);
+        EventLoop::Reading::whileAllIsSent);
     if (!watch)
         return watch.error();
     stream.watch = std::move(watch.value());

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/Error.h"
+#include "platform/EventLoop.h"
 #include "platform/Fd.h"
-#include "platform/PollLoop.h"
 #include "platform/Task.h"
 
 #include <functional>
@@ -28,7 +28,7 @@ class TaskStreams : public std::enable_shared_from_this<TaskStreams> {
     TaskStreams& operator=(const TaskStreams&) = delete;
     ~TaskStreams() = default;
 
-    [[nodiscard]] Result<WriteEnds> start(PollLoop& loop);
+    [[nodiscard]] Result<WriteEnds> start(EventLoop& loop);
 
     void stop();
 
@@ -36,10 +36,10 @@ class TaskStreams : public std::enable_shared_from_this<TaskStreams> {
     struct Stream {
         Handler handler;
         Fd descriptor;
-        PollLoop::Registration watch;
+        EventLoop::Registration watch;
     };
 
-    [[nodiscard]] Result<Fd> listen(PollLoop& loop, Stream& stream);
+    [[nodiscard]] Result<Fd> listen(EventLoop& loop, Stream& stream);
     static void read(Stream& stream);
 
     Stream output_;

@@ -3,8 +3,8 @@
 #include "platform/TaskStreams.h"
 
 #include <cstdlib>
+#include <tuple>
 #include <utility>
-#include <vector>
 
 #include <systemd/sd-bus.h>
 #include <systemd/sd-daemon.h>
@@ -20,8 +20,11 @@ constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
 constexpr const char* serviceInterface = "org.freedesktop.systemd1.Service";
 constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 
-using Property = sdbus::Struct<std::string, sdbus::Variant>;
-using Command = sdbus::Struct<std::string, std::vector<std::string>, std::vector<std::string>>;
+using Words = std::vector<std::string>;
+// The program, its words with its name in front, and how they are meant.
+using Command = std::tuple<std::string, Words, Words>;
+using Property =
+    std::tuple<std::string, BusVariant<bool, std::string, Words, std::vector<Command>, Fd>>;
 
 std::string unitPath(const std::string& name)
 {
@@ -35,29 +38,29 @@ std::string unitPath(const std::string& name)
 
 std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
 {
-    std::vector<std::string> words{task.launchPath};
+    Words words{task.launchPath};
     words.insert(words.end(), task.arguments.begin(), task.arguments.end());
     // What systemd would tell the program of itself.
-    const std::vector<std::string> unset{"INVOCATION_ID", "JOURNAL_STREAM", "SYSTEMD_EXEC_PID",
-                                         "USER",          "LOGNAME",        "SHELL"};
-    const std::vector<std::string> literally{"no-env-expand"};
-    const auto handOver = [](Fd descriptor) {
-        return sdbus::Variant{sdbus::UnixFd{descriptor.release(), sdbus::adopt_fd}};
+    const Words unset{"INVOCATION_ID", "JOURNAL_STREAM", "SYSTEMD_EXEC_PID",
+                      "USER",          "LOGNAME",        "SHELL"};
+    std::vector<Property> properties;
+    const auto set = [&](const char* name, auto value) {
+        properties.emplace_back(name, std::move(value));
     };
-    return {
-        {"Description", sdbus::Variant{"The agent's command-line tool"}},
-        {"Type", sdbus::Variant{"exec"}},
-        {"ExecStartEx", sdbus::Variant{std::vector<Command>{{task.launchPath, words, literally}}}},
-        {"Environment", sdbus::Variant{task.environment}},
-        {"UnsetEnvironment", sdbus::Variant{unset}},
-        {"StandardOutputFileDescriptor", handOver(std::move(output))},
-        {"StandardErrorFileDescriptor", handOver(std::move(error))},
-        {"CollectMode", sdbus::Variant{"inactive-or-failed"}},
-        // What it leaves running is its own affair.
-        {"KillMode", sdbus::Variant{"process"}},
-        // Keeps the unit until it was asked how it ended.
-        {"AddRef", sdbus::Variant{true}},
-    };
+    set("Description", std::string{"The agent's command-line tool"});
+    set("Type", std::string{"exec"});
+    set("ExecStartEx",
+        std::vector<Command>{{task.launchPath, std::move(words), {"no-env-expand"}}});
+    set("Environment", task.environment);
+    set("UnsetEnvironment", unset);
+    set("StandardOutputFileDescriptor", std::move(output));
+    set("StandardErrorFileDescriptor", std::move(error));
+    set("CollectMode", std::string{"inactive-or-failed"});
+    // What it leaves running is its own affair.
+    set("KillMode", std::string{"process"});
+    // Keeps the unit until it was asked how it ended.
+    set("AddRef", true);
+    return properties;
 }
 
 } // namespace
@@ -67,21 +70,32 @@ bool TransientUnits::areAvailable()
     return ::sd_booted() > 0;
 }
 
-TransientUnits::TransientUnits(PollLoop& loop, std::shared_ptr<sdbus::IConnection> bus)
-    : loop_{loop}, bus_{std::move(bus)}, manager_{
-                                             sdbus::createProxy(*bus_, systemdName, managerPath)}
+Result<std::unique_ptr<TransientUnits>> TransientUnits::open(EventLoop& loop, BusConnection& bus)
 {
-    changes_ = bus_->addMatch(std::string{"type='signal',sender='"} + systemdName +
-                                  "',interface='" + propertiesInterface +
-                                  "',member='PropertiesChanged',arg0='" + serviceInterface + "'",
-                              [this](sdbus::Message& message) {
-                                  std::string interface;
-                                  Properties changed;
-                                  message >> interface >> changed;
-                                  takeChange(message.getPath(), changed);
-                              });
+    std::unique_ptr<TransientUnits> units{new TransientUnits{loop, bus}};
+    if (const auto listening = units->listen(); !listening)
+        return listening.error();
+    return units;
+}
+
+BusConnection::Outcome TransientUnits::listen()
+{
+    auto watch = bus_.match(std::string{"type='signal',sender='"} + systemdName + "',interface='" +
+                                propertiesInterface + "',member='PropertiesChanged',arg0='" +
+                                serviceInterface + "'",
+                            [this](BusMessage& signal) {
+                                std::string interface;
+                                Properties changed;
+                                std::vector<std::string> invalidated;
+                                if (signal.read(interface, changed, invalidated))
+                                    takeChange(std::string{signal.path()}, std::move(changed));
+                            });
+    if (!watch)
+        return watch.error();
+    changes_ = std::move(watch.value());
     // Nobody is told of changes otherwise. It is done before anything that is sent later.
-    manager_->callMethod("Subscribe").onInterface(managerInterface).dontExpectReply();
+    auto subscription = bus_.methodCall(systemdName, managerPath, managerInterface, "Subscribe");
+    return bus_.send(subscription);
 }
 
 Result<std::monostate> TransientUnits::launch(const Task& task,
@@ -98,41 +112,51 @@ Result<std::monostate> TransientUnits::launch(const Task& task,
     const std::string name = "veltra-agent-tool-" + std::to_string(::getpid()) + "-" +
                              std::to_string(++lastUnit_) + ".service";
     const std::string path = unitPath(name);
-    units_[path] = {name, task.terminationHandler,
+    units_[path] = {name,
+                    task.terminationHandler,
                     [streams, onFailure = std::move(onFailure)](const std::string& reason) {
                         streams->stop();
                         onFailure(reason);
-                    }};
-    request(path, task, std::move(ends.value().output), std::move(ends.value().error));
+                    },
+                    {}};
+    auto requested =
+        request(path, task, std::move(ends.value().output), std::move(ends.value().error));
+    if (!requested) {
+        units_.erase(path);
+        streams->stop();
+    }
+    return requested;
+}
+
+BusConnection::Outcome TransientUnits::request(const std::string& path, const Task& task, Fd output,
+                                               Fd error)
+{
+    using Auxiliary = std::vector<std::tuple<std::string, std::vector<Property>>>;
+    auto start = bus_.methodCall(systemdName, managerPath, managerInterface, "StartTransientUnit");
+    start.append(units_[path].name, std::string{"fail"},
+                 propertiesOf(task, std::move(output), std::move(error)), Auxiliary{});
+    auto sent = bus_.call(start, [this, path](BusMessage& answer) {
+        if (const auto failure = answer.error())
+            fail(path, failure->message);
+    });
+    if (!sent)
+        return sent.error();
+    units_[path].request = std::move(sent.value());
     return std::monostate{};
 }
 
-void TransientUnits::request(const std::string& path, const Task& task, Fd output, Fd error)
+void TransientUnits::takeChange(const std::string& path, Properties changed)
 {
-    using Auxiliary = std::vector<sdbus::Struct<std::string, std::vector<Property>>>;
-    manager_->callMethodAsync("StartTransientUnit")
-        .onInterface(managerInterface)
-        .withArguments(units_[path].name, std::string{"fail"},
-                       propertiesOf(task, std::move(output), std::move(error)), Auxiliary{})
-        .uponReplyInvoke([this, path](const sdbus::Error* failure, const sdbus::ObjectPath&) {
-            if (failure)
-                fail(path, failure->getMessage());
-        });
-}
-
-void TransientUnits::takeChange(const std::string& path, const Properties& changed)
-{
-    const auto ended = changed.find("ExecMainExitTimestampMonotonic");
-    const auto status = changed.find("ExecMainStatus");
-    const auto result = changed.find("Result");
-    const bool hasEnded = ended != changed.end() && status != changed.end() &&
-                          ended->second.get<std::uint64_t>() != 0;
-    if (hasEnded) {
+    const auto* const ended =
+        findProperty<std::uint64_t>(changed, "ExecMainExitTimestampMonotonic");
+    const auto* const status = findProperty<std::int32_t>(changed, "ExecMainStatus");
+    const auto* const result = findProperty<std::string>(changed, "Result");
+    if (ended && *ended != 0 && status) {
         // The exit status or the signal, whichever it was; see waitid(2).
         if (const auto unit = take(path))
-            unit->terminationHandler(status->second.get<std::int32_t>());
-    } else if (result != changed.end() && result->second.get<std::string>() != "success") {
-        fail(path, result->second.get<std::string>());
+            unit->terminationHandler(*status);
+    } else if (result && *result != "success") {
+        fail(path, *result);
     }
 }
 
@@ -149,10 +173,9 @@ std::optional<TransientUnits::Unit> TransientUnits::take(const std::string& path
         return std::nullopt;
     Unit unit = std::move(found->second);
     units_.erase(found);
-    manager_->callMethod("UnrefUnit")
-        .onInterface(managerInterface)
-        .withArguments(unit.name)
-        .dontExpectReply();
+    auto release = bus_.methodCall(systemdName, managerPath, managerInterface, "UnrefUnit");
+    // It may be gone already.
+    static_cast<void>(bus_.send(release.append(unit.name)));
     return unit;
 }
 

@@ -1,7 +1,8 @@
 #pragma once
 
+#include "platform/BusConnection.h"
 #include "platform/Error.h"
-#include "platform/PollLoop.h"
+#include "platform/EventLoop.h"
 #include "platform/Task.h"
 
 #include <cstdint>
@@ -10,8 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
-
-#include <sdbus-c++/sdbus-c++.h>
+#include <vector>
 
 namespace veltra {
 
@@ -22,8 +22,10 @@ class TransientUnits {
     /// Whether systemd runs this machine; see sd_booted(3).
     [[nodiscard]] static bool areAvailable();
 
-    /// `loop` must outlive this. Throws an sdbus::Error when systemd cannot be listened to.
-    TransientUnits(PollLoop& loop, std::shared_ptr<sdbus::IConnection> bus);
+    /// Fails when systemd cannot be listened to. `loop` and `bus` must outlive this, and `loop`
+    /// serve `bus`.
+    [[nodiscard]] static Result<std::unique_ptr<TransientUnits>> open(EventLoop& loop,
+                                                                      BusConnection& bus);
     TransientUnits(const TransientUnits&) = delete;
     TransientUnits& operator=(const TransientUnits&) = delete;
     ~TransientUnits() = default;
@@ -35,23 +37,27 @@ class TransientUnits {
                                                 std::function<void(const std::string&)> onFailure);
 
   private:
-    using Properties = std::map<std::string, sdbus::Variant>;
+    using Properties = std::map<std::string, BusVariant<std::int32_t, std::uint64_t, std::string>>;
     struct Unit {
         std::string name;
         std::function<void(int)> terminationHandler;
         std::function<void(const std::string&)> onFailure;
+        BusSlot request;
     };
 
-    void request(const std::string& path, const Task& task, Fd output, Fd error);
-    void takeChange(const std::string& path, const Properties& changed);
+    TransientUnits(EventLoop& loop, BusConnection& bus) noexcept : loop_{loop}, bus_{bus} {}
+
+    [[nodiscard]] BusConnection::Outcome listen();
+    [[nodiscard]] BusConnection::Outcome request(const std::string& path, const Task& task,
+                                                 Fd output, Fd error);
+    void takeChange(const std::string& path, Properties changed);
     std::optional<Unit> take(const std::string& path);
     void fail(const std::string& path, const std::string& reason);
 
-    PollLoop& loop_;
-    std::shared_ptr<sdbus::IConnection> bus_;
-    std::unique_ptr<sdbus::IProxy> manager_;
+    EventLoop& loop_;
+    BusConnection& bus_;
     std::map<std::string, Unit> units_; // by their paths
-    sdbus::Slot changes_;
+    BusSlot changes_;
     std::uint64_t lastUnit_ = 0;
 };
 

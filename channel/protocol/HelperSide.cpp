@@ -1,9 +1,7 @@
 #include "channel/protocol/HelperSide.h"
 
-#include "channel/protocol/AppProtocol-proxy.h"
-#include "channel/protocol/HelperProtocol-adaptor.h"
+#include "channel/protocol/ProtocolNames.h"
 #include "platform/ConnectionNames.h"
-#include "platform/SystemLog.h"
 
 #include <exception>
 #include <utility>
@@ -12,115 +10,43 @@ namespace veltra {
 
 namespace {
 
-using com::veltra::agentMonitor::AppProtocol_proxy;
-using com::veltra::agentMonitor::HelperProtocol_adaptor;
+constexpr auto anyCaller = SD_BUS_VTABLE_UNPRIVILEGED;
 
-/// A reply that somebody waits for. It may be owed for longer than the connection lasts; one that
-/// is forgotten is an error.
-template <typename T>
-class OwedReply {
-  public:
-    OwedReply(std::shared_ptr<void> object, sdbus::Result<T>&& result)
-        : object_{std::move(object)}, result_{std::move(result)}
-    {
-    }
+const sd_bus_vtable methods[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD_WITH_NAMES(protocol::getVersion, "", "", "s", SD_BUS_PARAM(version),
+                             &BusConnection::useMethod, anyCaller),
+    SD_BUS_METHOD_WITH_NAMES(protocol::runCommand, "s", SD_BUS_PARAM(option), "i",
+                             SD_BUS_PARAM(exitStatus), &BusConnection::useMethod, anyCaller),
+    SD_BUS_METHOD_WITH_NAMES(protocol::runCommandWithData, "say",
+                             SD_BUS_PARAM(option) SD_BUS_PARAM(authData), "i",
+                             SD_BUS_PARAM(exitStatus), &BusConnection::useMethod, anyCaller),
+    SD_BUS_VTABLE_END};
 
-    OwedReply(const OwedReply&) = delete;
-    OwedReply& operator=(const OwedReply&) = delete;
+void runCommand(HelperProtocol& helper, const std::shared_ptr<BusCall>& call)
+{
+    const auto completion = [call](std::int32_t status) { call->answer(status); };
+    BusMessage& message = call->message();
+    std::string option;
+    HelperProtocol::AuthorizationData data;
+    if (message.read(option))
+        helper.runCommand(option, completion);
+    else if (message.read(option, data))
+        helper.runCommand(option, data.empty() ? std::nullopt : std::optional{std::move(data)},
+                          completion);
+}
 
-    ~OwedReply()
-    {
-        try {
-            if (!isGiven_)
-                refuse(sdbus::Error{connections::failedError, "it could not be done"});
-        } catch (const sdbus::Error& error) {
-            SystemLog::log({"a client cannot be answered: ", error.getMessage()});
-        }
-    }
-
-    void give(const T& value)
-    {
-        isGiven_ = true;
-        result_.returnResults(value);
-    }
-
-    void refuse(const sdbus::Error& error)
-    {
-        isGiven_ = true;
-        result_.returnError(error);
-    }
-
-  private:
-    std::shared_ptr<void> object_; // outlives the result, which refers to what it registered
-    sdbus::Result<T> result_;
-    bool isGiven_ = false;
-};
-
-/// Keeps what has to be destroyed after the object that is on it.
-struct KeptBus {
-    std::shared_ptr<sdbus::IConnection> bus;
-};
-
-class HelperProtocolObject : private KeptBus,
-                             public sdbus::AdaptorInterfaces<HelperProtocol_adaptor>,
-                             public std::enable_shared_from_this<HelperProtocolObject> {
-  public:
-    HelperProtocolObject(const ServiceConnection& connection, HelperProtocol& helper)
-        : KeptBus{connection.exportedObject().bus},
-          AdaptorInterfaces{*bus, connection.exportedObject().path},
-          connection_{connection.weak_from_this()}, helper_{helper}
-    {
-        registerAdaptor();
-    }
-
-    HelperProtocolObject(const HelperProtocolObject&) = delete;
-    HelperProtocolObject& operator=(const HelperProtocolObject&) = delete;
-    virtual ~HelperProtocolObject() { unregisterAdaptor(); }
-
-  private:
-    void getVersionWithCompletion(sdbus::Result<std::string>&& result) override
-    {
-        answer(std::move(result), [this](auto completion) { helper_.getVersion(completion); });
-    }
-
-    void runCommandWithPath_completion(sdbus::Result<std::int32_t>&& result,
-                                       std::string option) override
-    {
-        answer(std::move(result), [&](auto completion) { helper_.runCommand(option, completion); });
-    }
-
-    void runCommandWithPath_authData_completion(sdbus::Result<std::int32_t>&& result,
-                                                std::string option,
-                                                std::vector<std::uint8_t> data) override
-    {
-        std::optional<HelperProtocol::AuthorizationData> authData;
-        if (!data.empty())
-            authData = std::move(data);
-        answer(std::move(result),
-               [&](auto completion) { helper_.runCommand(option, authData, completion); });
-    }
-
-    // Nothing but an sdbus::Error may pass through the bus library.
-    template <typename T, typename Call>
-    void answer(sdbus::Result<T>&& result, const Call& call)
-    {
-        const auto owed = std::make_shared<OwedReply<T>>(shared_from_this(), std::move(result));
-        try {
-            const auto connection = connection_.lock();
-            if (!connection)
-                throw sdbus::Error{connections::unknownObjectError, "this connection has ended"};
-            connection->admit(*getObject().getCurrentlyProcessedMessage());
-            call([owed](const T& value) { owed->give(value); });
-        } catch (const sdbus::Error& error) {
-            owed->refuse(error);
-        } catch (const std::exception& error) {
-            owed->refuse(sdbus::Error{connections::failedError, error.what()});
-        }
-    }
-
-    std::weak_ptr<const ServiceConnection> connection_;
-    HelperProtocol& helper_;
-};
+// The reply may be owed for longer than the connection lasts.
+void serve(HelperProtocol& helper, const ServiceConnection& connection,
+           const std::shared_ptr<BusCall>& call)
+{
+    if (const auto objection = connection.objection(call->message()))
+        call->refuse(*objection);
+    else if (call->message().member() == protocol::getVersion)
+        helper.getVersion([call](const std::string& version) { call->answer(version); });
+    else
+        runCommand(helper, call);
+}
 
 std::string withoutNul(const std::string& text)
 {
@@ -134,40 +60,45 @@ std::string withoutNul(const std::string& text)
     return carried;
 }
 
-class AppProtocolProxy : public AppProtocol, private sdbus::ProxyInterfaces<AppProtocol_proxy> {
+class RemoteApp : public AppProtocol {
   public:
-    explicit AppProtocolProxy(const ServiceConnection::Place& place)
-        : ProxyInterfaces{*place.bus, place.name, place.path}
+    explicit RemoteApp(ServiceConnection::Place place) : place_{std::move(place)} {}
+
+    void logWithStdOut(const std::string& text) override { log(protocol::logWithStdOut, text); }
+    void logWithStdErr(const std::string& text) override { log(protocol::logWithStdErr, text); }
+
+  private:
+    void log(const char* method, const std::string& text)
     {
-        registerProxy();
+        auto call =
+            place_.bus->methodCall(place_.name, place_.path, protocol::appInterface, method);
+        // Nobody is there to be told, when there is no bus any more.
+        static_cast<void>(place_.bus->send(call.append(withoutNul(text))));
     }
 
-    AppProtocolProxy(const AppProtocolProxy&) = delete;
-    AppProtocolProxy& operator=(const AppProtocolProxy&) = delete;
-    ~AppProtocolProxy() override { unregisterProxy(); }
-
-    void logWithStdOut(const std::string& text) override
-    {
-        AppProtocol_proxy::logWithStdOut(withoutNul(text));
-    }
-
-    void logWithStdErr(const std::string& text) override
-    {
-        AppProtocol_proxy::logWithStdErr(withoutNul(text));
-    }
+    ServiceConnection::Place place_;
 };
 
 } // namespace
 
-std::shared_ptr<void> exportHelperProtocol(const ServiceConnection& connection,
-                                           HelperProtocol& helper)
+BusSlot exportHelperProtocol(const ServiceConnection& connection, HelperProtocol& helper)
 {
-    return std::make_shared<HelperProtocolObject>(connection, helper);
+    const auto& [bus, name, path] = connection.exportedObject();
+    auto exported = bus->addObject(
+        path, protocol::helperInterface, methods, [&connection, &helper](BusCall call) {
+            const auto shared = std::make_shared<BusCall>(std::move(call));
+            try {
+                serve(helper, connection, shared);
+            } catch (const std::exception& error) {
+                shared->refuse({connections::failedError, error.what()});
+            }
+        });
+    return exported ? std::move(exported.value()) : BusSlot{};
 }
 
 std::shared_ptr<AppProtocol> remoteAppProtocol(const ServiceConnection::Place& remoteObject)
 {
-    return std::make_shared<AppProtocolProxy>(remoteObject);
+    return std::make_shared<RemoteApp>(remoteObject);
 }
 
 } // namespace veltra

@@ -10,14 +10,13 @@ namespace veltra {
 
 // The protocols on the bus, as the helper has them. On the thread of the listener's loop.
 
-/// Puts `helper`, which must outlive the bus's thread, on the bus as the object of `connection`.
-/// What `helper` throws reaches the caller as an error.
-[[nodiscard]] std::shared_ptr<void> exportHelperProtocol(const ServiceConnection& connection,
-                                                         HelperProtocol& helper);
+/// Puts `helper`, which must outlive the slot, on the bus as the object of `connection`, which
+/// keeps the slot. What `helper` throws reaches the caller as an error.
+[[nodiscard]] BusSlot exportHelperProtocol(const ServiceConnection& connection,
+                                           HelperProtocol& helper);
 
-/// The client's object at the other end of `connection`. A NUL character, which the bus does not
-/// carry, arrives as U+FFFD. May throw an sdbus::Error when it is used.
-/// Must not outlive the bus.
+/// The client's object at the other end of a connection. A NUL character, which the bus does not
+/// carry, arrives as U+FFFD. What is said when the bus has gone away is lost.
 [[nodiscard]] std::shared_ptr<AppProtocol>
 remoteAppProtocol(const ServiceConnection::Place& remoteObject);
 

@@ -28,7 +28,7 @@ std::ptrdiff_t openDescriptors()
 
 class TaskTest : public testing::Test {
   protected:
-    [[nodiscard]] PollLoop& loop() const { return *loop_; }
+    [[nodiscard]] EventLoop& loop() const { return *loop_; }
 
     [[nodiscard]] Task shell(const std::string& script) { return task("/bin/sh", {"-c", script}); }
 
@@ -79,7 +79,7 @@ class TaskTest : public testing::Test {
             loop().stop();
     }
 
-    std::unique_ptr<PollLoop> loop_ = std::move(PollLoop::open().value());
+    std::unique_ptr<EventLoop> loop_ = std::move(EventLoop::open().value());
     Words output_;
     Words error_;
     int open_ = 2;

@@ -112,19 +112,20 @@ TEST(Pkexec, IsNotAskedForAnAdministratorByWhoAddsARightAtTheMachine)
     const auto actions = monitorActions();
     const std::string prefix = "com.veltra.agentMonitor.admin.";
 
-    EXPECT_EQ(actions.at(prefix + "add-right").get<6>(), authAdminKeep);
-    EXPECT_EQ(actions.at(prefix + "add-right").get<7>(), authAdminKeep);
-    EXPECT_EQ(actions.at(prefix + "add-right").get<8>(), allowed);
+    EXPECT_EQ(std::get<6>(actions.at(prefix + "add-right")), authAdminKeep);
+    EXPECT_EQ(std::get<7>(actions.at(prefix + "add-right")), authAdminKeep);
+    EXPECT_EQ(std::get<8>(actions.at(prefix + "add-right")), allowed);
     for (const std::string& action : {prefix + "change-right", prefix + "remove",
                                       std::string{"com.apple.ServiceManagement.blesshelper"}}) {
-        EXPECT_EQ(actions.at(action).get<6>(), authAdminKeep) << action;
-        EXPECT_EQ(actions.at(action).get<7>(), authAdminKeep) << action;
-        EXPECT_EQ(actions.at(action).get<8>(), authAdminKeep) << action;
+        EXPECT_EQ(std::get<6>(actions.at(action)), authAdminKeep) << action;
+        EXPECT_EQ(std::get<7>(actions.at(action)), authAdminKeep) << action;
+        EXPECT_EQ(std::get<8>(actions.at(action)), authAdminKeep) << action;
     }
 }
 
 TEST(Pkexec, AsksInGermanToo)
 {
-    EXPECT_EQ(monitorActions("de_DE.UTF-8").at("com.apple.ServiceManagement.blesshelper").get<2>(),
-              "Veltra Agent Status Monitor möchte ein neues Hilfsprogramm installieren.");
+    EXPECT_EQ(
+        std::get<2>(monitorActions("de_DE.UTF-8").at("com.apple.ServiceManagement.blesshelper")),
+        "Veltra Agent Status Monitor möchte ein neues Hilfsprogramm installieren.");
 }

@@ -1,13 +1,17 @@
 #pragma once
 
+#include "platform/EventLoop.h"
+#include "platform/ProcessStatus.h"
 #include "tests/installation/PolkitTesting.h"
 
 #include <chrono>
-#include <fstream>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
+#include <tuple>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -23,23 +27,20 @@ class ScriptedAgent {
 
     ScriptedAgent(pid_t process, Answer answer) : answer_{answer}
     {
-        object_->registerMethod("BeginAuthentication")
-            .onInterface(interface_)
-            .implementedAs([this](const std::string& action, const std::string& message,
-                                  const std::string&, const std::map<std::string, std::string>&,
-                                  const std::string& cookie,
-                                  const std::vector<Identity>& identities) {
-                begin(action, message, cookie, identities);
-            });
-        object_->registerMethod("CancelAuthentication")
-            .onInterface(interface_)
-            .implementedAs([](const std::string&) {});
-        object_->finishRegistration();
-        bus_->enterEventLoopAsync();
-        polkit(*bus_)
-            ->callMethod("RegisterAuthenticationAgent")
-            .onInterface(polkitInterface)
-            .withArguments(subjectOf(process), std::string{"C.UTF-8"}, std::string{path_});
+        object_ = std::move(
+            bus_->addObject(path_, interface_, methods_, [this](BusCall call) { called(call); })
+                .value());
+        auto registration = callOfPolkit(*bus_, "RegisterAuthenticationAgent");
+        registration.append(subjectOf(process), std::string{"C.UTF-8"}, std::string{path_});
+        EXPECT_TRUE(bus_->call(registration));
+        EXPECT_TRUE(bus_->serveOn(*loop_));
+        thread_ = std::thread{[this] { loop_->run(); }};
+    }
+
+    ~ScriptedAgent()
+    {
+        loop_->stop();
+        thread_.join();
     }
 
     /// What was asked so far: the action and the words for the user.
@@ -53,49 +54,70 @@ class ScriptedAgent {
     void release() { released_.set_value(); }
 
   private:
-    using Identity = sdbus::Struct<std::string, std::map<std::string, sdbus::Variant>>;
+    using Identity =
+        std::tuple<std::string, std::map<std::string, BusVariant<std::uint32_t, std::uint64_t>>>;
 
     static Identity subjectOf(pid_t process)
     {
-        std::ifstream stat{"/proc/" + std::to_string(process) + "/stat"};
-        std::string word;
-        std::getline(stat, word, ')');
-        for (int i = 3; i <= 22; ++i)
-            stat >> word;
         return {"unix-process",
-                {{"pid", sdbus::Variant{static_cast<std::uint32_t>(process)}},
-                 {"start-time", sdbus::Variant{static_cast<std::uint64_t>(std::stoull(word))}}}};
+                {{"pid", static_cast<std::uint32_t>(process)},
+                 {"start-time", processStartTime(process).value()}}};
     }
 
-    void begin(const std::string& action, const std::string& message, const std::string& cookie,
-               const std::vector<Identity>& identities)
+    void called(BusCall& call)
     {
+        if (call.message().member() != "BeginAuthentication") {
+            call.answer();
+            return;
+        }
+        std::string action;
+        std::string message;
+        std::string icon;
+        std::map<std::string, std::string> details;
+        std::string cookie;
+        std::vector<Identity> identities;
+        EXPECT_TRUE(call.message().read(action, message, icon, details, cookie, identities));
         {
             const std::lock_guard lock{mutex_};
             questions_.push_back(action + ": " + message);
         }
-        if (answer_ == Answer::dismiss)
-            throw sdbus::Error{"org.freedesktop.PolicyKit1.Error.Cancelled", "dismissed"};
+        if (answer_ == Answer::dismiss) {
+            call.refuse({"org.freedesktop.PolicyKit1.Error.Cancelled", "dismissed"});
+            return;
+        }
         if (answer_ == Answer::none)
             released_.get_future().wait_for(std::chrono::seconds{30});
-        if (answer_ == Answer::giveUp || answer_ == Answer::none)
-            return;
-        polkit(*bus_)
-            ->callMethod("AuthenticationAgentResponse2")
-            .onInterface(polkitInterface)
-            .withArguments(static_cast<std::uint32_t>(::getuid()), cookie, identities.at(0));
+        if (answer_ == Answer::authenticate)
+            authenticate(cookie, identities.at(0));
+        call.answer();
+    }
+
+    void authenticate(const std::string& cookie, const Identity& identity)
+    {
+        auto response = callOfPolkit(*bus_, "AuthenticationAgentResponse2");
+        response.append(static_cast<std::uint32_t>(::getuid()), cookie, identity);
+        EXPECT_TRUE(bus_->call(response));
     }
 
     static constexpr const char* interface_ = "org.freedesktop.PolicyKit1.AuthenticationAgent";
     static constexpr const char* path_ = "/agent";
+    static inline const sd_bus_vtable methods_[] = {
+        SD_BUS_VTABLE_START(0),
+        SD_BUS_METHOD("BeginAuthentication", "sssa{ss}sa(sa{sv})", "", &BusConnection::useMethod,
+                      SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_METHOD("CancelAuthentication", "s", "", &BusConnection::useMethod,
+                      SD_BUS_VTABLE_UNPRIVILEGED),
+        SD_BUS_VTABLE_END};
 
     Answer answer_;
     mutable std::mutex mutex_;
     std::vector<std::string> questions_;
     std::promise<void> released_;
+    std::unique_ptr<EventLoop> loop_ = std::move(EventLoop::open().value());
     // polkit calls back whoever registers on the connection that he registers on.
-    std::unique_ptr<sdbus::IConnection> bus_ = sdbus::createSystemBusConnection();
-    std::unique_ptr<sdbus::IObject> object_ = sdbus::createObject(*bus_, path_);
+    std::unique_ptr<BusConnection> bus_ = std::move(BusConnection::open().value());
+    BusSlot object_;
+    std::thread thread_;
 };
 
 } // namespace veltra

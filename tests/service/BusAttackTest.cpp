@@ -12,46 +12,31 @@ namespace {
 
 const std::string trusted = programs + "service_client";
 
-using Bus = std::unique_ptr<sdbus::IConnection>;
-
-std::vector<std::string> namesOn(sdbus::IConnection& bus)
-{
-    std::vector<std::string> names;
-    sdbus::createProxy(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus")
-        ->callMethod("ListNames")
-        .onInterface("org.freedesktop.DBus")
-        .storeResultsTo(names);
-    std::erase_if(names, [](const auto& name) { return !name.starts_with(":"); });
-    return names;
-}
-
 /// The name that a process has on a bus; empty when it has none.
-std::string nameOf(pid_t process, sdbus::IConnection& bus)
+std::string nameOf(pid_t process, BusConnection& bus)
 {
-    const auto daemon = sdbus::createProxy(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-    for (const std::string& name : namesOn(bus)) {
-        std::uint32_t owner = 0;
-        daemon->callMethod("GetConnectionUnixProcessID")
-            .onInterface("org.freedesktop.DBus")
-            .withArguments(name)
-            .storeResultsTo(owner);
-        if (static_cast<pid_t>(owner) == process)
+    auto question = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus", "ListNames");
+    auto answer = bus.call(question);
+    std::vector<std::string> names;
+    EXPECT_TRUE(answer && answer.value().read(names));
+    for (const std::string& name : names)
+        if (name.starts_with(":") && ownerOf(name, bus) == process)
             return name;
-    }
     return {};
 }
 
 /// Whether the client proves to who is on the bus there which process it is.
-bool isAnswered(sdbus::IConnection& bus, const std::string& client)
+bool isAnswered(BusConnection& bus, const std::string& client)
 {
     std::array<int, 2> ends{};
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()), 0);
     const Fd ourEnd{ends[0]};
-    sdbus::createProxy(bus, client, "/com/veltra/agentMonitor/peer")
-        ->callMethod("Prove")
-        .onInterface("com.veltra.agentMonitor.Peer")
-        .withArguments(sdbus::UnixFd{ends[1], sdbus::adopt_fd}, std::vector<std::uint8_t>(32, 7))
-        .dontExpectReply();
+    auto request = bus.methodCall(client, "/com/veltra/agentMonitor/peer",
+                                  "com.veltra.agentMonitor.Peer", "Prove");
+    request.append(Fd{ends[1]}, std::vector<std::uint8_t>(32, 7));
+    EXPECT_TRUE(bus.send(request));
+    request = {};
     // One that does not answer closes its end.
     std::array<char, 1024> answer{};
     return ::read(ourEnd.get(), answer.data(), answer.size()) > 0;
@@ -66,13 +51,13 @@ ClientProgram startFalseBus()
 }
 
 /// A user's connection to that bus, which owns the helper's name.
-Bus ownNameOnFalseBus(uid_t user)
+std::unique_ptr<BusConnection> ownNameOnFalseBus(uid_t user)
 {
     EXPECT_EQ(::seteuid(user), 0);
-    Bus bus = sdbus::createSessionBusConnectionWithAddress("unix:path=" + falseBusFolder +
-                                                           "/system_bus_socket");
+    auto bus = std::move(
+        BusConnection::openAt("unix:path=" + falseBusFolder + "/system_bus_socket").value());
     EXPECT_EQ(::seteuid(0), 0);
-    bus->requestName(helperName);
+    EXPECT_TRUE(bus->requestName(helperName));
     return bus;
 }
 
@@ -93,11 +78,11 @@ TEST(BusAttack, AClientTakesOutputFromTheHelperAlone)
 {
     Client client{asNobody({trusted})};
     EXPECT_EQ(client.version(), "a version 1.0.0");
-    const auto bus = sdbus::createSystemBusConnection();
+    const auto bus = joinBus();
 
     // From root, whom the bus lets through.
     outputOf("dbus-send --system --type=method_call --dest=" + nameOf(client.pid(), *bus) +
-             " /com/veltra/agentMonitor/client1 "
+             " /com/veltra/agentMonitor/client/1 "
              "com.veltra.agentMonitor.AppProtocol.logWithStdOut string:forged");
     client.tell("run a printf true");
 
@@ -108,13 +93,13 @@ TEST(BusAttack, ClientsCannotBeCalledByOtherUsers)
 {
     Client client;
     EXPECT_EQ(client.version(), "a version 1.0.0");
-    const auto bus = sdbus::createSystemBusConnection();
+    const auto bus = joinBus();
     const std::string name = nameOf(client.pid(), *bus);
 
     const auto call = [&](const std::string& method) {
         return outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --print-reply "
                         "--dest=" +
-                        name + " /com/veltra/agentMonitor/client1 " + method);
+                        name + " /com/veltra/agentMonitor/client/1 " + method);
     };
 
     EXPECT_NE(
@@ -129,13 +114,13 @@ TEST(BusAttack, AClientAnswersNoProgramOfRootsButItsService)
 {
     Client client{asNobody({trusted})};
     EXPECT_EQ(client.version(), "a version 1.0.0");
-    const auto bus = sdbus::createSystemBusConnection();
+    const auto bus = joinBus();
     const std::string name = nameOf(client.pid(), *bus);
 
     EXPECT_FALSE(isAnswered(*bus, name));
 
     killHelper();
-    bus->requestName(helperName);
+    EXPECT_TRUE(bus->requestName(helperName));
     EXPECT_TRUE(isAnswered(*bus, name));
 }
 
@@ -143,7 +128,7 @@ TEST(BusAttack, AClientAnswersNoServiceOfAnotherUsers)
 {
     ClientProgram falseBus = startFalseBus();
     ASSERT_TRUE(falseBus.line().starts_with("unix:path="));
-    Bus falseHelper = ownNameOnFalseBus(0);
+    auto falseHelper = ownNameOnFalseBus(0);
     Client client{{"unshare", "-m", "sh", "-c",
                    "mount --bind " + falseBusFolder + " /run/dbus && exec " + trusted}};
     client.tell("version a");

@@ -190,21 +190,6 @@ TEST(HelperCommand, DoesNotConfineTheTool)
     EXPECT_TRUE(std::filesystem::exists("/usr/veltra-was-here"));
 }
 
-TEST(HelperCommand, IsIntrospectedAsItsProtocol)
-{
-    ClientProgram program{{programs + "signed_attacker", "honest"}};
-    const std::string granted = program.line();
-    const std::string path = granted.substr(granted.find(' ') + 1);
-
-    const std::string command = "busctl --system --no-legend introspect " + helperName + " " +
-                                path + " com.veltra.agentMonitor.HelperProtocol" +
-                                " | awk '{ print $1, $2, $3, $4 }'";
-
-    EXPECT_EQ(outputOf(command), ".getVersionWithCompletion method - s\n"
-                                 ".runCommandWithPath_authData_completion method say i\n"
-                                 ".runCommandWithPath_completion method s i\n");
-}
-
 TEST(HelperCommand, AnswersWhenTheToolClosedItsOutputAndWentOn)
 {
     Client client;

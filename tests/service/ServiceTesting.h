@@ -1,17 +1,20 @@
 #pragma once
 
-#include "tests/service/ClientProgram.h"
+#include "platform/BusConnection.h"
+#include "platform/tests/ClientProgram.h"
 
 #include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <memory>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sdbus-c++/sdbus-c++.h>
 #include <sys/syscall.h>
 
 namespace veltra {
@@ -65,21 +68,35 @@ inline bool isUnderSystemd()
     return std::filesystem::exists("/run/systemd/system");
 }
 
+/// Asks the bus itself something about a name; none when it answers with an error.
+template <typename Result>
+std::optional<Result> askBus(BusConnection& bus, const char* method, const std::string& name)
+{
+    auto question = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus", method);
+    auto answer = bus.call(question.append(name));
+    Result result{};
+    if (!answer || !answer.value().read(result))
+        return std::nullopt;
+    return result;
+}
+
+/// A connection to the bus of the test.
+inline std::unique_ptr<BusConnection> joinBus()
+{
+    return std::move(BusConnection::open().value());
+}
+
 /// The process that owns a name on the bus, 0 when there is none. Does not start it.
+inline pid_t ownerOf(const std::string& name, BusConnection& bus)
+{
+    return static_cast<pid_t>(
+        askBus<std::uint32_t>(bus, "GetConnectionUnixProcessID", name).value_or(0));
+}
+
 inline pid_t ownerOf(const std::string& name)
 {
-    const auto bus = sdbus::createSystemBusConnection();
-    const auto daemon = sdbus::createProxy(*bus, "org.freedesktop.DBus", "/org/freedesktop/DBus");
-    std::uint32_t pid = 0;
-    try {
-        daemon->callMethod("GetConnectionUnixProcessID")
-            .onInterface("org.freedesktop.DBus")
-            .withArguments(name)
-            .storeResultsTo(pid);
-    } catch (const sdbus::Error&) {
-        return 0;
-    }
-    return static_cast<pid_t>(pid);
+    return ownerOf(name, *joinBus());
 }
 
 inline pid_t helperProcess()

@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include <sys/stat.h>
@@ -24,32 +26,31 @@ using Clock = std::chrono::steady_clock;
 // Identifier, description, message, vendor, its address, icon; what is allowed without a session,
 // in an inactive and in an active one; annotations.
 using Action =
-    sdbus::Struct<std::string, std::string, std::string, std::string, std::string, std::string,
-                  std::uint32_t, std::uint32_t, std::uint32_t, std::map<std::string, std::string>>;
+    std::tuple<std::string, std::string, std::string, std::string, std::string, std::string,
+               std::uint32_t, std::uint32_t, std::uint32_t, std::map<std::string, std::string>>;
 
-std::vector<Action> actions(sdbus::IProxy& authority, Clock::duration patience)
+// One that cannot be learned is as good as one that is not there.
+std::vector<Action> actions(BusConnection& bus, Clock::duration patience)
 {
+    auto question =
+        bus.methodCall("org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
+                       "org.freedesktop.PolicyKit1.Authority", "EnumerateActions");
+    auto answer = bus.call(question.append(std::string{}),
+                           std::chrono::ceil<BusConnection::Patience>(patience));
     std::vector<Action> actions;
-    try {
-        authority.callMethod("EnumerateActions")
-            .onInterface("org.freedesktop.PolicyKit1.Authority")
-            .withTimeout(std::chrono::duration_cast<std::chrono::microseconds>(patience))
-            .withArguments(std::string{})
-            .storeResultsTo(actions);
-    } catch (const sdbus::Error&) {
-        return {}; // as good as not knowing them
-    }
+    if (!answer || !answer.value().read(actions))
+        return {};
     return actions;
 }
 
 bool isFor(const Action& action, const HelperAuthorizationRight& right)
 {
-    const auto& annotations = action.get<9>();
+    const auto& annotations = std::get<9>(action);
     const auto name = annotations.find(rightNameAnnotation);
     const auto definition = annotations.find(rightDefinitionAnnotation);
     return name != annotations.end() && name->second == right.name &&
            definition != annotations.end() && definition->second == definitionInPolicy(right) &&
-           action.get<2>() == right.description;
+           std::get<2>(action) == right.description;
 }
 
 bool areKnown(const std::vector<Action>& actions)
@@ -64,15 +65,12 @@ bool areKnown(const std::vector<Action>& actions)
 // the rights; those who ask it never do not mind.
 Done awaitPolkit()
 {
-    const auto connection = BusConnection::open();
-    if (!connection)
+    const auto bus = BusConnection::open();
+    if (!bus)
         return std::monostate{};
-    const auto authority =
-        sdbus::createProxy(*connection.value()->bus(), "org.freedesktop.PolicyKit1",
-                           "/org/freedesktop/PolicyKit1/Authority");
     const auto end = Clock::now() + 2s;
     for (auto left = end - Clock::now(); left > 0s; left = end - Clock::now()) {
-        if (areKnown(actions(*authority, left)))
+        if (areKnown(actions(*bus.value(), left)))
             break;
         std::this_thread::sleep_for(5ms);
     }

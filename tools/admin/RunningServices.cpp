@@ -2,6 +2,7 @@
 
 #include "channel/protocol/HelperConstants.h"
 #include "platform/BusConnection.h"
+#include "platform/ConnectionNames.h"
 #include "platform/PinnedProcess.h"
 #include "tools/admin/InstalledFiles.h"
 
@@ -78,26 +79,21 @@ Done systemctl(const std::vector<std::string>& arguments, int otherSuccess = 0)
     return std::monostate{};
 }
 
-std::unique_ptr<sdbus::IProxy> busDaemon(BusConnection& connection)
+// None when nobody owns it.
+Result<std::optional<pid_t>> ownerOfHelpersName(BusConnection& bus)
 {
-    return sdbus::createProxy(*connection.bus(), "org.freedesktop.DBus", "/org/freedesktop/DBus");
-}
-
-std::optional<pid_t> ownerOfHelpersName(sdbus::IProxy& daemon)
-{
+    auto question = bus.methodCall(connections::busName, connections::busPath, connections::busName,
+                                   "GetConnectionUnixProcessID");
+    auto answer =
+        bus.call(question.append(std::string{HelperConstants::machServiceName}), busPatience);
+    if (!answer && answer.error().code().value() == ENXIO)
+        return std::optional<pid_t>{};
+    if (!answer)
+        return answer.error();
     std::uint32_t pid = 0;
-    try {
-        daemon.callMethod("GetConnectionUnixProcessID")
-            .onInterface("org.freedesktop.DBus")
-            .withTimeout(busPatience)
-            .withArguments(std::string{HelperConstants::machServiceName})
-            .storeResultsTo(pid);
-    } catch (const sdbus::Error& error) {
-        if (error.getName() == "org.freedesktop.DBus.Error.NameHasNoOwner")
-            return std::nullopt;
-        throw;
-    }
-    return static_cast<pid_t>(pid);
+    if (!answer.value().read(pid))
+        return Error{std::make_error_code(std::errc::bad_message), "ask for the helper's process"};
+    return std::optional{static_cast<pid_t>(pid)};
 }
 
 // Its file may have been replaced since.
@@ -111,25 +107,31 @@ bool isInstalledHelper(const PinnedProcess& process)
 }
 
 // The program behind the name, held fast; none when there is none, or it is not ours to end.
-std::optional<PinnedProcess> runningHelper(sdbus::IProxy& daemon)
+Result<std::optional<PinnedProcess>> runningHelper(BusConnection& bus)
 {
-    const auto owner = ownerOfHelpersName(daemon);
+    const auto owner = ownerOfHelpersName(bus);
     if (!owner)
-        return std::nullopt;
-    auto process = PinnedProcess::open(*owner);
-    if (!process || ownerOfHelpersName(daemon) != owner || !isInstalledHelper(process.value()))
-        return std::nullopt;
-    return std::move(process.value());
+        return owner.error();
+    if (!owner.value())
+        return std::optional<PinnedProcess>{};
+    auto process = PinnedProcess::open(*owner.value());
+    const auto ownerStill = ownerOfHelpersName(bus);
+    if (!ownerStill)
+        return ownerStill.error();
+    if (!process || ownerStill.value() != owner.value() || !isInstalledHelper(process.value()))
+        return std::optional<PinnedProcess>{};
+    return std::optional{std::move(process.value())};
 }
 
 Done endHelperOfBus()
 {
-    const auto connection = BusConnection::open();
-    if (!connection)
+    const auto bus = BusConnection::open();
+    if (!bus)
         return std::monostate{};
-    const auto daemon = busDaemon(*connection.value());
-    const auto helper = runningHelper(*daemon);
-    if (helper && !helper->end(helperPatience))
+    const auto helper = runningHelper(*bus.value());
+    if (!helper)
+        return helper.error();
+    if (helper.value() && !helper.value()->end(helperPatience))
         return Error{adminError(AdminError::helperRunsOn), "end", "the running helper"};
     return std::monostate{};
 }
@@ -143,18 +145,13 @@ Done reloadUnits()
 
 Done reloadBus()
 {
-    const auto connection = BusConnection::open();
-    if (!connection)
+    const auto bus = BusConnection::open();
+    if (!bus)
         return std::monostate{};
-    try {
-        busDaemon(*connection.value())
-            ->callMethod("ReloadConfig")
-            .onInterface("org.freedesktop.DBus")
-            .withTimeout(busPatience);
-    } catch (const sdbus::Error& error) {
-        return Error{std::make_error_code(std::errc::io_error), "reload the system bus",
-                     error.getMessage()};
-    }
+    auto request = bus.value()->methodCall(connections::busName, connections::busPath,
+                                           connections::busName, "ReloadConfig");
+    if (const auto answer = bus.value()->call(request, busPatience); !answer)
+        return answer.error();
     return std::monostate{};
 }
 

@@ -1,4 +1,4 @@
-#include "platform/PollLoop.h"
+#include "platform/EventLoop.h"
 
 #include "platform/tests/RecordingSink.h"
 
@@ -40,14 +40,14 @@ struct Pipe {
     Fd writeEnd;
 };
 
-class PollLoopTest : public testing::Test {
+class EventLoopTest : public testing::Test {
   protected:
-    [[nodiscard]] PollLoop& loop() const { return *loop_; }
+    [[nodiscard]] EventLoop& loop() const { return *loop_; }
     void add(const std::string& word) { words_.push_back(word); }
     [[nodiscard]] const Words& words() const { return words_; }
 
-    PollLoop::Registration watch(const Pipe& pipe, const std::string& word,
-                                 PollLoop::Reading reading = PollLoop::Reading::always)
+    EventLoop::Registration watch(const Pipe& pipe, const std::string& word,
+                                  EventLoop::Reading reading = EventLoop::Reading::always)
     {
         auto registration = loop().watch(
             pipe.readEnd.get(),
@@ -59,19 +59,25 @@ class PollLoopTest : public testing::Test {
         return std::move(registration.value());
     }
 
-    /// Runs the loop until it has nothing to do.
+    /// Runs the loop until it has nothing to do: what is posted takes turns with all else.
     void runOut()
     {
-        loop().post([this] { loop().post([this] { loop().stop(); }); });
+        constexpr int enough = 10;
+        postTurn(enough);
         loop().run();
     }
 
   private:
-    std::unique_ptr<PollLoop> loop_ = std::move(PollLoop::open().value());
+    void postTurn(int turns)
+    {
+        loop().post([this, turns] { turns > 1 ? postTurn(turns - 1) : loop().stop(); });
+    }
+
+    std::unique_ptr<EventLoop> loop_ = std::move(EventLoop::open().value());
     Words words_;
 };
 
-TEST_F(PollLoopTest, RunsWhatIsPostedInOrderOnItsOwnThread)
+TEST_F(EventLoopTest, RunsWhatIsPostedInOrderOnItsOwnThread)
 {
     std::thread poster{[this] {
         for (const char* word : {"a", "b", "c"})
@@ -85,7 +91,7 @@ TEST_F(PollLoopTest, RunsWhatIsPostedInOrderOnItsOwnThread)
     EXPECT_EQ(words(), (Words{"a", "b", "c"}));
 }
 
-TEST_F(PollLoopTest, RunsWhatWasPostedBeforeItRan)
+TEST_F(EventLoopTest, RunsWhatWasPostedBeforeItRan)
 {
     loop().post([this] { add("early"); });
 
@@ -94,7 +100,7 @@ TEST_F(PollLoopTest, RunsWhatWasPostedBeforeItRan)
     EXPECT_EQ(words(), Words{"early"});
 }
 
-TEST_F(PollLoopTest, ReturnsAtOnceWhenItWasStoppedBeforeItRan)
+TEST_F(EventLoopTest, ReturnsAtOnceWhenItWasStoppedBeforeItRan)
 {
     loop().stop();
 
@@ -104,20 +110,19 @@ TEST_F(PollLoopTest, ReturnsAtOnceWhenItWasStoppedBeforeItRan)
     SUCCEED() << "and can be run again";
 }
 
-TEST_F(PollLoopTest, CallsTheHandlerOfAReadableDescriptorAsOftenAsItIs)
+TEST_F(EventLoopTest, CallsTheHandlerOfAReadableDescriptorAsOftenAsItIs)
 {
     const Pipe pipe;
     const auto registration = watch(pipe, "read");
     pipe.write();
     pipe.write();
 
-    loop().post([this] { loop().post([this] { runOut(); }); });
     runOut();
 
     EXPECT_EQ(words(), (Words{"read", "read"}));
 }
 
-TEST_F(PollLoopTest, CallsTheHandlerWhenTheOtherEndIsClosed)
+TEST_F(EventLoopTest, CallsTheHandlerWhenTheOtherEndIsClosed)
 {
     Pipe pipe;
     auto registration = loop().watch(pipe.readEnd.get(), [this] { loop().stop(); });
@@ -128,7 +133,7 @@ TEST_F(PollLoopTest, CallsTheHandlerWhenTheOtherEndIsClosed)
     loop().run();
 }
 
-TEST_F(PollLoopTest, ForgetsADescriptorWithItsRegistration)
+TEST_F(EventLoopTest, ForgetsADescriptorWithItsRegistration)
 {
     const Pipe pipe;
     auto registration = watch(pipe, "read");
@@ -140,7 +145,7 @@ TEST_F(PollLoopTest, ForgetsADescriptorWithItsRegistration)
     EXPECT_EQ(words(), Words{});
 }
 
-TEST_F(PollLoopTest, WatchesADescriptorAgainOnceItIsForgotten)
+TEST_F(EventLoopTest, WatchesADescriptorAgainOnceItIsForgotten)
 {
     const Pipe pipe;
     auto registration = watch(pipe, "first");
@@ -153,13 +158,13 @@ TEST_F(PollLoopTest, WatchesADescriptorAgainOnceItIsForgotten)
     EXPECT_EQ(words(), Words{"second"});
 }
 
-TEST_F(PollLoopTest, LetsAHandlerEndItsOwnRegistrationAndAnother)
+TEST_F(EventLoopTest, LetsAHandlerEndItsOwnRegistrationAndAnother)
 {
     const Pipe pipe;
     const Pipe other;
     pipe.write();
     other.write();
-    std::array<PollLoop::Registration, 2> registrations;
+    std::array<EventLoop::Registration, 2> registrations;
     const auto endBoth = [&] {
         add("ended");
         registrations = {};
@@ -172,7 +177,7 @@ TEST_F(PollLoopTest, LetsAHandlerEndItsOwnRegistrationAndAnother)
     EXPECT_EQ(words(), Words{"ended"});
 }
 
-TEST_F(PollLoopTest, RefusesADescriptorThatCannotBeWatched)
+TEST_F(EventLoopTest, RefusesADescriptorThatCannotBeWatched)
 {
     const Fd file{::open("/proc/self/exe", O_RDONLY | O_CLOEXEC)};
 
@@ -182,7 +187,7 @@ TEST_F(PollLoopTest, RefusesADescriptorThatCannotBeWatched)
     EXPECT_EQ(registration.error().message(), "watch descriptor: Operation not permitted");
 }
 
-TEST_F(PollLoopTest, CallsTimersInTheOrderOfTheirTimesAndNotBefore)
+TEST_F(EventLoopTest, CallsTimersInTheOrderOfTheirTimesAndNotBefore)
 {
     const auto start = std::chrono::steady_clock::now();
     const auto last = loop().callAfter(400ms, [this] { loop().stop(); });
@@ -195,7 +200,7 @@ TEST_F(PollLoopTest, CallsTimersInTheOrderOfTheirTimesAndNotBefore)
     EXPECT_EQ(words(), (Words{"first", "second"}));
 }
 
-TEST_F(PollLoopTest, ForgetsATimerWithItsRegistration)
+TEST_F(EventLoopTest, ForgetsATimerWithItsRegistration)
 {
     const auto last = loop().callAfter(5ms, [this] { loop().stop(); });
     auto forgotten = loop().callAfter(0ms, [this] { add("forgotten"); });
@@ -206,7 +211,7 @@ TEST_F(PollLoopTest, ForgetsATimerWithItsRegistration)
     EXPECT_EQ(words(), Words{});
 }
 
-TEST_F(PollLoopTest, LetsGoOfATimersHandlerWhenItHasBeenCalled)
+TEST_F(EventLoopTest, LetsGoOfATimersHandlerWhenItHasBeenCalled)
 {
     auto used = std::make_shared<int>();
     const std::weak_ptr kept = used;
@@ -219,7 +224,7 @@ TEST_F(PollLoopTest, LetsGoOfATimersHandlerWhenItHasBeenCalled)
     EXPECT_TRUE(kept.expired());
 }
 
-TEST_F(PollLoopTest, LogsWhatAHandlerThrowsAndGoesOn)
+TEST_F(EventLoopTest, LogsWhatAHandlerThrowsAndGoesOn)
 {
     const auto recording = std::make_shared<Recording>();
     SystemLog log{Recording::sink(recording)};
@@ -234,10 +239,10 @@ TEST_F(PollLoopTest, LogsWhatAHandlerThrowsAndGoesOn)
     EXPECT_EQ(words(), Words{"next"});
 }
 
-TEST_F(PollLoopTest, TakesRegistrationsThatItsHandlersHold)
+TEST_F(EventLoopTest, TakesRegistrationsThatItsHandlersHold)
 {
     const Pipe pipe;
-    auto own = std::make_shared<PollLoop::Registration>();
+    auto own = std::make_shared<EventLoop::Registration>();
     *own = std::move(loop().watch(pipe.readEnd.get(), [own] {}).value());
     const std::weak_ptr held = own;
 
@@ -246,73 +251,54 @@ TEST_F(PollLoopTest, TakesRegistrationsThatItsHandlersHold)
     EXPECT_FALSE(held.expired());
 }
 
-/// A source that waits for a pipe and may have something unsent.
-class PipeSource : public PollSource {
-  public:
-    PollSource::Wish wish() override
-    {
-        return {.descriptor = pipe.readEnd.get(),
-                .events = POLLIN,
-                .deadline = deadline,
-                .hasUnsent = hasUnsent};
-    }
-    void dispatch() override { onDispatch(); }
-
-    Pipe pipe;
-    std::optional<std::chrono::steady_clock::time_point> deadline;
-    bool hasUnsent = false;
-    std::function<void()> onDispatch = [] {};
-};
-
-TEST_F(PollLoopTest, DispatchesItsSourceWhenItsDescriptorIsReady)
+TEST_F(EventLoopTest, LeavesDescriptorsAloneWhileSomethingIsBeingSent)
 {
-    PipeSource source;
-    loop().setSource(&source);
-    int dispatched = 0;
-    source.onDispatch = [&] {
-        if (++dispatched == 2)
-            loop().stop();
-    };
-
-    source.pipe.write();
-    loop().run();
-
-    EXPECT_EQ(dispatched, 2);
-}
-
-TEST_F(PollLoopTest, DispatchesItsSourceAtItsDeadline)
-{
-    PipeSource source;
-    loop().setSource(&source);
-    source.deadline = std::chrono::steady_clock::now() + 10ms;
-    source.onDispatch = [&] {
-        if (std::chrono::steady_clock::now() >= *source.deadline)
-            loop().stop();
-    };
-
-    loop().run();
-
-    EXPECT_GE(std::chrono::steady_clock::now(), *source.deadline);
-}
-
-TEST_F(PollLoopTest, LeavesDescriptorsAloneWhileItsSourceHasSomethingUnsent)
-{
-    PipeSource source;
-    source.hasUnsent = true;
-    loop().setSource(&source);
+    bool isSending = true;
+    loop().pauseReadingWhile([&] { return isSending; });
     const Pipe heldBack;
     const Pipe always;
-    const auto first = watch(heldBack, "held back", PollLoop::Reading::whileAllIsSent);
+    const auto first = watch(heldBack, "held back", EventLoop::Reading::whileAllIsSent);
     const auto second = watch(always, "always");
     heldBack.write();
     always.write();
 
     runOut();
     EXPECT_EQ(words(), Words{"always"});
-    source.hasUnsent = false;
+    isSending = false;
     runOut();
 
     EXPECT_EQ(words(), (Words{"always", "held back"}));
+}
+
+TEST_F(EventLoopTest, LeavesADescriptorAloneThatIsAddedWhileSomethingIsBeingSent)
+{
+    bool isSending = true;
+    loop().pauseReadingWhile([&] { return isSending; });
+    runOut();
+    const Pipe heldBack;
+    heldBack.write();
+
+    const auto registration = watch(heldBack, "held back", EventLoop::Reading::whileAllIsSent);
+    loop().post([&] { EXPECT_EQ(words(), Words{}); });
+    runOut();
+    isSending = false;
+    runOut();
+
+    EXPECT_EQ(words(), Words{"held back"});
+}
+
+TEST_F(EventLoopTest, LetsARegistrationOutliveIt)
+{
+    const Pipe pipe;
+    EventLoop::Registration registration;
+    {
+        const auto shortLived = std::move(EventLoop::open().value());
+        registration = std::move(shortLived->watch(pipe.readEnd.get(), [] {}).value());
+    }
+
+    registration = {};
+
+    SUCCEED() << "and nothing is touched that is gone";
 }
 
 } // namespace

@@ -1,0 +1,134 @@
+// What the helper is on the bus, and what it asks of it.
+#include "tests/service/ServiceTesting.h"
+
+#include <regex>
+
+using namespace veltra;
+
+namespace {
+
+/// The tags of an interface's description in their order, each with its attributes sorted.
+Words tagsOf(const std::string& description, const std::string& interface)
+{
+    const auto start = description.find("<interface name=\"" + interface + "\"");
+    const std::string text =
+        description.substr(start, description.find("</interface>", start) - start);
+    const std::regex tag{"<(\\w+)([^>]*)>"};
+    const std::regex attribute{"\\w+=\"[^\"]*\""};
+    Words tags;
+    for (std::sregex_iterator found{text.begin(), text.end(), tag}; found != std::sregex_iterator{};
+         ++found) {
+        const std::string inside = (*found)[2];
+        Words words{std::sregex_token_iterator{inside.begin(), inside.end(), attribute},
+                    std::sregex_token_iterator{}};
+        std::ranges::sort(words);
+        tags.push_back((*found)[1]);
+        for (const std::string& word : words)
+            tags.back() += " " + word;
+    }
+    return tags;
+}
+
+std::string introspection(const std::string& path)
+{
+    const auto bus = joinBus();
+    auto question =
+        bus->methodCall(helperName, path, "org.freedesktop.DBus.Introspectable", "Introspect");
+    auto answer = bus->call(question);
+    std::string text;
+    EXPECT_TRUE(answer && answer.value().read(text));
+    return text;
+}
+
+/// The helper's object for the only connection.
+std::string pathOfConnection()
+{
+    const std::string root = "/com/veltra/agentMonitor/helper";
+    const std::string text = introspection(root);
+    std::smatch node;
+    EXPECT_TRUE(std::regex_search(text, node, std::regex{"<node name=\"(\\w+)\"/>"})) << text;
+    return root + "/" + node[1].str();
+}
+
+bool handsOutProcesses(BusConnection& bus)
+{
+    using Credentials = std::map<std::string, BusVariant<Fd>>;
+    auto credentials = askBus<Credentials>(bus, "GetConnectionCredentials", bus.uniqueName());
+    return credentials && findProperty<Fd>(*credentials, "ProcessFD");
+}
+
+/// How often the helper asks the bus whether a name is still there, while a client is let in.
+std::ptrdiff_t questionsAboutNames()
+{
+    Client first;
+    first.version();
+    const std::string name = askBus<std::string>(*joinBus(), "GetNameOwner", helperName).value();
+    ClientProgram monitor{{"stdbuf", "-oL", "dbus-monitor", "--system", "--profile"}};
+    // Its first line says what the columns are, its later ones that it listens.
+    EXPECT_TRUE(becomesTrue([&] { return monitor.line().find("NameLost") != std::string::npos; }));
+
+    Client second;
+    EXPECT_EQ(second.version(), "a version 1.0.0");
+
+    std::ptrdiff_t count = 0;
+    for (std::string line; !line.ends_with("getVersionWithCompletion");) {
+        line = monitor.line();
+        EXPECT_FALSE(line.starts_with('<')) << line;
+        if (line.starts_with('<'))
+            break;
+        count +=
+            line.find("\t" + name + "\t") != std::string::npos && line.ends_with("NameHasOwner");
+    }
+    return count;
+}
+
+} // namespace
+
+TEST(HelperBus, IsWhatTheDescriptionSays)
+{
+    const std::string interface = "com.veltra.agentMonitor.HelperProtocol";
+    Client client;
+    client.version();
+
+    const Words described = tagsOf(contentOf(VELTRA_TEST_HELPER_DESCRIPTION), interface);
+    const Words exported = tagsOf(introspection(pathOfConnection()), interface);
+
+    EXPECT_EQ(exported, described);
+    EXPECT_EQ(std::ranges::count_if(described, [](auto& tag) { return tag.starts_with("method"); }),
+              3);
+}
+
+TEST(HelperBus, AsksWhetherAClientIsStillThereOnlyWhereTheBusHandsOutNoProcesses)
+{
+    EXPECT_EQ(questionsAboutNames(), handsOutProcesses(*joinBus()) ? 0 : 1);
+}
+
+TEST(HelperBus, AsksAlsoWhereTheProcessesAreHidden)
+{
+    installHelper("helper_without_processes");
+
+    EXPECT_EQ(questionsAboutNames(), 1);
+}
+
+// What a stranger may send to anybody on the bus.
+TEST(HelperBus, BelievesNobodyButTheBusWhoHasLeft)
+{
+    Client client{asNobody({programs + "service_client"})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = joinBus();
+    const std::string helper = askBus<std::string>(*bus, "GetNameOwner", helperName).value();
+    const pid_t process = helperProcess();
+    auto question = bus->methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                    "org.freedesktop.DBus", "ListNames");
+    Words names;
+    ASSERT_TRUE(bus->call(question).value().read(names));
+
+    for (const std::string& name : names)
+        outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --type=signal --dest=" +
+                 helper + " /org/freedesktop/DBus org.freedesktop.DBus.NameOwnerChanged string:" +
+                 name + " string:" + name + " string:");
+
+    client.tell("run a printf true");
+    EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
+    EXPECT_FALSE(ends(process, std::chrono::seconds{2}));
+}
