@@ -15,10 +15,16 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace veltra {
 namespace {
+
+Fd pidfdOf(pid_t process)
+{
+    return Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
+}
 
 std::string contentOf(const Fd& file)
 {
@@ -54,6 +60,29 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcessOfAnotherUser)
 
     EXPECT_EQ(objectionTo(pinned, nobody), none);
     EXPECT_EQ(pinned.change(), none);
+}
+
+TEST_F(PinnedProcessTest, TakesAProcessThatItIsHanded)
+{
+    const SleepingProcess process;
+
+    const auto pinned = PinnedProcess::open(process.pid(), pidfdOf(process.pid()));
+
+    ASSERT_TRUE(pinned);
+    EXPECT_EQ(pinned.value().pid(), process.pid());
+    EXPECT_EQ(pinned.value().change(), none);
+}
+
+TEST_F(PinnedProcessTest, TakesNoProcessThatIsAnotherThanItsNumberSays)
+{
+    const SleepingProcess process;
+    const SleepingProcess other;
+
+    const auto pinned = PinnedProcess::open(process.pid(), pidfdOf(other.pid()));
+
+    ASSERT_FALSE(pinned);
+    EXPECT_EQ(pinned.error().message(),
+              "pin process " + std::to_string(process.pid()) + ": No such process");
 }
 
 TEST_F(PinnedProcessTest, HoldsTheProcessAndItsExecutable)

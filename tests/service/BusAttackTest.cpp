@@ -89,6 +89,22 @@ TEST(BusAttack, AClientTakesOutputFromTheHelperAlone)
     EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
 }
 
+TEST(BusAttack, AClientBelievesNobodyButTheBusThatTheHelperHasLeft)
+{
+    Client client{asNobody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = joinBus();
+    const std::string helper = askBus<std::string>(*bus, "GetNameOwner", helperName).value();
+
+    outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --type=signal --dest=" +
+             nameOf(client.pid(), *bus) +
+             " /org/freedesktop/DBus org.freedesktop.DBus.NameOwnerChanged string:" + helperName +
+             " string:" + helper + " string:");
+
+    client.tell("run a printf true");
+    EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
+}
+
 TEST(BusAttack, ClientsCannotBeCalledByOtherUsers)
 {
     Client client;
