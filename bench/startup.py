@@ -98,7 +98,7 @@ def picture(screen):
     """Where on the screen the table begins, and what is there when all is painted."""
     monitor = Monitor(PROGRAM)
     monitor.expect_status(RUNNING, "the service runs")
-    eventually(lambda: is_filled(monitor), bool, "the table shows no rows")
+    monitor.expect(lambda: is_filled(monitor), bool, "the table shows no rows")
     top = monitor.table().get_component_iface().get_extents(Atspi.CoordType.SCREEN).y
     time.sleep(2)
     seen = screen.strip(top)

@@ -134,7 +134,7 @@ class Helper(unittest.TestCase):
 
         for name, option in COMMANDS.items():
             monitor.press(name)
-            eventually(self.calls, lambda calls, o=option: calls[-1:] == [o], f"{name} was sent")
+            monitor.expect(self.calls, lambda seen, o=option: seen[-1:] == [o], f"{name} was sent")
             monitor.expect_ended(name)
 
         self.assertEqual(self.calls(), ["-i", "-p", "-f", "-c", "-e"])
@@ -145,7 +145,7 @@ class Helper(unittest.TestCase):
 
         for sent in (["-i", "-e"], ["-i", "-e", "-e"]):
             monitor.press("Enforce Policies")
-            eventually(self.calls, lambda calls, s=sent: calls == s, "each click is sent")
+            monitor.expect(self.calls, lambda calls, s=sent: calls == s, "each click is sent")
 
         monitor.expect_running("Enforce Policies")
         self.assertFalse(monitor.is_running("Send Events"))
@@ -159,7 +159,7 @@ class Helper(unittest.TestCase):
 
         monitor.press("Save Log to Desktop")
 
-        eventually(lambda: os.path.exists(copy), bool, "the copy is there")
+        monitor.expect(lambda: os.path.exists(copy), bool, "the copy is there")
         with open(copy, "rb") as saved, open(f"{LOGS}/vxsvc_1.log", "rb") as log:
             self.assertEqual(saved.read(), log.read())
 
@@ -167,13 +167,13 @@ class Helper(unittest.TestCase):
         monitor = self.open()
         monitor.expect_information(VERSION, SERVER)
         monitor.press("Enforce Policies")
-        eventually(self.calls, lambda calls: "-e" in calls, "the command runs")
+        monitor.expect(self.calls, lambda calls: "-e" in calls, "the command runs")
 
         os.kill(processes(HELPER)[0], signal.SIGKILL)
 
         monitor.expect_ended("Enforce Policies")
         monitor.press("Send Events")
-        eventually(self.calls, lambda calls: calls[-1] == "-f", "the next command")
+        monitor.expect(self.calls, lambda calls: calls[-1] == "-f", "the next command")
         monitor.expect_ended("Send Events")
 
     def test_lives_on_when_the_bus_goes_and_comes_back(self):
@@ -191,7 +191,7 @@ class Helper(unittest.TestCase):
         eventually(lambda: os.path.exists("/run/dbus/system_bus_socket"), bool, "the bus is back")
 
         monitor.press("Check for New Policies")
-        eventually(self.calls, lambda calls: calls[-1] == "-c", "the next command")
+        monitor.expect(self.calls, lambda calls: calls[-1] == "-c", "the next command")
         self.assertIsNone(monitor.process.poll())
 
 

@@ -15,16 +15,23 @@ from gi.repository import Atspi, GLib  # noqa: E402 (the version has to be named
 PATIENCE_SECONDS = 60
 
 
-def eventually(read, wanted, why):
-    """Returns what `read` gives once `wanted` is true of it; fails after a long while."""
+def eventually(read, wanted, why, obstacle=lambda: None):
+    """Returns what `read` gives once `wanted` is true of it; fails after a long while.
+
+    Fails at once when `obstacle` tells of something that keeps it from ever being so.
+    """
     deadline = time.monotonic() + PATIENCE_SECONDS
     while True:
+        # Asked first, since what was there before the obstacle counts.
+        in_the_way = obstacle()
         try:
             value = read()
         except (GLib.Error, AttributeError):
             value = None
         if value is not None and wanted(value):
             return value
+        if in_the_way:
+            raise AssertionError(f"{why}; {in_the_way}")
         if time.monotonic() > deadline:
             raise AssertionError(f"{why}; last seen: {value!r}")
         time.sleep(0.005)
@@ -48,9 +55,21 @@ class Monitor:
         self.log = tempfile.TemporaryFile(mode="w+")
         self.process = subprocess.Popen(command, stdout=self.log, stderr=self.log)
         try:
-            self.frame = eventually(self._find_frame, bool, "the window did not open")
+            self.frame = self.expect(self._find_frame, bool, "the window did not open")
         except AssertionError as missing:
+            if self.process.poll() is not None:
+                raise
             raise AssertionError(f"{missing}; the program said:\n{self.logged()}") from None
+
+    def expect(self, read, wanted, why):
+        """As eventually(), but fails at once when the program has ended."""
+        return eventually(read, wanted, why, self._ending)
+
+    def _ending(self):
+        status = self.process.poll()
+        if status is None:
+            return None
+        return f"the program ended with status {status}; it said:\n{self.logged()}"
 
     def _find_frame(self):
         desktop = Atspi.get_desktop(0)
@@ -81,7 +100,7 @@ class Monitor:
         return self.label("label").get_name()
 
     def expect_status(self, text, why):
-        eventually(self.status, lambda seen: seen == text, why)
+        self.expect(self.status, lambda seen: seen == text, why)
 
     def button(self, name):
         return next(
@@ -99,10 +118,10 @@ class Monitor:
         return self.button(name).get_description() == "A command is running"
 
     def expect_running(self, name):
-        eventually(lambda: self.is_running(name), bool, f"the command of {name} is not shown")
+        self.expect(lambda: self.is_running(name), bool, f"the command of {name} is not shown")
 
     def expect_ended(self, name):
-        eventually(lambda: not self.is_running(name), bool, f"the command of {name} did not end")
+        self.expect(lambda: not self.is_running(name), bool, f"the command of {name} did not end")
 
     def information(self):
         """What is shown of the agent: its version and its server."""
@@ -110,7 +129,8 @@ class Monitor:
 
     def expect_information(self, version="7.4.2", server="10.0.40.12"):
         expected = [f"Veltra Agent version {version}", f"Management server: {server}"]
-        eventually(self.information, lambda seen: seen == expected, "the agent's version and server")
+        why = "the agent's version and server"
+        self.expect(self.information, lambda seen: seen == expected, why)
 
     def shown(self, most=10):
         """The rows from the top, as lists of texts."""
@@ -121,7 +141,7 @@ class Monitor:
         ]
 
     def expect_rows(self, expected, why):
-        eventually(lambda: self.shown(len(expected) + 1), lambda seen: seen == expected, why)
+        self.expect(lambda: self.shown(len(expected) + 1), lambda seen: seen == expected, why)
 
     def logged(self):
         position = self.log.tell()
@@ -131,7 +151,7 @@ class Monitor:
         return text
 
     def expect_logged(self, text, times=1):
-        eventually(self.logged, lambda log: log.count(text) >= times, f"not logged: {text}")
+        self.expect(self.logged, lambda log: log.count(text) >= times, f"not logged: {text}")
 
     def end(self):
         if self.process.poll() is None:

@@ -8,7 +8,7 @@ import unittest
 
 from gi.repository import Atspi
 
-from monitor import PATIENCE_SECONDS, Monitor, eventually
+from monitor import PATIENCE_SECONDS, Monitor
 
 PROGRAM = sys.argv.pop()
 FOLDER = "/var/Veltra/agent/logs"
@@ -69,7 +69,7 @@ class Window(unittest.TestCase):
         for number in range(10, 30, 2):
             before = time.monotonic()
             self.append("vxsvc_1.log", lines([number, number + 1]))
-            eventually(
+            monitor.expect(
                 lambda: monitor.shown(1),
                 lambda seen, n=number: seen == rows([n + 1]),
                 "an appended row",
@@ -156,11 +156,11 @@ class Window(unittest.TestCase):
         with open(f"{FOLDER}/vxsvc_1.log", "wb") as log:
             log.write(lines([1, 2]).encode() + nul + odd + lines([3, 4]).encode())
         monitor = self.open()
-        eventually(lambda: len(monitor.shown()), lambda count: count == 2, "rows before the bytes")
+        monitor.expect(lambda: len(monitor.shown()), lambda n: n == 2, "rows before the bytes")
 
         self.append("vxsvc_1.log", lines([5]))
 
-        eventually(
+        monitor.expect(
             lambda: monitor.shown(2), lambda seen: seen == rows([4, 5]), "rows behind the bytes"
         )
 

@@ -4,7 +4,7 @@ import subprocess
 import unittest
 
 import machine
-from monitor import PATIENCE_SECONDS, eventually
+from monitor import PATIENCE_SECONDS
 from session import Session
 
 OPTIONS = {
@@ -36,7 +36,7 @@ class Commands(unittest.TestCase):
         for title, option in OPTIONS.items():
             self.monitor.press(title)
             expected.append(option)
-            eventually(machine.calls, lambda seen: seen == expected, f"the tool's {option}")
+            self.monitor.expect(machine.calls, lambda seen: seen == expected, f"tool's {option}")
 
         self.assertEqual(machine.CALLS.stat().st_uid, 0)
 
@@ -54,7 +54,7 @@ class Commands(unittest.TestCase):
         machine.HOLD.touch()
         for title in OPTIONS:
             self.monitor.press(title)
-        eventually(machine.calls, lambda seen: len(seen) == 5, "all of them")
+        self.monitor.expect(machine.calls, lambda seen: len(seen) == 5, "all of them")
         self.assertEqual(sorted(machine.calls()), sorted(["-i", *OPTIONS.values()]))
 
         machine.HOLD.unlink()
@@ -66,7 +66,7 @@ class Commands(unittest.TestCase):
         self.monitor.press("Save Log to Desktop")
 
         copy = self.session.desktop / "Agent_Monitor.log"
-        eventually(copy.exists, bool, "the copy")
+        self.monitor.expect(copy.exists, bool, "the copy")
         self.assertEqual(copy.read_bytes(), LOG)
         self.assertEqual(copy.stat().st_uid, self.session.user.pw_uid)
         self.assertEqual(machine.calls(), ["-i"])

@@ -39,7 +39,7 @@ class Failures(unittest.TestCase):
         machine.HOLD.touch()
         before = len(machine.calls())
         self.monitor.press(DISTURBED)
-        eventually(lambda: len(machine.calls()) > before, bool, "the command was not run")
+        self.monitor.expect(lambda: len(machine.calls()) > before, bool, "the command was not run")
         self.monitor.expect_running(DISTURBED)
 
     def expect_next_command(self, title):
@@ -48,7 +48,7 @@ class Failures(unittest.TestCase):
 
         before = runs()
         self.monitor.press(title)
-        eventually(lambda: runs() > before, bool, f"the command of {title} was not run")
+        self.monitor.expect(lambda: runs() > before, bool, f"the command of {title} was not run")
         self.monitor.expect_ended(title)
         self.assertEqual(runs(), before + 1)
 
