@@ -164,7 +164,7 @@ TEST_F(CodeSignerTest, FailsAtAFileWhoseSignatureHasNoBeginning)
 TEST_F(CodeSignerTest, LeavesTheFileAsItIsWhenTheFolderIsClosedToTheUser)
 {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "takes root to become another user";
+        GTEST_SKIP() << "for want of root: nobody else can become another user";
     const auto signer = open();
     fs::permissions(folder_.path(), fs::perms::owner_all | fs::perms::others_exec);
     fs::permissions(folder_.file("file"), fs::perms::all);

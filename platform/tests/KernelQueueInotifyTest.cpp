@@ -134,7 +134,7 @@ TEST_F(InotifyFiles, ExtendedAttributesAreAttributes)
     const auto changes = changesOf("log", tag);
 
     if (result != 0)
-        GTEST_SKIP() << "the file system takes no extended attributes";
+        GTEST_SKIP() << "for want of a file system with extended attributes";
     EXPECT_EQ(changes, NOTE_ATTRIB);
 }
 

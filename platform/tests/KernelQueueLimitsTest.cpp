@@ -88,7 +88,7 @@ TEST_F(InotifyLimits, FindsEverythingThatHappenedDuringAnOverflow)
 {
     const int limit = queueLimit();
     if (limit > 1'000'000)
-        GTEST_SKIP() << "the kernel's queue takes too many events: " << limit;
+        GTEST_SKIP() << "for want of a queue in the kernel that can be filled: " << limit;
     for (const char* name : {"folder", "gone", "parent", "renamed", "target"})
         makeFolder(name);
     for (const char* name : {"grown", "deleted", "chmodded", "linked", "moved", "untouched",
@@ -126,7 +126,7 @@ TEST_F(InotifyLimits, GoesOnWatchingAfterAnOverflow)
 {
     const int limit = queueLimit();
     if (limit > 1'000'000)
-        GTEST_SKIP() << "the kernel's queue takes too many events: " << limit;
+        GTEST_SKIP() << "for want of a queue in the kernel that can be filled: " << limit;
     makeFolder("folder");
     makeFolder("target");
     watch("file");
@@ -241,7 +241,7 @@ TEST_F(InotifyLimits, RevokesWhatIsUnmounted)
     });
 
     if (result == notPermitted)
-        GTEST_SKIP() << "this user may not mount";
+        GTEST_SKIP() << "for want of leave to mount";
     EXPECT_EQ(result, 0);
 }
 

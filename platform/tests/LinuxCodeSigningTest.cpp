@@ -179,7 +179,7 @@ TEST_F(LinuxCodeSigningTest, DoesNotFitWhenTheFileIsCutShortAfterItWasOpened)
 TEST_F(LinuxCodeSigningTest, CannotReadTheProgramOfAnotherUsersProcess)
 {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "takes root to become another user";
+        GTEST_SKIP() << "for want of root: nobody else can become another user";
     const SleepingProcess process;
     constexpr uid_t nobody = 65534;
 
@@ -195,7 +195,7 @@ TEST_F(LinuxCodeSigningTest, CannotReadTheProgramOfAnotherUsersProcess)
 TEST_F(LinuxCodeSigningTest, CannotReadAFileThatIsClosedToTheUser)
 {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "takes root to become another user";
+        GTEST_SKIP() << "for want of root: nobody else can become another user";
     const std::string path = folder_.addProgram("program", &sharedChain());
     fs::permissions(folder_.path(), fs::perms::all);
     fs::permissions(path, fs::perms::owner_all);

@@ -260,7 +260,7 @@ class WithJournal : public testing::Test {
     void SetUp() override
     {
         if (!StandInJournal::isPossible())
-            GTEST_SKIP() << "a mount namespace for a stand-in journal may not be made here";
+            GTEST_SKIP() << "for want of a mount namespace: a stand-in journal is in one";
     }
 };
 
@@ -359,7 +359,7 @@ TEST_F(WithJournal, TakesWhatIsWrittenToTheSharedLog)
 TEST(SystemLog, SharedGoesToStandardErrorWithoutAJournal)
 {
     if (std::filesystem::is_socket(journalSocket))
-        GTEST_SKIP() << "a journal runs here";
+        GTEST_SKIP() << "for want of a machine without a journal";
 
     const int result = runInChild([] {
         const std::string text = standardErrorOf([] {

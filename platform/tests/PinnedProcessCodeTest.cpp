@@ -25,7 +25,7 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryThatBelongsToAUser)
 TEST_F(PinnedProcessTest, ObjectsToALibraryOfRootThatOthersMayWriteTo)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can have a library of root";
+        GTEST_SKIP() << "for want of root: nobody else can have a library of root";
     const std::string path = library();
     const AnsweringProcess process{rootsProgram, {.user = nobody, .preload = path}};
 
@@ -40,7 +40,7 @@ TEST_F(PinnedProcessTest, ObjectsToAnExecutableThatBelongsToAUser)
 {
     const std::string path = program();
     if (isOnNosuidMount(path))
-        GTEST_SKIP() << "temporary folders are on a nosuid mount, where nothing is trusted";
+        GTEST_SKIP() << "for want of temporary folders on a mount without nosuid";
     ASSERT_TRUE(!isRoot() || ::chown(path.c_str(), nobody, nobody) == 0);
     const AnsweringProcess process{path, {.user = ordinaryUser()}};
 
@@ -51,10 +51,10 @@ TEST_F(PinnedProcessTest, ObjectsToAnExecutableThatBelongsToAUser)
 TEST_F(PinnedProcessTest, HasNothingAgainstALibraryOfRootsAlone)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can have a library of root";
+        GTEST_SKIP() << "for want of root: nobody else can have a library of root";
     const std::string path = library();
     if (isOnNosuidMount(path))
-        GTEST_SKIP() << "temporary folders are on a nosuid mount, where nothing is trusted";
+        GTEST_SKIP() << "for want of temporary folders on a mount without nosuid";
     const AnsweringProcess process{rootsProgram, {.user = nobody, .preload = path}};
 
     EXPECT_EQ(objectionTo(process, nobody), none);
@@ -63,7 +63,7 @@ TEST_F(PinnedProcessTest, HasNothingAgainstALibraryOfRootsAlone)
 TEST_F(PinnedProcessTest, LeavesToRootWhatItsProcessesLoad)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can have processes of root";
+        GTEST_SKIP() << "for want of root: nobody else can have processes of root";
     const AnsweringProcess process{rootsProgram, {.preload = usersLibrary()}};
 
     EXPECT_EQ(objectionTo(process, 0), none);
@@ -111,7 +111,7 @@ TEST_F(PinnedProcessTest, FollowsNoLinkToALibrary)
 TEST_F(PinnedProcessTest, ObjectsToCodeThatADebuggerLeftBehindInTheMemory)
 {
     if (isOnNosuidMount(rootsProgram))
-        GTEST_SKIP() << "the programs of this machine are on a nosuid mount";
+        GTEST_SKIP() << "for want of system programs on a mount without nosuid";
     const AnsweringProcess process{rootsProgram, {.user = ordinaryUser()}};
     const PinnedProcess pinned = pin(process);
     ASSERT_EQ(objectionTo(pinned, ordinaryUser()), none);
@@ -119,7 +119,7 @@ TEST_F(PinnedProcessTest, ObjectsToCodeThatADebuggerLeftBehindInTheMemory)
     {
         Tracer tracer{process.pid()};
         if (!tracer)
-            GTEST_SKIP() << "no process may be traced here";
+            GTEST_SKIP() << "for want of leave to trace processes";
         ASSERT_TRUE(tracer.writeIntoCode());
     }
 
@@ -132,7 +132,7 @@ TEST_F(PinnedProcessTest, ObjectsToCodeThatIsInNoFile)
 {
     const std::string path = sleeper();
     if (isOnNosuidMount(path))
-        GTEST_SKIP() << "temporary folders are on a nosuid mount, where nothing is trusted";
+        GTEST_SKIP() << "for want of temporary folders on a mount without nosuid";
     const AnsweringProcess process{path, {.user = ordinaryUser()}};
 
     ASSERT_EQ(process.ask("hide"), "hide");
@@ -143,7 +143,7 @@ TEST_F(PinnedProcessTest, ObjectsToCodeThatIsInNoFile)
 TEST_F(PinnedProcessTest, ObjectsToALibraryOfRootOnANosuidMount)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can have a library of root";
+        GTEST_SKIP() << "for want of root: nobody else can have a library of root";
     const int result = runOnNosuidMount([this] {
         const std::string path = library();
         const AnsweringProcess process{rootsProgram, {.user = nobody, .preload = path}};
@@ -153,7 +153,7 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryOfRootOnANosuidMount)
     });
 
     if (result == refused)
-        GTEST_SKIP() << "this user may not mount";
+        GTEST_SKIP() << "for want of leave to mount";
     EXPECT_EQ(result, 0);
 }
 

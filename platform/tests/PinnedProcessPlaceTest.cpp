@@ -13,7 +13,7 @@ namespace {
 TEST_F(PinnedProcessTest, ObjectsToAnotherUserNamespace)
 {
     if (!AnsweringProcess::mayBeIn(CLONE_NEWUSER))
-        GTEST_SKIP() << "user namespaces are not allowed here";
+        GTEST_SKIP() << "for want of a user namespace";
     const AnsweringProcess process{rootsProgram, {.namespaces = CLONE_NEWUSER}};
 
     const PinnedProcess pinned = pin(process);
@@ -25,7 +25,7 @@ TEST_F(PinnedProcessTest, ObjectsToAnotherUserNamespace)
 TEST_F(PinnedProcessTest, ObjectsToAnotherPidNamespace)
 {
     if (!AnsweringProcess::mayBeIn(CLONE_NEWPID))
-        GTEST_SKIP() << "this user may not make pid namespaces";
+        GTEST_SKIP() << "for want of a pid namespace";
     const AnsweringProcess process{rootsProgram, {.namespaces = CLONE_NEWPID}};
 
     EXPECT_EQ(objectionTo(process), "it is in another pid namespace");
@@ -34,7 +34,7 @@ TEST_F(PinnedProcessTest, ObjectsToAnotherPidNamespace)
 TEST_F(PinnedProcessTest, ObjectsToAnotherMountNamespace)
 {
     if (!AnsweringProcess::mayBeIn(CLONE_NEWNS))
-        GTEST_SKIP() << "this user may not make mount namespaces";
+        GTEST_SKIP() << "for want of a mount namespace";
     const AnsweringProcess process{rootsProgram, {.namespaces = CLONE_NEWNS}};
 
     EXPECT_EQ(objectionTo(process), "it is in another mount namespace");
@@ -44,7 +44,7 @@ TEST_F(PinnedProcessTest, TakesTheMountNamespaceOfTheBusDaemonForTheRightOne)
 {
     const int namespaces = withOwnUserUnlessRoot(CLONE_NEWNS);
     if (!AnsweringProcess::mayBeIn(namespaces))
-        GTEST_SKIP() << "this user may not make mount namespaces";
+        GTEST_SKIP() << "for want of a mount namespace";
     const AnsweringProcess process{rootsProgram};
     const AnsweringProcess daemon{rootsProgram, {.namespaces = namespaces}};
 
@@ -57,7 +57,7 @@ TEST_F(PinnedProcessTest, TakesTheMountNamespaceOfTheBusDaemonForTheRightOne)
 TEST_F(PinnedProcessTest, HasNothingAgainstAMountNamespaceThatTheBusDaemonIsInToo)
 {
     if (!AnsweringProcess::mayBeIn(CLONE_NEWNS))
-        GTEST_SKIP() << "this user may not make mount namespaces";
+        GTEST_SKIP() << "for want of a mount namespace";
     const AnsweringProcess process{rootsProgram, {.namespaces = CLONE_NEWNS}};
 
     const Objection objection =
@@ -82,7 +82,7 @@ TEST_F(PinnedProcessTest, ObjectsWhenTheBusDaemonIsGone)
 TEST_F(PinnedProcessTest, ObjectsToAnotherRootFolder)
 {
     if (!isRoot())
-        GTEST_SKIP() << "this user may not change the root folder";
+        GTEST_SKIP() << "for want of leave to change the root folder";
     const AnsweringProcess process{sleeper()};
     ASSERT_EQ(objectionTo(process), none);
 
@@ -97,7 +97,7 @@ TEST_F(PinnedProcessTest, TakesTheRootFolderOfTheBusDaemonForTheRightOne)
     const AnsweringProcess daemon{sleeper()};
     const std::string order = "chroot " + folder().path();
     if (const std::string answer = daemon.ask(order); answer != order)
-        GTEST_SKIP() << "this user may not change the root folder: " << answer;
+        GTEST_SKIP() << "for want of leave to change the root folder: " << answer;
 
     const Objection objection =
         pin(process).objection({.user = ::geteuid(), .busDaemon = daemon.pid()});

@@ -39,7 +39,7 @@ std::string contentOf(const Fd& file)
 TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcess)
 {
     if (isOnNosuidMount(rootsProgram))
-        GTEST_SKIP() << "the programs of this machine are on a nosuid mount";
+        GTEST_SKIP() << "for want of system programs on a mount without nosuid";
     const AnsweringProcess process{rootsProgram};
 
     const PinnedProcess pinned = pin(process);
@@ -51,9 +51,9 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcess)
 TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcessOfAnotherUser)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can be two users";
+        GTEST_SKIP() << "for want of root: nobody else can be two users";
     if (isOnNosuidMount(rootsProgram))
-        GTEST_SKIP() << "the programs of this machine are on a nosuid mount";
+        GTEST_SKIP() << "for want of system programs on a mount without nosuid";
     const AnsweringProcess process{rootsProgram, {.user = nobody}};
 
     const PinnedProcess pinned = pin(process);
@@ -149,7 +149,7 @@ TEST_F(PinnedProcessTest, CannotBeOpenedByAUserWhoMayNotLookAtTheProcess)
 {
     struct stat first {};
     if (!isRoot() && (::stat("/proc/1", &first) != 0 || first.st_uid == ::geteuid()))
-        GTEST_SKIP() << "there is no process of another user here that can be relied on";
+        GTEST_SKIP() << "for want of a process of another user";
 
     const int result = runInChild([] {
         if (isRoot() && ::setresuid(nobody, nobody, nobody) != 0)
@@ -218,7 +218,7 @@ TEST_F(PinnedProcessTest, NoticesThatAnExecutableOfTheSameInodeIsOnAnotherFileSy
     });
 
     if (result == refused)
-        GTEST_SKIP() << "this user may not mount";
+        GTEST_SKIP() << "for want of leave to mount";
     EXPECT_EQ(result, 0);
 }
 
@@ -265,7 +265,7 @@ TEST_F(PinnedProcessTest, ObjectsToAnotherUserThanTheExpectedOne)
 TEST_F(PinnedProcessTest, ObjectsToAProcessThatIsOneUserAndActsAsAnother)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can be two users";
+        GTEST_SKIP() << "for want of root: nobody else can be two users";
     const AnsweringProcess process{sleeper()};
     ASSERT_EQ(objectionTo(process, 0), none);
     ASSERT_EQ(process.ask("seteuid 65534"), "seteuid 65534");
@@ -285,7 +285,7 @@ TEST_F(PinnedProcessTest, ObjectsToATracerUntilItIsGone)
     {
         const Tracer tracer{process.pid()};
         if (!tracer)
-            GTEST_SKIP() << "no process may be traced here";
+            GTEST_SKIP() << "for want of leave to trace processes";
         EXPECT_EQ(objectionTo(pinned), "it is traced");
         EXPECT_EQ(pinned.change(), "it is traced");
     }
@@ -304,7 +304,7 @@ TEST_F(PinnedProcessTest, ObjectsToATracerOfAnyThread)
          fs::directory_iterator{"/proc/" + std::to_string(process.pid()) + "/task"}) {
         const Tracer tracer{std::stoi(thread.path().filename())};
         if (!tracer)
-            GTEST_SKIP() << "no process may be traced here";
+            GTEST_SKIP() << "for want of leave to trace processes";
         EXPECT_EQ(pinned.change(), "it is traced") << thread;
     }
 
@@ -352,14 +352,14 @@ TEST_F(PinnedProcessTest, ObjectsToAnOrdinaryUsersExecutableOnANosuidMount)
     });
 
     if (result == refused)
-        GTEST_SKIP() << "this user may not mount";
+        GTEST_SKIP() << "for want of leave to mount";
     EXPECT_EQ(result, 0);
 }
 
 TEST_F(PinnedProcessTest, HasNothingAgainstRootsExecutableOnANosuidMount)
 {
     if (!isRoot())
-        GTEST_SKIP() << "only root can have processes of root";
+        GTEST_SKIP() << "for want of root: nobody else can have processes of root";
     const int result = runOnNosuidMount([this] {
         const AnsweringProcess process{program()};
 
@@ -367,7 +367,7 @@ TEST_F(PinnedProcessTest, HasNothingAgainstRootsExecutableOnANosuidMount)
     });
 
     if (result == refused)
-        GTEST_SKIP() << "this user may not mount";
+        GTEST_SKIP() << "for want of leave to mount";
     EXPECT_EQ(result, 0);
 }
 

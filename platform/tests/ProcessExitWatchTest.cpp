@@ -108,7 +108,7 @@ TEST(ProcessExitWatch, MayBeDestroyedByItsOwnCall)
 TEST(ProcessExitWatch, WatchesAProcessOfRootForAnOrdinaryUser)
 {
     if (::geteuid() != 0)
-        GTEST_SKIP() << "only root can be two users";
+        GTEST_SKIP() << "for want of root: nobody else can be two users";
     const SleepingProcess process;
     const TemporaryFolder folder; // which the other user can reach, wherever the build is
     std::filesystem::permissions(folder.path(), std::filesystem::perms{0755});
