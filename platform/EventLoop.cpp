@@ -53,7 +53,7 @@ struct EventLoop::Source : std::enable_shared_from_this<Source> {
     {
         const auto self = static_cast<Source*>(source)->shared_from_this();
         self->loop.forget(*self);
-        runGuarded(std::exchange(self->handler, {}));
+        runGuarded(self->handler);
         return 0;
     }
 

@@ -32,6 +32,11 @@ bool isOnNosuidMount(const Fd& file)
     return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
 }
 
+std::string pathOf(pid_t process, const char* name)
+{
+    return "/proc/" + std::to_string(process) + "/" + name;
+}
+
 // See the section on pidfds of proc_pid_fdinfo(5).
 bool standsFor(const Fd& pidfd, pid_t process)
 {
@@ -77,8 +82,7 @@ Result<PinnedProcess> PinnedProcess::open(pid_t process, Fd pidfd)
                      std::to_string(process)};
     if (!standsFor(pidfd, process))
         return gone;
-    const std::string executable = "/proc/" + std::to_string(process) + "/exe";
-    Fd file{::open(executable.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
+    Fd file{::open(pathOf(process, "exe").c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0)
         return Error::last("open the executable of process", std::to_string(process));
@@ -99,7 +103,7 @@ std::optional<std::string> PinnedProcess::objection(const Expectation& expected)
 {
     Objection objection = toExecutable(expected.user);
     if (!objection)
-        objection = toStatus(expected.user);
+        objection = toStatus(expected);
     if (!objection)
         objection = toNamespaces(expected.busDaemon);
     if (!objection && expected.user != 0)
@@ -136,7 +140,7 @@ bool PinnedProcess::end(std::chrono::milliseconds patience) const
 
 std::string PinnedProcess::path(const char* name) const
 {
-    return "/proc/" + std::to_string(pid_) + "/" + name;
+    return pathOf(pid_, name);
 }
 
 // Whether it still is when that time is over.
@@ -162,9 +166,8 @@ bool PinnedProcess::hasSame(const char* name, pid_t other) const
 {
     struct stat mine {};
     struct stat its {};
-    const std::string otherPath = "/proc/" + std::to_string(other) + "/" + name;
-    return ::stat(path(name).c_str(), &its) == 0 && ::stat(otherPath.c_str(), &mine) == 0 &&
-           isSameFile(its, mine);
+    return ::stat(path(name).c_str(), &its) == 0 &&
+           ::stat(pathOf(other, name).c_str(), &mine) == 0 && isSameFile(its, mine);
 }
 
 PinnedProcess::Objection PinnedProcess::toExecutable(uid_t user) const
@@ -181,18 +184,21 @@ PinnedProcess::Objection PinnedProcess::toExecutable(uid_t user) const
     return std::nullopt;
 }
 
-PinnedProcess::Objection PinnedProcess::toStatus(uid_t user) const
+PinnedProcess::Objection PinnedProcess::toStatus(const Expectation& expected) const
 {
     const ProcessStatus status{path("status")};
     std::istringstream ids{std::string{status["Uid"]}};
     int count = 0;
     for (uid_t id = 0; ids >> id; ++count)
-        if (id != user)
+        if (id != expected.user)
             return "it runs as another user";
     if (count != 4)
         return "its status cannot be read";
-    if (status["Seccomp"] != "0")
-        return "it is under a seccomp filter";
+    // A container's own filters are on all of its processes and nobody's means of attack.
+    const ProcessStatus first{pathOf(expected.first, "status")};
+    for (const char* name : {"Seccomp", "Seccomp_filters"})
+        if (status[name].empty() || status[name] != first[name])
+            return "it is under a seccomp filter of its own";
     return std::nullopt;
 }
 

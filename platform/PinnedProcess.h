@@ -26,6 +26,7 @@ class PinnedProcess {
     struct Expectation {
         uid_t user = 0;      ///< on whose behalf it runs
         pid_t busDaemon = 0; ///< the process whose mount namespace and root it must share
+        pid_t first = 1;     ///< the process whose seccomp filters all others are under
     };
 
     /// Fails when there is no such process, or its executable cannot be opened.
@@ -64,7 +65,7 @@ class PinnedProcess {
     [[nodiscard]] bool isTraced() const;
     [[nodiscard]] bool hasSame(const char* name, pid_t other) const;
     [[nodiscard]] Objection toExecutable(uid_t user) const;
-    [[nodiscard]] Objection toStatus(uid_t user) const;
+    [[nodiscard]] Objection toStatus(const Expectation& expected) const;
     [[nodiscard]] Objection toNamespaces(pid_t busDaemon) const;
     [[nodiscard]] Objection toMappings() const;
 

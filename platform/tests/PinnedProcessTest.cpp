@@ -319,8 +319,25 @@ TEST_F(PinnedProcessTest, ObjectsToASeccompFilter)
     process.tell("exec " + rootsProgram);
     ASSERT_EQ(process.ask("ready"), "ready");
 
-    EXPECT_EQ(objectionTo(process), "it is under a seccomp filter");
+    EXPECT_EQ(objectionTo(process), "it is under a seccomp filter of its own");
     EXPECT_EQ(pin(process).change(), none);
+}
+
+TEST_F(PinnedProcessTest, HasNothingAgainstAFilterThatAllProcessesAreUnder)
+{
+    if (isOnNosuidMount(rootsProgram))
+        GTEST_SKIP() << "for want of programs on a mount that is not nosuid";
+    const std::string program = sleeper();
+    const AnsweringProcess first{program};
+    const AnsweringProcess process{program};
+    for (const AnsweringProcess* filtered : {&first, &process})
+        ASSERT_EQ(filtered->ask("seccomp"), "seccomp");
+    process.tell("exec " + rootsProgram);
+    ASSERT_EQ(process.ask("ready"), "ready");
+
+    EXPECT_EQ(pin(process).objection(
+                  {.user = ::geteuid(), .busDaemon = ::getpid(), .first = first.pid()}),
+              none);
 }
 
 TEST_F(PinnedProcessTest, TrustsNobodyWhenItHasTooFewDescriptorsToLook)
