@@ -182,7 +182,8 @@ TEST_F(BusConnectionTest, SendsNothingThatCouldNotBeAdded)
     const auto caller = join();
 
     auto call = callOf("Number", *caller);
-    const auto sent = caller->send(call.append(ObjectPath{"no path"}, std::int32_t{1}));
+    call.append(ObjectPath{"no path"});
+    const auto sent = caller->send(call.append(std::int32_t{1}));
 
     ASSERT_FALSE(sent);
     EXPECT_EQ(sent.error().message(), "send com.veltra.test.Echo.Number: Invalid argument");
