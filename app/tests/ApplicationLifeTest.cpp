@@ -75,8 +75,9 @@ TEST_F(ApplicationLifeTest, TheNotificationOfAnObjectThatItDoesNotKnowEndsThePro
     controller_->awakeFromNib();
     window_->show();
 
-    const auto end = endOfLoopAfter(
-        [this] { notifications_.postNotificationName(u"NSWindowWillCloseNotification"_qs); });
+    const auto end = endOfLoopAfter([this] {
+        notifications_.postNotificationName(QStringLiteral("NSWindowWillCloseNotification"));
+    });
 
     EXPECT_EQ(end, LoopEnd::quit);
 }
@@ -162,7 +163,7 @@ TEST_F(ApplicationLifeTest, ANotificationOfAnotherNameDoesNothing)
 {
     window_->showMinimized();
 
-    controller_->handleVXStatusMonitorNotification(launchName + u"s"_qs);
+    controller_->handleVXStatusMonitorNotification(launchName + QStringLiteral("s"));
     controller_->handleVXStatusMonitorNotification(launchName.toLower());
     controller_->handleVXStatusMonitorNotification({});
 
@@ -195,10 +196,12 @@ class SessionTest : public ApplicationLifeTest {
   protected:
     SessionTest()
     {
-        address_ = u"unix:path="_qs + QString::fromStdString(folder_.file("bus"));
+        address_ = QStringLiteral("unix:path=") + QString::fromStdString(folder_.file("bus"));
         daemon_.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-        daemon_.start(u"dbus-daemon"_qs, {u"--session"_qs, u"--nofork"_qs, u"--nopidfile"_qs,
-                                          u"--address=%1"_qs.arg(address_), u"--print-address"_qs});
+        daemon_.start(QStringLiteral("dbus-daemon"),
+                      {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                       QStringLiteral("--nopidfile"), QStringLiteral("--address=%1").arg(address_),
+                       QStringLiteral("--print-address")});
         if (!daemon_.waitForReadyRead())
             throw std::runtime_error{daemon_.errorString().toStdString()};
         qputenv("DBUS_SESSION_BUS_ADDRESS", address_.toUtf8());
@@ -213,9 +216,10 @@ class SessionTest : public ApplicationLifeTest {
     /// Posts a notification as another program does.
     static void post(const QString& name)
     {
-        const int status =
-            QProcess::execute(u"dbus-send"_qs, {u"--session"_qs, u"--type=signal"_qs, u"/"_qs,
-                                                u"com.veltra.DistributedNotification."_qs + name});
+        const int status = QProcess::execute(
+            QStringLiteral("dbus-send"),
+            {QStringLiteral("--session"), QStringLiteral("--type=signal"), QStringLiteral("/"),
+             QStringLiteral("com.veltra.DistributedNotification.") + name});
         ASSERT_EQ(status, 0);
     }
 
@@ -241,10 +245,10 @@ TEST_F(SessionTest, AControllerThatIsNotAwakeHearsNobody)
     window_->showMinimized();
     bool isFenceHeard = false;
     const auto fence = DistributedNotificationCenter::addObserver(
-        u"Fence"_qs, [&](const QString&) { isFenceHeard = true; });
+        QStringLiteral("Fence"), [&](const QString&) { isFenceHeard = true; });
 
     post(launchName);
-    post(u"Fence"_qs);
+    post(QStringLiteral("Fence"));
 
     EXPECT_TRUE(runLoopUntil([&] { return isFenceHeard; }));
     EXPECT_TRUE(window_->isMinimized());

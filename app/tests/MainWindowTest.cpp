@@ -93,10 +93,10 @@ TEST_F(MainWindowTest, CloseSaysSoOnTheCentreThatItWasGiven)
 {
     int heard = 0;
     int heardByDefault = 0;
-    const auto here = notifications_.addObserver(u"NSWindowWillCloseNotification"_qs, &window_,
-                                                 [&](const Notification&) { ++heard; });
+    const auto here = notifications_.addObserver(QStringLiteral("NSWindowWillCloseNotification"),
+                                                 &window_, [&](const Notification&) { ++heard; });
     const auto there = NotificationCenter::defaultCenter().addObserver(
-        u"NSWindowWillCloseNotification"_qs, nullptr,
+        QStringLiteral("NSWindowWillCloseNotification"), nullptr,
         [&](const Notification&) { ++heardByDefault; });
     window_.show();
 

@@ -15,27 +15,28 @@
 namespace veltra {
 namespace {
 
-const std::array keys{u"VELTRA_AGENT_MONITOR"_qs,
-                      u"COLLECT_SEND_PROP"_qs,
-                      u"SEND_EVENTS"_qs,
-                      u"CHECK_NEW_POLICIES"_qs,
-                      u"ENFORECE_POLICIES"_qs,
-                      u"SAVE_TO_DESKTOP"_qs,
-                      u"CLOSE"_qs,
-                      u"DATE"_qs,
-                      u"TIME"_qs,
-                      u"Message_Type"_qs,
-                      u"Message"_qs,
-                      u"COMPONENT"_qs,
-                      u"AGENT_SERVICE_RUNNING"_qs,
-                      u"AGENT_SERVICE_SHUTTING"_qs,
-                      u"Zel Server IP %@"_qs,
-                      u"VERSION"_qs};
+const std::array keys{QStringLiteral("VELTRA_AGENT_MONITOR"),
+                      QStringLiteral("COLLECT_SEND_PROP"),
+                      QStringLiteral("SEND_EVENTS"),
+                      QStringLiteral("CHECK_NEW_POLICIES"),
+                      QStringLiteral("ENFORECE_POLICIES"),
+                      QStringLiteral("SAVE_TO_DESKTOP"),
+                      QStringLiteral("CLOSE"),
+                      QStringLiteral("DATE"),
+                      QStringLiteral("TIME"),
+                      QStringLiteral("Message_Type"),
+                      QStringLiteral("Message"),
+                      QStringLiteral("COMPONENT"),
+                      QStringLiteral("AGENT_SERVICE_RUNNING"),
+                      QStringLiteral("AGENT_SERVICE_SHUTTING"),
+                      QStringLiteral("Zel Server IP %@"),
+                      QStringLiteral("VERSION")};
 
 TranslationCatalogue catalogue(const QString& language)
 {
-    const QString path = QStringLiteral(VELTRA_TEST_CATALOGUES) + u"/VeltraAgentStatusMonitor_"_qs +
-                         language + u".qm"_qs;
+    const QString path = QStringLiteral(VELTRA_TEST_CATALOGUES) +
+                         QStringLiteral("/VeltraAgentStatusMonitor_") + language +
+                         QStringLiteral(".qm");
     return TranslationCatalogue::read(path).value();
 }
 
@@ -57,9 +58,9 @@ TEST_P(EveryLanguage, HasATextForEveryKey)
 
 TEST_P(EveryLanguage, TheServersTextKeepsThePlaceForTheAddress)
 {
-    EXPECT_EQ(catalogue_.text(u"Zel Server IP %@"_qs).count(u"%@"_qs), 1);
+    EXPECT_EQ(catalogue_.text(QStringLiteral("Zel Server IP %@")).count(QStringLiteral("%@")), 1);
     for (const QString& key : keys) {
-        const bool hasPlace = catalogue_.text(key).contains(u"%@"_qs);
+        const bool hasPlace = catalogue_.text(key).contains(QStringLiteral("%@"));
         EXPECT_EQ(hasPlace, key == u"Zel Server IP %@") << key.toStdString();
     }
 }
@@ -78,8 +79,8 @@ INSTANTIATE_TEST_SUITE_P(Texts, EveryLanguage, testing::Values("en", "de"),
 
 TEST(Texts, TheRightlySpeltKeyOfTheMisspeltOneIsUnknown)
 {
-    EXPECT_TRUE(catalogue(u"en"_qs).text(u"ENFORCE_POLICIES"_qs).isEmpty());
-    EXPECT_TRUE(catalogue(u"de"_qs).text(u"ENFORCE_POLICIES"_qs).isEmpty());
+    EXPECT_TRUE(catalogue(QStringLiteral("en")).text(QStringLiteral("ENFORCE_POLICIES")).isEmpty());
+    EXPECT_TRUE(catalogue(QStringLiteral("de")).text(QStringLiteral("ENFORCE_POLICIES")).isEmpty());
 }
 
 TEST(VXStatusMonitorWC, TitlesTheWindowWhenItIsLoaded)
@@ -96,8 +97,9 @@ TEST(VXStatusMonitorWC, TitlesTheWindowWhenItIsLoaded)
 
     EXPECT_EQ(controller.mainWindow(), &window);
     EXPECT_NE(before, window.windowTitle());
-    EXPECT_EQ(window.windowTitle(), resources.getLocalisedString(u"VELTRA_AGENT_MONITOR"_qs));
-    EXPECT_NE(window.windowTitle(), u"VELTRA_AGENT_MONITOR"_qs);
+    EXPECT_EQ(window.windowTitle(),
+              resources.getLocalisedString(QStringLiteral("VELTRA_AGENT_MONITOR")));
+    EXPECT_NE(window.windowTitle(), QStringLiteral("VELTRA_AGENT_MONITOR"));
     EXPECT_FALSE(window.windowTitle().isEmpty());
 }
 
@@ -148,7 +150,7 @@ TEST_F(VXStatusButtonTest, TitlesTheButtonsWithTheirTextsInOrder)
     for (std::size_t button = 1; button <= 6; ++button)
         expected += resources.getLocalisedString(keys[button]);
     EXPECT_EQ(titles, expected);
-    EXPECT_NE(titles[3], u"ENFORECE_POLICIES"_qs);
+    EXPECT_NE(titles[3], QStringLiteral("ENFORECE_POLICIES"));
 }
 
 TEST_F(VXStatusButtonTest, ATitleWithoutATextIsItsKeyMisspellingAndAll)
@@ -156,15 +158,17 @@ TEST_F(VXStatusButtonTest, ATitleWithoutATextIsItsKeyMisspellingAndAll)
     const TestBundle bundle;
     const VXStatusResourceController resources{{}, bundleWithoutTexts(bundle)};
 
-    EXPECT_EQ(titlesFrom(resources),
-              (QStringList{u"COLLECT_SEND_PROP"_qs, u"SEND_EVENTS"_qs, u"CHECK_NEW_POLICIES"_qs,
-                           u"ENFORECE_POLICIES"_qs, u"SAVE_TO_DESKTOP"_qs, u"CLOSE"_qs}));
+    EXPECT_EQ(
+        titlesFrom(resources),
+        (QStringList{QStringLiteral("COLLECT_SEND_PROP"), QStringLiteral("SEND_EVENTS"),
+                     QStringLiteral("CHECK_NEW_POLICIES"), QStringLiteral("ENFORECE_POLICIES"),
+                     QStringLiteral("SAVE_TO_DESKTOP"), QStringLiteral("CLOSE")}));
 }
 
 TEST_F(VXStatusButtonTest, WithoutABundleOfTextsTheButtonsAreBlank)
 {
     const VXStatusResourceController resources{{}, nullptr};
-    buttons_[0].setText(u"before"_qs);
+    buttons_[0].setText(QStringLiteral("before"));
 
     EXPECT_EQ(titlesFrom(resources), (QStringList{{}, {}, {}, {}, {}, {}}));
 }
@@ -179,7 +183,7 @@ TEST_F(VXStatusButtonTest, AnOutletThatIsNotConnectedIsPassedOver)
     controller.awakeFromNib();
 
     EXPECT_EQ(controller.button(), nullptr);
-    EXPECT_EQ(buttons_[5].text(), u"CLOSE"_qs);
+    EXPECT_EQ(buttons_[5].text(), QStringLiteral("CLOSE"));
 }
 
 } // namespace

@@ -90,12 +90,12 @@ TEST_F(VXStatusButtonActionsTest, AButtonShowsThatItsCommandsRunUntilTheLastHasE
 {
     controller.checkNewPolicies(nullptr);
     controller.checkNewPolicies(nullptr);
-    EXPECT_EQ(buttons[2].accessibleDescription(), u"COMMAND_RUNNING"_qs);
+    EXPECT_EQ(buttons[2].accessibleDescription(), QStringLiteral("COMMAND_RUNNING"));
 
     helper.connections[0]->calls()[0].exitStatus(0);
     turn();
     EXPECT_EQ(buttons[2].runningCommands(), 1);
-    EXPECT_EQ(buttons[2].accessibleDescription(), u"COMMAND_RUNNING"_qs);
+    EXPECT_EQ(buttons[2].accessibleDescription(), QStringLiteral("COMMAND_RUNNING"));
     helper.connections[1]->end();
     turn();
 

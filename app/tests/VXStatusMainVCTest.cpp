@@ -82,7 +82,7 @@ TEST_F(VXStatusMainVCTest, ListsTheAgentsLogsAndNeitherBackupsNorOtherFiles)
 
     const VXStatusMainVC controller{surroundings()};
 
-    EXPECT_EQ(controller.logFiles(), QStringList{u"vxsvc_1.log"_qs});
+    EXPECT_EQ(controller.logFiles(), QStringList{QStringLiteral("vxsvc_1.log")});
 }
 
 TEST_F(VXStatusMainVCTest, ALogsNameMayHoldTheAgentsNameAnywhere)
@@ -91,7 +91,7 @@ TEST_F(VXStatusMainVCTest, ALogsNameMayHoldTheAgentsNameAnywhere)
 
     const VXStatusMainVC controller{surroundings()};
 
-    EXPECT_EQ(controller.logFiles(), QStringList{u"old_vxsvc_2.log"_qs});
+    EXPECT_EQ(controller.logFiles(), QStringList{QStringLiteral("old_vxsvc_2.log")});
 }
 
 TEST_F(VXStatusMainVCTest, ListsTheLogsInTheFoldersOrder)
@@ -223,9 +223,9 @@ TEST_F(VXStatusMainVCTest, KeepsTheInitialPathThatIsSet)
 {
     VXStatusMainVC controller{surroundings()};
 
-    controller.setInitalFilePath(u"/some/log"_qs);
+    controller.setInitalFilePath(QStringLiteral("/some/log"));
 
-    EXPECT_EQ(controller.initalFilePath(), u"/some/log"_qs);
+    EXPECT_EQ(controller.initalFilePath(), QStringLiteral("/some/log"));
 }
 
 TEST_F(VXStatusMainVCTest, AddpathDoesNothingBeforeItIsAwake)
@@ -260,7 +260,7 @@ TEST_F(VXStatusMainVCTest, LivesWithoutAFileWatcher)
     controller.awakeFromNib();
     controller.addpath(path("vxsvc_1.log"));
 
-    EXPECT_EQ(controller.logFiles(), QStringList{u"vxsvc_1.log"_qs});
+    EXPECT_EQ(controller.logFiles(), QStringList{QStringLiteral("vxsvc_1.log")});
     EXPECT_EQ(watcher_->watchedFileCount(), 0U);
 }
 

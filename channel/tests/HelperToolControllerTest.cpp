@@ -46,7 +46,7 @@ class HelperToolControllerTest : public testing::Test {
     std::shared_ptr<HelperToolController> controller = surroundings.makeController();
     int updates = 0;
     NotificationCenter::Registration registration = surroundings.notifications.addObserver(
-        u"commandUpdate"_qs, nullptr, [this](const Notification& notification) {
+        QStringLiteral("commandUpdate"), nullptr, [this](const Notification& notification) {
             EXPECT_FALSE(notification.object.isValid());
             EXPECT_TRUE(notification.userInfo.isEmpty());
             ++updates;
@@ -70,12 +70,14 @@ TEST_F(HelperToolControllerTest, IsCalledBySelectorAndReadByKey)
 {
     QObject& object = *controller;
 
-    EXPECT_TRUE(QMetaObject::invokeMethod(&object, "runCommand", Q_ARG(QString, u"-p"_qs)));
-    EXPECT_TRUE(QMetaObject::invokeMethod(&object, "logWithStdErr", Q_ARG(QString, u"text"_qs)));
+    EXPECT_TRUE(
+        QMetaObject::invokeMethod(&object, "runCommand", Q_ARG(QString, QStringLiteral("-p"))));
+    EXPECT_TRUE(QMetaObject::invokeMethod(&object, "logWithStdErr",
+                                          Q_ARG(QString, QStringLiteral("text"))));
     EXPECT_TRUE(QMetaObject::invokeMethod(&object, "setHelperIsInstalled", Q_ARG(bool, true)));
 
-    EXPECT_EQ(object.property("command"), u"-p"_qs);
-    EXPECT_EQ(object.property("commandOutPut"), u"text"_qs);
+    EXPECT_EQ(object.property("command"), QStringLiteral("-p"));
+    EXPECT_EQ(object.property("commandOutPut"), QStringLiteral("text"));
     EXPECT_EQ(object.property("helperIsInstalled"), true);
     EXPECT_TRUE(object.setProperty("helperInstalled", true));
     EXPECT_EQ(object.property("helperInstalled"), true);
@@ -132,8 +134,8 @@ TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheCopyHasNoVersion)
 
 TEST_F(HelperToolControllerTest, MakesOneConnectionAndResumesItAtOnce)
 {
-    controller->runCommand(u"-p"_qs);
-    controller->runCommand(u"-f"_qs);
+    controller->runCommand(QStringLiteral("-p"));
+    controller->runCommand(QStringLiteral("-f"));
 
     EXPECT_EQ(surroundings.connections.size(), 1U);
     EXPECT_TRUE(surroundings.connection().isResumed());
@@ -142,9 +144,9 @@ TEST_F(HelperToolControllerTest, MakesOneConnectionAndResumesItAtOnce)
 
 TEST_F(HelperToolControllerTest, SendsTheOptionAndAFreshAuthorization)
 {
-    controller->runCommand(u"-c"_qs);
+    controller->runCommand(QStringLiteral("-c"));
     const auto first = surroundings.call();
-    controller->runCommand(u"-e"_qs);
+    controller->runCommand(QStringLiteral("-e"));
     const auto second = surroundings.call();
 
     EXPECT_EQ(first.method, "runCommand -c");
@@ -153,14 +155,14 @@ TEST_F(HelperToolControllerTest, SendsTheOptionAndAFreshAuthorization)
     EXPECT_EQ(second.authData.size(), 32U);
     EXPECT_NE(first.authData, second.authData);
     EXPECT_TRUE(controller->currentHelperAuthData().isNull());
-    EXPECT_EQ(controller->command(), u"-e"_qs);
+    EXPECT_EQ(controller->command(), QStringLiteral("-e"));
 }
 
 TEST_F(HelperToolControllerTest, SendsTheSavedAuthorizationWhenThereIsOne)
 {
     controller->setCurrentHelperAuthData(QByteArray(32, 'x'));
 
-    controller->runCommand(u"-c"_qs);
+    controller->runCommand(QStringLiteral("-c"));
 
     EXPECT_EQ(surroundings.call().authData, HelperProtocol::AuthorizationData(32, 'x'));
 }
@@ -169,7 +171,8 @@ TEST_F(HelperToolControllerTest, PrintsThatACommandFailedWithoutAuthorization)
 {
     surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
 
-    const std::string printed = printedDuring([&] { controller->runCommand(u"-c"_qs); });
+    const std::string printed =
+        printedDuring([&] { controller->runCommand(QStringLiteral("-c")); });
 
     EXPECT_EQ(printed, "Command execution failed\n");
     EXPECT_TRUE(surroundings.connection().calls().empty());
@@ -180,7 +183,8 @@ TEST_F(HelperToolControllerTest, DropsACommandSilentlyWhenThereIsNoExternalForm)
 {
     surroundings.authorization.empty.insert("AuthorizationCreate");
 
-    const std::string printed = printedDuring([&] { controller->runCommand(u"-c"_qs); });
+    const std::string printed =
+        printedDuring([&] { controller->runCommand(QStringLiteral("-c")); });
 
     EXPECT_EQ(printed, "");
     EXPECT_TRUE(surroundings.connection().calls().empty());
@@ -191,23 +195,23 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfEveryCommand)
     int ended = 0;
     const auto countEnd = [&] { ++ended; };
 
-    controller->runCommand(u"-c"_qs, countEnd);
+    controller->runCommand(QStringLiteral("-c"), countEnd);
     surroundings.call().exitStatus(0);
     turn();
     EXPECT_EQ(ended, 1);
-    controller->runCommand(u"-c"_qs, countEnd);
+    controller->runCommand(QStringLiteral("-c"), countEnd);
     surroundings.call().exitStatus(kAuthorizationFailedExitCode);
     turn();
     EXPECT_EQ(ended, 2);
     surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
-    EXPECT_NE(printedDuring([&] { controller->runCommand(u"-c"_qs, countEnd); }), "");
+    EXPECT_NE(printedDuring([&] { controller->runCommand(QStringLiteral("-c"), countEnd); }), "");
     EXPECT_EQ(ended, 3);
 }
 
 TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
 {
     int ended = 0;
-    controller->runCommand(u"-c"_qs, [&] { ++ended; });
+    controller->runCommand(QStringLiteral("-c"), [&] { ++ended; });
 
     const std::string printed = printedDuring([&] { surroundings.connection().end(); });
 
@@ -218,7 +222,7 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
 TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnection)
 {
     int ended = 0;
-    controller->runCommand(u"-c"_qs, [&] { ++ended; });
+    controller->runCommand(QStringLiteral("-c"), [&] { ++ended; });
     const std::weak_ptr<HelperToolController> weak = controller;
     auto call = surroundings.call();
     surroundings.call().onFailure = {};
@@ -235,50 +239,50 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnectio
 
 TEST_F(HelperToolControllerTest, KeepsTheOutputOfTheInformationCommandAndAnnouncesIt)
 {
-    controller->runCommand(u"-i"_qs);
+    controller->runCommand(QStringLiteral("-i"));
 
     surroundings.connection().app().logWithStdOut("abc");
-    EXPECT_EQ(controller->getCommandOutPut(), u"abc"_qs);
+    EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("abc"));
     EXPECT_EQ(updates, 1);
     surroundings.connection().app().logWithStdOut("");
 
-    EXPECT_EQ(controller->getCommandOutPut(), u"abc"_qs);
+    EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("abc"));
     EXPECT_EQ(updates, 1);
 }
 
 TEST_F(HelperToolControllerTest, KeepsTheLastPieceAndAnnouncesEveryOne)
 {
-    controller->runCommand(u"-i"_qs);
+    controller->runCommand(QStringLiteral("-i"));
 
     surroundings.connection().app().logWithStdOut("a");
     surroundings.connection().app().logWithStdErr("b");
 
-    EXPECT_EQ(controller->getCommandOutPut(), u"b"_qs);
+    EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("b"));
     EXPECT_EQ(updates, 2);
 }
 
 TEST_F(HelperToolControllerTest, AnnouncesNothingForOtherCommands)
 {
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
     surroundings.connection().app().logWithStdOut("properties");
-    EXPECT_EQ(controller->getCommandOutPut(), u"properties"_qs);
-    controller->runCommand(u"-i"_qs);
-    controller->runCommand(u"-c"_qs);
+    EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("properties"));
+    controller->runCommand(QStringLiteral("-i"));
+    controller->runCommand(QStringLiteral("-c"));
 
     surroundings.connection().app().logWithStdOut("late information");
 
-    EXPECT_EQ(controller->getCommandOutPut(), u"late information"_qs);
+    EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("late information"));
     EXPECT_EQ(updates, 0);
 }
 
 TEST_F(HelperToolControllerTest, TakesOutputOnlyWhileItsConnectionIsCurrent)
 {
-    controller->runCommand(u"-i"_qs);
+    controller->runCommand(QStringLiteral("-i"));
     const auto first = surroundings.connections[0];
     first->end();
     turn();
     EXPECT_EQ(controller->currentHelperConnection(), nullptr);
-    controller->runCommand(u"-i"_qs);
+    controller->runCommand(QStringLiteral("-i"));
 
     first->app().logWithStdOut("from the grave");
     EXPECT_EQ(controller->getCommandOutPut(), QString{});
@@ -286,16 +290,16 @@ TEST_F(HelperToolControllerTest, TakesOutputOnlyWhileItsConnectionIsCurrent)
     surroundings.connection().app().logWithStdOut("alive");
 
     EXPECT_EQ(surroundings.connections.size(), 2U);
-    EXPECT_EQ(controller->getCommandOutPut(), u"alive"_qs);
+    EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("alive"));
 }
 
 TEST_F(HelperToolControllerTest, KeepsANewerConnectionWhenTheOlderOneEnds)
 {
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
     const auto older = surroundings.connections[0];
     older->end();
     turn();
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
     const auto newer = controller->currentHelperConnection();
 
     older->end();
@@ -316,8 +320,8 @@ TEST_F(HelperToolControllerTest, InstallsWithTheConsentOfAnAdministrator)
     EXPECT_EQ(
         surroundings.authorization.calls(),
         std::vector<std::string>{"AuthorizationCreate 19 com.apple.ServiceManagement.blesshelper"});
-    EXPECT_EQ(controller->currentHelperAuthDataKeyPath(), u"currentHelperAuthData"_qs);
-    EXPECT_EQ(controller->helperIsInstalledKeyPath(), u"helperIsInstalled"_qs);
+    EXPECT_EQ(controller->currentHelperAuthDataKeyPath(), QStringLiteral("currentHelperAuthData"));
+    EXPECT_EQ(controller->helperIsInstalledKeyPath(), QStringLiteral("helperIsInstalled"));
 }
 
 TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedFromTheMainQueue)
@@ -356,13 +360,13 @@ TEST_F(HelperToolControllerTest, SaysNothingOfARefusalWithoutAReason)
 
 TEST_F(HelperToolControllerTest, UsesANewConnectionAfterAnInstallation)
 {
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
     const auto old = surroundings.connections[0];
 
     controller->installHelper();
     EXPECT_TRUE(old->isEnded());
     EXPECT_EQ(controller->currentHelperConnection(), nullptr);
-    controller->runCommand(u"-i"_qs);
+    controller->runCommand(QStringLiteral("-i"));
     turn();
 
     EXPECT_EQ(surroundings.connections.size(), 2U);
@@ -371,7 +375,7 @@ TEST_F(HelperToolControllerTest, UsesANewConnectionAfterAnInstallation)
 
 TEST_F(HelperToolControllerTest, KeepsItsConnectionWhenAnInstallationFails)
 {
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
     surroundings.serviceManagement.outcome = {};
 
     controller->installHelper();
@@ -402,7 +406,7 @@ TEST_F(HelperToolControllerTest, PrintsThatTheRightsCannotBeRegistered)
 TEST_F(HelperToolControllerTest, IsHeldByItsConnectionUntilThatEnds)
 {
     const std::weak_ptr<HelperToolController> weak = controller;
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
 
     controller.reset();
     turn();
@@ -416,7 +420,7 @@ TEST_F(HelperToolControllerTest, IsHeldByItsConnectionUntilThatEnds)
 TEST_F(HelperToolControllerTest, IsNotHeldByAConnectionThatItLetGoOf)
 {
     const std::weak_ptr<HelperToolController> weak = controller;
-    controller->runCommand(u"-p"_qs);
+    controller->runCommand(QStringLiteral("-p"));
     surroundings.connections.clear();
     controller.reset();
     ASSERT_FALSE(weak.expired());

@@ -8,32 +8,32 @@ namespace {
 TEST(AgentInformation, HoldsWhatTheThreeKeysTell)
 {
     const auto information = parseAgentInformation(
-        u"AgentMode: 1\nZelServerLastUsed: 10.0.0.5\nVersion: 5.7.1\nOther: x\n"_qs);
+        QStringLiteral("AgentMode: 1\nZelServerLastUsed: 10.0.0.5\nVersion: 5.7.1\nOther: x\n"));
 
     ASSERT_TRUE(information);
     EXPECT_EQ(information->mode, 1);
-    EXPECT_EQ(information->server, u"10.0.0.5"_qs);
-    EXPECT_EQ(information->version, u"5.7.1"_qs);
+    EXPECT_EQ(information->server, QStringLiteral("10.0.0.5"));
+    EXPECT_EQ(information->version, QStringLiteral("5.7.1"));
     EXPECT_TRUE(information->hasServer());
 }
 
 TEST(AgentInformation, HasAServerInModesOneAndTwoAlone)
 {
     const auto hasServer = [](const QString& mode) {
-        return parseAgentInformation(u"AgentMode: "_qs + mode)->hasServer();
+        return parseAgentInformation(QStringLiteral("AgentMode: ") + mode)->hasServer();
     };
 
-    EXPECT_TRUE(hasServer(u"1"_qs));
-    EXPECT_TRUE(hasServer(u"2"_qs));
-    EXPECT_TRUE(hasServer(u" 2 beta"_qs));
+    EXPECT_TRUE(hasServer(QStringLiteral("1")));
+    EXPECT_TRUE(hasServer(QStringLiteral("2")));
+    EXPECT_TRUE(hasServer(QStringLiteral(" 2 beta")));
     for (const char* const mode : {"0", "3", "-1", "x", "", "99999999999999999999", "4294967297"})
         EXPECT_FALSE(hasServer(QString::fromUtf8(mode))) << mode;
-    EXPECT_FALSE(parseAgentInformation(u"Version: 1"_qs)->hasServer());
+    EXPECT_FALSE(parseAgentInformation(QStringLiteral("Version: 1"))->hasServer());
 }
 
 TEST(AgentInformation, IgnoresLinesWithoutColonAndBlank)
 {
-    const auto information = parseAgentInformation(u"Version:5.7\nAgentMode: 1"_qs);
+    const auto information = parseAgentInformation(QStringLiteral("Version:5.7\nAgentMode: 1"));
 
     ASSERT_TRUE(information);
     EXPECT_TRUE(information->version.isNull());
@@ -41,15 +41,16 @@ TEST(AgentInformation, IgnoresLinesWithoutColonAndBlank)
 
 TEST(AgentInformation, KeepsTheValueUpToTheNextSeparator)
 {
-    EXPECT_EQ(parseAgentInformation(u"Version: 5.7: beta"_qs)->version, u"5.7"_qs);
+    EXPECT_EQ(parseAgentInformation(QStringLiteral("Version: 5.7: beta"))->version,
+              QStringLiteral("5.7"));
 }
 
 TEST(AgentInformation, TakesTheLastOfEqualKeysAndTrimsNothing)
 {
-    const auto information =
-        parseAgentInformation(u"Version: 1\n Version: 2\nVersion:  3 \nZelServerLastUsed: "_qs);
+    const auto information = parseAgentInformation(
+        QStringLiteral("Version: 1\n Version: 2\nVersion:  3 \nZelServerLastUsed: "));
 
-    EXPECT_EQ(information->version, u" 3 "_qs);
+    EXPECT_EQ(information->version, QStringLiteral(" 3 "));
     EXPECT_TRUE(information->server.isEmpty());
     EXPECT_FALSE(information->server.isNull());
 }
@@ -57,8 +58,8 @@ TEST(AgentInformation, TakesTheLastOfEqualKeysAndTrimsNothing)
 TEST(AgentInformation, IsNoneWithoutASinglePair)
 {
     EXPECT_FALSE(parseAgentInformation({}));
-    EXPECT_FALSE(parseAgentInformation(u""_qs));
-    EXPECT_FALSE(parseAgentInformation(u"Version:5.7\nnothing\n\n"_qs));
+    EXPECT_FALSE(parseAgentInformation(QStringLiteral("")));
+    EXPECT_FALSE(parseAgentInformation(QStringLiteral("Version:5.7\nnothing\n\n")));
 }
 
 } // namespace

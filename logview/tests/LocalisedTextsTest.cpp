@@ -16,14 +16,14 @@ TEST(LocalisedTexts, KeepsWhatItsPropertiesAreSetToAndLooksNothingUpByThem)
     bundle.addTexts(VELTRA_TEST_CATALOGUES);
     VXStatusResourceController controller{{}, bundle.open()};
 
-    EXPECT_TRUE(controller.setProperty("languageCode", QVariant{u"de"_qs}));
-    EXPECT_TRUE(controller.setProperty("localeCode", QVariant{u"de_AT"_qs}));
-    EXPECT_TRUE(controller.setProperty("currentUser", QVariant{u"someone"_qs}));
+    EXPECT_TRUE(controller.setProperty("languageCode", QVariant{QStringLiteral("de")}));
+    EXPECT_TRUE(controller.setProperty("localeCode", QVariant{QStringLiteral("de_AT")}));
+    EXPECT_TRUE(controller.setProperty("currentUser", QVariant{QStringLiteral("someone")}));
 
-    EXPECT_EQ(controller.languageCode(), u"de"_qs);
-    EXPECT_EQ(controller.localeCode(), u"de_AT"_qs);
-    EXPECT_EQ(controller.currentUser(), u"someone"_qs);
-    EXPECT_EQ(controller.getLocalisedString(u"CLOSE"_qs), u"Close"_qs);
+    EXPECT_EQ(controller.languageCode(), QStringLiteral("de"));
+    EXPECT_EQ(controller.localeCode(), QStringLiteral("de_AT"));
+    EXPECT_EQ(controller.currentUser(), QStringLiteral("someone"));
+    EXPECT_EQ(controller.getLocalisedString(QStringLiteral("CLOSE")), QStringLiteral("Close"));
 }
 
 TEST(LocalisedTexts, GivesTheTextsOfTheProjectsCatalogue)
@@ -32,8 +32,9 @@ TEST(LocalisedTexts, GivesTheTextsOfTheProjectsCatalogue)
     bundle.addTexts(VELTRA_TEST_CATALOGUES);
     const VXStatusResourceController controller{{}, bundle.open()};
 
-    EXPECT_EQ(controller.getLocalisedString(u"CLOSE"_qs), u"Close"_qs);
-    EXPECT_EQ(controller.getLocalisedString(u"ENFORECE_POLICIES"_qs), u"Enforce Policies"_qs);
+    EXPECT_EQ(controller.getLocalisedString(QStringLiteral("CLOSE")), QStringLiteral("Close"));
+    EXPECT_EQ(controller.getLocalisedString(QStringLiteral("ENFORECE_POLICIES")),
+              QStringLiteral("Enforce Policies"));
 }
 
 TEST(LocalisedTexts, GivesTheKeyForAnUnknownOne)
@@ -42,8 +43,9 @@ TEST(LocalisedTexts, GivesTheKeyForAnUnknownOne)
     bundle.addTexts(VELTRA_TEST_CATALOGUES);
     const VXStatusResourceController controller{{}, bundle.open()};
 
-    EXPECT_EQ(controller.getLocalisedString(u"close"_qs), u"close"_qs);
-    EXPECT_EQ(controller.getLocalisedString(u"NO_SUCH_TEXT"_qs), u"NO_SUCH_TEXT"_qs);
+    EXPECT_EQ(controller.getLocalisedString(QStringLiteral("close")), QStringLiteral("close"));
+    EXPECT_EQ(controller.getLocalisedString(QStringLiteral("NO_SUCH_TEXT")),
+              QStringLiteral("NO_SUCH_TEXT"));
 }
 
 TEST(LocalisedTexts, GivesTheKeyWithoutACatalogue)
@@ -52,7 +54,7 @@ TEST(LocalisedTexts, GivesTheKeyWithoutACatalogue)
     bundle.addTextsWithoutCatalogue();
     const VXStatusResourceController controller{{}, bundle.open()};
 
-    EXPECT_EQ(controller.getLocalisedString(u"CLOSE"_qs), u"CLOSE"_qs);
+    EXPECT_EQ(controller.getLocalisedString(QStringLiteral("CLOSE")), QStringLiteral("CLOSE"));
 }
 
 TEST(LocalisedTexts, GivesANullTextWithoutABundleOfTexts)
@@ -61,8 +63,8 @@ TEST(LocalisedTexts, GivesANullTextWithoutABundleOfTexts)
     const VXStatusResourceController withoutTexts{{}, bundle.open()};
     const VXStatusResourceController withoutBundle{{}, nullptr};
 
-    EXPECT_TRUE(withoutTexts.getLocalisedString(u"CLOSE"_qs).isNull());
-    EXPECT_TRUE(withoutBundle.getLocalisedString(u"CLOSE"_qs).isNull());
+    EXPECT_TRUE(withoutTexts.getLocalisedString(QStringLiteral("CLOSE")).isNull());
+    EXPECT_TRUE(withoutBundle.getLocalisedString(QStringLiteral("CLOSE")).isNull());
 }
 
 } // namespace

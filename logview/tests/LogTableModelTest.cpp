@@ -129,7 +129,7 @@ TEST_F(LogTableModelTest, KeepsAPersistentIndexOnItsRow)
     model().adoptPublishedRows();
 
     EXPECT_EQ(index.row(), 3);
-    EXPECT_EQ(index.data().toString(), u"b"_qs);
+    EXPECT_EQ(index.data().toString(), QStringLiteral("b"));
 }
 
 TEST_F(LogTableModelTest, ShowsEveryTextInItsColumn)
@@ -137,11 +137,11 @@ TEST_F(LogTableModelTest, ShowsEveryTextInItsColumn)
     publish({"message"});
     model().adoptPublishedRows();
 
-    EXPECT_EQ(cell(0, LogTableModel::dateColumn), QVariant{u"date"_qs});
-    EXPECT_EQ(cell(0, LogTableModel::timeColumn), QVariant{u"time"_qs});
-    EXPECT_EQ(cell(0, LogTableModel::componentColumn), QVariant{u"comp"_qs});
-    EXPECT_EQ(cell(0, LogTableModel::messageTypeColumn), QVariant{u"Info"_qs});
-    EXPECT_EQ(cell(0, LogTableModel::messageColumn), QVariant{u"message"_qs});
+    EXPECT_EQ(cell(0, LogTableModel::dateColumn), QVariant{QStringLiteral("date")});
+    EXPECT_EQ(cell(0, LogTableModel::timeColumn), QVariant{QStringLiteral("time")});
+    EXPECT_EQ(cell(0, LogTableModel::componentColumn), QVariant{QStringLiteral("comp")});
+    EXPECT_EQ(cell(0, LogTableModel::messageTypeColumn), QVariant{QStringLiteral("Info")});
+    EXPECT_EQ(cell(0, LogTableModel::messageColumn), QVariant{QStringLiteral("message")});
 }
 
 TEST_F(LogTableModelTest, ShowsTheWholeTextInAToolTip)
@@ -149,7 +149,8 @@ TEST_F(LogTableModelTest, ShowsTheWholeTextInAToolTip)
     publish({"message"});
     model().adoptPublishedRows();
 
-    EXPECT_EQ(cell(0, LogTableModel::messageColumn, Qt::ToolTipRole), QVariant{u"message"_qs});
+    EXPECT_EQ(cell(0, LogTableModel::messageColumn, Qt::ToolTipRole),
+              QVariant{QStringLiteral("message")});
 }
 
 TEST_F(LogTableModelTest, PutsASignBesideTheMessageTypeOnly)
@@ -259,7 +260,8 @@ TEST_F(LogTableModelTest, BearsTheTitlesItIsGiven)
 {
     QSignalSpy changed{&model(), &QAbstractItemModel::headerDataChanged};
 
-    model().setTitles({u"1"_qs, u"2"_qs, u"3"_qs, u"4"_qs, u"5"_qs});
+    model().setTitles({QStringLiteral("1"), QStringLiteral("2"), QStringLiteral("3"),
+                       QStringLiteral("4"), QStringLiteral("5")});
 
     ASSERT_EQ(changed.count(), 1);
     EXPECT_EQ(changed[0][1], QVariant{0});
@@ -291,11 +293,13 @@ TEST_F(LogTableModelTest, NamesItsColumnsAsTheRecordDoes)
 
 TEST_F(LogTableModelTest, NamesTheColumnsDateTimeComponentTypeAndMessage)
 {
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::dateColumn), u"Date"_qs);
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::timeColumn), u"Time"_qs);
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::componentColumn), u"logComponent"_qs);
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::messageTypeColumn), u"message_type"_qs);
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::messageColumn), u"message"_qs);
+    EXPECT_EQ(LogTableModel::identifier(LogTableModel::dateColumn), QStringLiteral("Date"));
+    EXPECT_EQ(LogTableModel::identifier(LogTableModel::timeColumn), QStringLiteral("Time"));
+    EXPECT_EQ(LogTableModel::identifier(LogTableModel::componentColumn),
+              QStringLiteral("logComponent"));
+    EXPECT_EQ(LogTableModel::identifier(LogTableModel::messageTypeColumn),
+              QStringLiteral("message_type"));
+    EXPECT_EQ(LogTableModel::identifier(LogTableModel::messageColumn), QStringLiteral("message"));
 }
 
 /// A model that shows three rows at most.
@@ -326,7 +330,7 @@ TEST_F(LimitedLogTableModelTest, DropsTheOldestRowsAtTheBottom)
 
     EXPECT_EQ(second, (Texts{"c", "d", "a"}));
     EXPECT_EQ(messages(), (Texts{"e", "c", "d"}));
-    EXPECT_EQ(cell(2, LogTableModel::messageColumn), QVariant{u"d"_qs});
+    EXPECT_EQ(cell(2, LogTableModel::messageColumn), QVariant{QStringLiteral("d")});
 }
 
 TEST_F(LimitedLogTableModelTest, HoldsNoMoreRowsWhileItDropsSome)

@@ -30,7 +30,7 @@ class LogTableViewTest : public testing::Test {
         view_.activateWindow();
         EXPECT_TRUE(QTest::qWaitForWindowActive(&view_));
         view_.setFocus();
-        QApplication::clipboard()->setText(u"before"_qs);
+        QApplication::clipboard()->setText(QStringLiteral("before"));
     }
 
     // Adds rows as one pass does.
@@ -294,11 +294,11 @@ TEST_F(LogTableViewTest, GivesColumnsRoomForTheirUsualTexts)
     view().layOutColumns();
 
     EXPECT_GT(view().columnWidth(LogTableModel::dateColumn),
-              view().fontMetrics().horizontalAdvance(u"2000-00-00"_qs));
+              view().fontMetrics().horizontalAdvance(QStringLiteral("2000-00-00")));
     EXPECT_GT(view().columnWidth(LogTableModel::timeColumn),
-              view().fontMetrics().horizontalAdvance(u"00:00:00"_qs));
+              view().fontMetrics().horizontalAdvance(QStringLiteral("00:00:00")));
     EXPECT_GT(view().columnWidth(LogTableModel::messageTypeColumn),
-              view().fontMetrics().horizontalAdvance(u"Warning"_qs) + 16);
+              view().fontMetrics().horizontalAdvance(QStringLiteral("Warning")) + 16);
     EXPECT_TRUE(view().horizontalHeader()->stretchLastSection());
 }
 

@@ -195,7 +195,7 @@ TEST_F(StartUpTest, MissesInformationThatComesBeforeItListens)
     helper().connection().app().logWithStdOut("Version: 2\n");
     turn();
 
-    EXPECT_EQ(version.text(), u"Veltra Agent VERSION 2"_qs);
+    EXPECT_EQ(version.text(), QStringLiteral("Veltra Agent VERSION 2"));
 }
 
 } // namespace

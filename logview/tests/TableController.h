@@ -77,8 +77,8 @@ class TableControllerTest : public testing::Test {
     /// Tells the controller that a log was written to, on the calling thread.
     void notify(const QString& path)
     {
-        notifications().postNotificationName(u"VXStatusNotification"_qs,
-                                             QVariantMap{{u"newLogFilePath"_qs, path}});
+        notifications().postNotificationName(QStringLiteral("VXStatusNotification"),
+                                             QVariantMap{{QStringLiteral("newLogFilePath"), path}});
     }
     void notify() { notify(initialPath_); }
 

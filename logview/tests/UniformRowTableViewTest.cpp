@@ -328,7 +328,7 @@ TEST_F(UniformRowTableViewTest, MakesAColumnFitTheTextsInView)
     bar().setValue(bar().maximum());
     view().resizeColumnToContents(0);
 
-    EXPECT_GT(wide, view().fontMetrics().horizontalAdvance(u"9999999/0"_qs));
+    EXPECT_GT(wide, view().fontMetrics().horizontalAdvance(QStringLiteral("9999999/0")));
     EXPECT_LT(view().columnWidth(0), wide);
 }
 
@@ -342,15 +342,15 @@ TEST_F(UniformRowTableViewTest, TellsAssistiveTechnologyOfItsCellsAndTitles)
     EXPECT_EQ(table->role(), QAccessible::Table);
     EXPECT_EQ(cells.rowCount(), 100);
     EXPECT_EQ(cells.columnCount(), 4);
-    EXPECT_EQ(cells.columnDescription(2), u"title 2"_qs);
+    EXPECT_EQ(cells.columnDescription(2), QStringLiteral("title 2"));
     QAccessibleInterface* const last = cells.cellAt(99, 3);
     ASSERT_TRUE(last && last->tableCellInterface());
-    EXPECT_EQ(last->text(QAccessible::Name), u"0/3"_qs);
+    EXPECT_EQ(last->text(QAccessible::Name), QStringLiteral("0/3"));
     const auto titles = last->tableCellInterface()->columnHeaderCells();
     ASSERT_EQ(titles.size(), 1);
     // Made for the caller, who gives it back so.
     const QAccessible::Id title = QAccessible::registerAccessibleInterface(titles.front());
-    EXPECT_EQ(titles.front()->text(QAccessible::Name), u"title 3"_qs);
+    EXPECT_EQ(titles.front()->text(QAccessible::Name), QStringLiteral("title 3"));
     QAccessible::deleteAccessibleInterface(title);
 }
 
@@ -366,7 +366,7 @@ TEST_F(UniformRowTableViewTest, TellsAssistiveTechnologyWhereItsCellsAre)
               view().viewport()->mapToGlobal(view().visualRect(cell(22, 2)).topLeft()));
     QAccessibleInterface* const found = table->childAt(place.center().x(), place.center().y());
     ASSERT_TRUE(found);
-    EXPECT_EQ(found->text(QAccessible::Name), u"77/2"_qs);
+    EXPECT_EQ(found->text(QAccessible::Name), QStringLiteral("77/2"));
 }
 
 } // namespace

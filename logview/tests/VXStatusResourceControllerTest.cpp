@@ -183,7 +183,7 @@ TEST(VXStatusResourceController, LogsAMissingFolderAndGivesNothing)
 
     const QString name = controller.getLogFileName();
 
-    EXPECT_EQ(name, u""_qs);
+    EXPECT_EQ(name, QStringLiteral(""));
     ASSERT_EQ(log.messages().size(), 1U);
     EXPECT_EQ(log.messages().front(),
               "Error in reading files: " +
@@ -210,13 +210,13 @@ TEST(VXStatusResourceController, LogsAnUnreadableFolderAndGivesNothing)
     RecordedLog log;
     const VXStatusResourceController controller{{.logFolder = folder.path() + "/"}, nullptr};
 
-    QString name = u"?"_qs;
+    QString name = QStringLiteral("?");
     {
         const AsOrdinaryUser user;
         name = controller.getLogFileName();
     }
 
-    EXPECT_EQ(name, u""_qs);
+    EXPECT_EQ(name, QStringLiteral(""));
     ASSERT_EQ(log.messages().size(), 1U);
     EXPECT_TRUE(log.messages().front().starts_with("Error in reading files: "));
     EXPECT_TRUE(log.messages().front().ends_with("Permission denied")) << log.messages().front();
@@ -310,7 +310,7 @@ TEST(VXStatusResourceController, GivesNothingWhenNoDateCanBeRead)
     const VXStatusResourceController controller{{.logFolder = folder.path()}, nullptr};
     RecordedLog log;
 
-    EXPECT_EQ(controller.getLogFileName(), u""_qs);
+    EXPECT_EQ(controller.getLogFileName(), QStringLiteral(""));
     EXPECT_TRUE(log.messages().empty());
 }
 
@@ -324,7 +324,7 @@ TEST(VXStatusResourceController, SpeaksEnglishWithoutLocaleAndUserAtFirst)
 {
     const VXStatusResourceController controller{{}, nullptr};
 
-    EXPECT_EQ(controller.languageCode(), u"en"_qs);
+    EXPECT_EQ(controller.languageCode(), QStringLiteral("en"));
     EXPECT_TRUE(controller.localeCode().isNull());
     EXPECT_TRUE(controller.currentUser().isNull());
 }
@@ -340,7 +340,7 @@ TEST(VXStatusResourceController, AnswersInvocationsByName)
         QMetaObject::invokeMethod(&controller, "getLogFileName", Q_RETURN_ARG(QString, name));
 
     EXPECT_TRUE(isInvoked);
-    EXPECT_EQ(name, u"vxsvc_1.log"_qs);
+    EXPECT_EQ(name, QStringLiteral("vxsvc_1.log"));
 }
 
 } // namespace

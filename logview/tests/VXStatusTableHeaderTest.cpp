@@ -14,28 +14,28 @@ TEST(VXStatusTableHeader, HoldsItsPlaceholdersAtFirst)
 {
     const VXStatusTableHeader record;
 
-    EXPECT_EQ(record.logComponent(), u"Component"_qs);
-    EXPECT_EQ(record.Date(), u"Todays date"_qs);
-    EXPECT_EQ(record.Time(), u"Todays time"_qs);
-    EXPECT_EQ(record.message_type(), u"message type is:"_qs);
-    EXPECT_EQ(record.message(), u"message is:"_qs);
+    EXPECT_EQ(record.logComponent(), QStringLiteral("Component"));
+    EXPECT_EQ(record.Date(), QStringLiteral("Todays date"));
+    EXPECT_EQ(record.Time(), QStringLiteral("Todays time"));
+    EXPECT_EQ(record.message_type(), QStringLiteral("message type is:"));
+    EXPECT_EQ(record.message(), QStringLiteral("message is:"));
 }
 
 TEST(VXStatusTableHeader, HoldsWhatItsPropertiesAreSetTo)
 {
     VXStatusTableHeader record;
 
-    record.setLogComponent(u"a"_qs);
-    record.setDate(u"b"_qs);
-    record.setTime(u"c"_qs);
-    record.setMessage_type(u"d"_qs);
-    record.setMessage(u"e"_qs);
+    record.setLogComponent(QStringLiteral("a"));
+    record.setDate(QStringLiteral("b"));
+    record.setTime(QStringLiteral("c"));
+    record.setMessage_type(QStringLiteral("d"));
+    record.setMessage(QStringLiteral("e"));
 
-    EXPECT_EQ(record.logComponent(), u"a"_qs);
-    EXPECT_EQ(record.Date(), u"b"_qs);
-    EXPECT_EQ(record.Time(), u"c"_qs);
-    EXPECT_EQ(record.message_type(), u"d"_qs);
-    EXPECT_EQ(record.message(), u"e"_qs);
+    EXPECT_EQ(record.logComponent(), QStringLiteral("a"));
+    EXPECT_EQ(record.Date(), QStringLiteral("b"));
+    EXPECT_EQ(record.Time(), QStringLiteral("c"));
+    EXPECT_EQ(record.message_type(), QStringLiteral("d"));
+    EXPECT_EQ(record.message(), QStringLiteral("e"));
 }
 
 TEST(VXStatusTableHeader, IsMadeOfTheTextsOfARow)
@@ -43,11 +43,11 @@ TEST(VXStatusTableHeader, IsMadeOfTheTextsOfARow)
     const VXStatusTableHeader record{
         logTexts("date", "time", "comp", "type", "m\xC3\xA4\xE2\x82\xAC")};
 
-    EXPECT_EQ(record.logComponent(), u"comp"_qs);
-    EXPECT_EQ(record.Date(), u"date"_qs);
-    EXPECT_EQ(record.Time(), u"time"_qs);
-    EXPECT_EQ(record.message_type(), u"type"_qs);
-    EXPECT_EQ(record.message(), u"mä€"_qs);
+    EXPECT_EQ(record.logComponent(), QStringLiteral("comp"));
+    EXPECT_EQ(record.Date(), QStringLiteral("date"));
+    EXPECT_EQ(record.Time(), QStringLiteral("time"));
+    EXPECT_EQ(record.message_type(), QStringLiteral("type"));
+    EXPECT_EQ(record.message(), QStringLiteral("mä€"));
 }
 
 TEST(VXStatusTableHeader, KeepsNulCharacters)
@@ -62,18 +62,19 @@ TEST(VXStatusTableHeader, AnswersByKey)
 {
     const VXStatusTableHeader record{logTexts("date", "time", "comp", "type", "message")};
 
-    EXPECT_EQ(record.valueForKey(u"logComponent"_qs), QVariant{u"comp"_qs});
-    EXPECT_EQ(record.valueForKey(u"Date"_qs), QVariant{u"date"_qs});
-    EXPECT_EQ(record.valueForKey(u"Time"_qs), QVariant{u"time"_qs});
-    EXPECT_EQ(record.valueForKey(u"message_type"_qs), QVariant{u"type"_qs});
-    EXPECT_EQ(record.valueForKey(u"message"_qs), QVariant{u"message"_qs});
+    EXPECT_EQ(record.valueForKey(QStringLiteral("logComponent")), QVariant{QStringLiteral("comp")});
+    EXPECT_EQ(record.valueForKey(QStringLiteral("Date")), QVariant{QStringLiteral("date")});
+    EXPECT_EQ(record.valueForKey(QStringLiteral("Time")), QVariant{QStringLiteral("time")});
+    EXPECT_EQ(record.valueForKey(QStringLiteral("message_type")), QVariant{QStringLiteral("type")});
+    EXPECT_EQ(record.valueForKey(QStringLiteral("message")), QVariant{QStringLiteral("message")});
 }
 
 TEST(VXStatusTableHeader, AnswersUnknownKeysWithNothing)
 {
     const VXStatusTableHeader record;
 
-    for (const QString& key : {u""_qs, u"date"_qs, u"DATE"_qs, u"offset"_qs, u"Date "_qs})
+    for (const QString& key : {QStringLiteral(""), QStringLiteral("date"), QStringLiteral("DATE"),
+                               QStringLiteral("offset"), QStringLiteral("Date ")})
         EXPECT_FALSE(record.valueForKey(key).isValid()) << key.toStdString();
 }
 
@@ -86,16 +87,17 @@ TEST(VXStatusTableHeader, CanBeReadAndSetByPropertyName)
     for (int i = 0; i < type.propertyCount(); ++i) {
         const QMetaProperty property = type.property(i);
         names << QString::fromLatin1(property.name());
-        EXPECT_TRUE(property.writeOnGadget(&record, names.back() + u"!"_qs));
+        EXPECT_TRUE(property.writeOnGadget(&record, names.back() + QStringLiteral("!")));
     }
 
-    EXPECT_EQ(names, (QStringList{u"logComponent"_qs, u"Date"_qs, u"Time"_qs, u"message_type"_qs,
-                                  u"message"_qs}));
-    EXPECT_EQ(record.logComponent(), u"logComponent!"_qs);
-    EXPECT_EQ(record.Date(), u"Date!"_qs);
-    EXPECT_EQ(record.Time(), u"Time!"_qs);
-    EXPECT_EQ(record.message_type(), u"message_type!"_qs);
-    EXPECT_EQ(record.message(), u"message!"_qs);
+    EXPECT_EQ(names, (QStringList{QStringLiteral("logComponent"), QStringLiteral("Date"),
+                                  QStringLiteral("Time"), QStringLiteral("message_type"),
+                                  QStringLiteral("message")}));
+    EXPECT_EQ(record.logComponent(), QStringLiteral("logComponent!"));
+    EXPECT_EQ(record.Date(), QStringLiteral("Date!"));
+    EXPECT_EQ(record.Time(), QStringLiteral("Time!"));
+    EXPECT_EQ(record.message_type(), QStringLiteral("message_type!"));
+    EXPECT_EQ(record.message(), QStringLiteral("message!"));
 }
 
 TEST(VXStatusTableHeader, IsAValueOfItsOwnWhenCopied)
@@ -103,9 +105,9 @@ TEST(VXStatusTableHeader, IsAValueOfItsOwnWhenCopied)
     VXStatusTableHeader first;
     const VXStatusTableHeader second = first;
 
-    first.setMessage(u"other"_qs);
+    first.setMessage(QStringLiteral("other"));
 
-    EXPECT_EQ(second.message(), u"message is:"_qs);
+    EXPECT_EQ(second.message(), QStringLiteral("message is:"));
 }
 
 } // namespace

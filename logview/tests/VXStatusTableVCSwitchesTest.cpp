@@ -128,19 +128,19 @@ TEST_F(VXStatusTableVCSwitchesTest, TakesTheTitlesFromTheBundleOfTexts)
                                 .helperTool = pathOf("helper"),
                                 .endProcess = {}}};
 
-    EXPECT_EQ(controller.DATE(), u"Date"_qs);
-    EXPECT_EQ(controller.TIME(), u"Time"_qs);
-    EXPECT_EQ(controller.Message_Type(), u"Message Type"_qs);
-    EXPECT_EQ(controller.Message(), u"Message"_qs);
-    EXPECT_EQ(controller.Component(), u"Component"_qs);
+    EXPECT_EQ(controller.DATE(), QStringLiteral("Date"));
+    EXPECT_EQ(controller.TIME(), QStringLiteral("Time"));
+    EXPECT_EQ(controller.Message_Type(), QStringLiteral("Message Type"));
+    EXPECT_EQ(controller.Message(), QStringLiteral("Message"));
+    EXPECT_EQ(controller.Component(), QStringLiteral("Component"));
     const auto title = [&controller](LogTableModel::Column column) {
         return controller.list().headerData(column, Qt::Horizontal, Qt::DisplayRole).toString();
     };
-    EXPECT_EQ(title(LogTableModel::dateColumn), u"Date"_qs);
-    EXPECT_EQ(title(LogTableModel::timeColumn), u"Time"_qs);
-    EXPECT_EQ(title(LogTableModel::componentColumn), u"Component"_qs);
-    EXPECT_EQ(title(LogTableModel::messageTypeColumn), u"Message Type"_qs);
-    EXPECT_EQ(title(LogTableModel::messageColumn), u"Message"_qs);
+    EXPECT_EQ(title(LogTableModel::dateColumn), QStringLiteral("Date"));
+    EXPECT_EQ(title(LogTableModel::timeColumn), QStringLiteral("Time"));
+    EXPECT_EQ(title(LogTableModel::componentColumn), QStringLiteral("Component"));
+    EXPECT_EQ(title(LogTableModel::messageTypeColumn), QStringLiteral("Message Type"));
+    EXPECT_EQ(title(LogTableModel::messageColumn), QStringLiteral("Message"));
 }
 
 } // namespace

@@ -186,8 +186,8 @@ TEST_F(VXStatusTableVCTest, StandsNotificationsWithoutADictionary)
     folder().write(log1, first + logLine("Info", "a"));
     VXStatusTableVC& controller = start();
 
-    notifications().postNotificationName(u"VXStatusNotification"_qs);
-    notifications().postNotificationName(u"VXStatusNotification"_qs, 42);
+    notifications().postNotificationName(QStringLiteral("VXStatusNotification"));
+    notifications().postNotificationName(QStringLiteral("VXStatusNotification"), 42);
     turn();
 
     EXPECT_EQ(controller.filepath(), pathOf(log1));
@@ -199,8 +199,9 @@ TEST_F(VXStatusTableVCTest, HearsOnlyItsOwnNotification)
     start();
     folder().write(log1, first + logLine("Info", "a"));
 
-    notifications().postNotificationName(u"VXStatusQueueFileWrittenToNotification"_qs,
-                                         QVariantMap{{u"newLogFilePath"_qs, pathOf(log1)}});
+    notifications().postNotificationName(
+        QStringLiteral("VXStatusQueueFileWrittenToNotification"),
+        QVariantMap{{QStringLiteral("newLogFilePath"), pathOf(log1)}});
     turn();
 
     EXPECT_EQ(table(), Lines{});
@@ -263,12 +264,18 @@ TEST_F(VXStatusTableVCTest, GivesTheValueOfACellByTheColumnsIdentifier)
     const VXStatusTableVC& controller = start();
 
     EXPECT_EQ(controller.numberOfRowsInTableView(nullptr), 2);
-    EXPECT_EQ(controller.tableView(nullptr, u"Date"_qs, 0), QVariant{u"2024-03-05"_qs});
-    EXPECT_EQ(controller.tableView(nullptr, u"Time"_qs, 0), QVariant{u"10:22:33"_qs});
-    EXPECT_EQ(controller.tableView(nullptr, u"logComponent"_qs, 0), QVariant{u"vxsvc"_qs});
-    EXPECT_EQ(controller.tableView(nullptr, u"message_type"_qs, 0), QVariant{u"Info"_qs});
-    EXPECT_EQ(controller.tableView(nullptr, u"message"_qs, 0), QVariant{u"a"_qs});
-    EXPECT_EQ(controller.tableView(nullptr, u"message"_qs, 1), QVariant{u"b"_qs});
+    EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("Date"), 0),
+              QVariant{QStringLiteral("2024-03-05")});
+    EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("Time"), 0),
+              QVariant{QStringLiteral("10:22:33")});
+    EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("logComponent"), 0),
+              QVariant{QStringLiteral("vxsvc")});
+    EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("message_type"), 0),
+              QVariant{QStringLiteral("Info")});
+    EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("message"), 0),
+              QVariant{QStringLiteral("a")});
+    EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("message"), 1),
+              QVariant{QStringLiteral("b")});
 }
 
 TEST_F(VXStatusTableVCTest, GivesNothingForRowFiveOfThree)
@@ -278,10 +285,11 @@ TEST_F(VXStatusTableVCTest, GivesNothingForRowFiveOfThree)
     const VXStatusTableVC& controller = start();
     ASSERT_EQ(controller.numberOfRowsInTableView(nullptr), 3);
 
-    EXPECT_TRUE(controller.tableView(nullptr, u"message"_qs, 2).isValid());
+    EXPECT_TRUE(controller.tableView(nullptr, QStringLiteral("message"), 2).isValid());
     for (const int row : {3, 5, -1})
-        EXPECT_FALSE(controller.tableView(nullptr, u"message"_qs, row).isValid()) << row;
-    EXPECT_FALSE(controller.tableView(nullptr, u"NoColumn"_qs, 0).isValid());
+        EXPECT_FALSE(controller.tableView(nullptr, QStringLiteral("message"), row).isValid())
+            << row;
+    EXPECT_FALSE(controller.tableView(nullptr, QStringLiteral("NoColumn"), 0).isValid());
 }
 
 TEST_F(VXStatusTableVCTest, GivesNothingOfAnEmptyList)
@@ -289,7 +297,7 @@ TEST_F(VXStatusTableVCTest, GivesNothingOfAnEmptyList)
     const VXStatusTableVC& controller = start();
 
     EXPECT_EQ(controller.numberOfRowsInTableView(nullptr), 0);
-    EXPECT_FALSE(controller.tableView(nullptr, u"message"_qs, 0).isValid());
+    EXPECT_FALSE(controller.tableView(nullptr, QStringLiteral("message"), 0).isValid());
 }
 
 TEST_F(VXStatusTableVCTest, FillsTheTableViewItIsConnectedTo)
@@ -301,7 +309,8 @@ TEST_F(VXStatusTableVCTest, FillsTheTableViewItIsConnectedTo)
     controller.setTableview(&view);
 
     EXPECT_TRUE(runLoopUntil([&] { return view.model()->rowCount() == 1; }));
-    EXPECT_EQ(view.model()->index(0, LogTableModel::messageColumn).data(), QVariant{u"a"_qs});
+    EXPECT_EQ(view.model()->index(0, LogTableModel::messageColumn).data(),
+              QVariant{QStringLiteral("a")});
 }
 
 TEST_F(VXStatusTableVCTest, GoesOnWhenItsOutletsAreGone)

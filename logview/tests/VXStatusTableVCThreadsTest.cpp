@@ -107,7 +107,7 @@ TEST_F(VXStatusTableVCThreadsTest, LetsTheMainThreadReadTheTableDuringPasses)
     const bool hasEnded = runLoopUntil([&] {
         const int rows = controller.numberOfRowsInTableView(nullptr);
         for (int row = 0; row < std::min(rows, 5); ++row)
-            EXPECT_EQ(controller.tableView(nullptr, u"message"_qs, row),
+            EXPECT_EQ(controller.tableView(nullptr, QStringLiteral("message"), row),
                       QVariant{QString::number(rows - 1 - row)});
         return isDone.load();
     });

@@ -63,8 +63,8 @@ class BundleFolder {
         const std::string program = folder_.file("Main.app/Contents/" + place + "/program");
         fs::copy_file(VELTRA_TEST_SHOW_BUNDLE, program, fs::copy_options::overwrite_existing);
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"LC_ALL"_qs, u"C.UTF-8"_qs);
-        environment.insert(u"LANGUAGE"_qs, languages);
+        environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
+        environment.insert(QStringLiteral("LANGUAGE"), languages);
 
         QProcess process;
         process.setProcessEnvironment(environment);
@@ -77,7 +77,9 @@ class BundleFolder {
     /// The text that a user with the given languages gets for `key`.
     QString textFor(const QString& languages, const QString& key) const
     {
-        return run(languages, {u"com.veltra.test.main"_qs, key, u"Texts"_qs}).value(2);
+        return run(languages,
+                   {QStringLiteral("com.veltra.test.main"), key, QStringLiteral("Texts")})
+            .value(2);
     }
 
   private:
@@ -94,11 +96,12 @@ TEST(Bundle, OpensAFolderWithAnInformationDictionary)
 {
     const BundleFolder folder;
 
-    const auto bundle = Bundle::open(folder.path() + u"/"_qs);
+    const auto bundle = Bundle::open(folder.path() + QStringLiteral("/"));
 
     ASSERT_TRUE(bundle);
     EXPECT_EQ(bundle.value()->path(), folder.path());
-    EXPECT_EQ(bundle.value()->resourcePath(), folder.path() + u"/Contents/Resources"_qs);
+    EXPECT_EQ(bundle.value()->resourcePath(),
+              folder.path() + QStringLiteral("/Contents/Resources"));
 }
 
 TEST(Bundle, MakesARelativePathAbsolute)
@@ -117,8 +120,9 @@ TEST(Bundle, DoesNotOpenWithoutAReadableInformationDictionary)
     BundleFolder folder;
     folder.addNested("Damaged.bundle", "<plist><dict><key>");
 
-    const auto missing = Bundle::open(folder.path() + u"/Contents"_qs);
-    const auto damaged = Bundle::open(folder.path() + u"/Contents/Resources/Damaged.bundle"_qs);
+    const auto missing = Bundle::open(folder.path() + QStringLiteral("/Contents"));
+    const auto damaged =
+        Bundle::open(folder.path() + QStringLiteral("/Contents/Resources/Damaged.bundle"));
 
     ASSERT_FALSE(missing);
     EXPECT_EQ(missing.error().code(), std::errc::no_such_file_or_directory);
@@ -131,9 +135,9 @@ TEST(Bundle, GivesTextsOfTheInformationDictionary)
     const BundleFolder folder;
     const auto bundle = Bundle::open(folder.path()).value();
 
-    EXPECT_EQ(bundle->objectForInfoDictionaryKey(u"SWITCH"_qs), u"YES"_qs);
-    EXPECT_EQ(bundle->objectForInfoDictionaryKey(u"COUNT"_qs), std::nullopt);
-    EXPECT_EQ(bundle->objectForInfoDictionaryKey(u"MISSING"_qs), std::nullopt);
+    EXPECT_EQ(bundle->objectForInfoDictionaryKey(QStringLiteral("SWITCH")), QStringLiteral("YES"));
+    EXPECT_EQ(bundle->objectForInfoDictionaryKey(QStringLiteral("COUNT")), std::nullopt);
+    EXPECT_EQ(bundle->objectForInfoDictionaryKey(QStringLiteral("MISSING")), std::nullopt);
 }
 
 TEST(Bundle, FindsItselfAndItsNestedBundlesByIdentifier)
@@ -145,21 +149,22 @@ TEST(Bundle, FindsItselfAndItsNestedBundlesByIdentifier)
     folder.addNested("D.folder", informationWith("com.veltra.test.d"));
     const auto main = Bundle::open(folder.path()).value();
 
-    const auto itself = Bundle::bundleWithIdentifier(u"com.veltra.test.main"_qs, main);
-    const auto nested = Bundle::bundleWithIdentifier(u"com.veltra.test.c"_qs, main);
+    const auto itself = Bundle::bundleWithIdentifier(QStringLiteral("com.veltra.test.main"), main);
+    const auto nested = Bundle::bundleWithIdentifier(QStringLiteral("com.veltra.test.c"), main);
 
     EXPECT_EQ(itself, main);
     ASSERT_TRUE(nested);
-    EXPECT_EQ(nested->path(), folder.path() + u"/Contents/Resources/C.bundle"_qs);
-    EXPECT_EQ(Bundle::bundleWithIdentifier(u"com.veltra.test.d"_qs, main), nullptr);
-    EXPECT_EQ(Bundle::bundleWithIdentifier(u"com.veltra.test.x"_qs, main), nullptr);
-    EXPECT_EQ(Bundle::bundleWithIdentifier(u"com.veltra.test.main"_qs, nullptr), nullptr);
+    EXPECT_EQ(nested->path(), folder.path() + QStringLiteral("/Contents/Resources/C.bundle"));
+    EXPECT_EQ(Bundle::bundleWithIdentifier(QStringLiteral("com.veltra.test.d"), main), nullptr);
+    EXPECT_EQ(Bundle::bundleWithIdentifier(QStringLiteral("com.veltra.test.x"), main), nullptr);
+    EXPECT_EQ(Bundle::bundleWithIdentifier(QStringLiteral("com.veltra.test.main"), nullptr),
+              nullptr);
 }
 
 TEST(Bundle, IsNotThereForAProgramOutsideOfOne)
 {
     EXPECT_EQ(Bundle::mainBundle(), nullptr);
-    EXPECT_EQ(Bundle::bundleWithIdentifier(u"com.veltra.test.main"_qs), nullptr);
+    EXPECT_EQ(Bundle::bundleWithIdentifier(QStringLiteral("com.veltra.test.main")), nullptr);
 }
 
 TEST(Bundle, IsFoundByTheProgramThatStandsInIt)
@@ -167,25 +172,29 @@ TEST(Bundle, IsFoundByTheProgramThatStandsInIt)
     BundleFolder folder;
     folder.addNested("Texts.bundle", informationWith("com.veltra.test.texts"));
     folder.addCatalogue("de", "de", "Main.app/Contents/Resources/Texts.bundle");
-    const QString nested = folder.path() + u"/Contents/Resources/Texts.bundle"_qs;
+    const QString nested = folder.path() + QStringLiteral("/Contents/Resources/Texts.bundle");
 
     const QStringList lines =
-        folder.run(u"de"_qs, {u"com.veltra.test.texts"_qs, u"CLOSE"_qs, u"Texts"_qs});
+        folder.run(QStringLiteral("de"), {QStringLiteral("com.veltra.test.texts"),
+                                          QStringLiteral("CLOSE"), QStringLiteral("Texts")});
     const QStringList linesWithoutBundle =
-        folder.run(u"de"_qs, {u"com.veltra.test.x"_qs, u"CLOSE"_qs, u"Texts"_qs});
+        folder.run(QStringLiteral("de"), {QStringLiteral("com.veltra.test.x"),
+                                          QStringLiteral("CLOSE"), QStringLiteral("Texts")});
 
-    EXPECT_EQ(lines.mid(0, 3), (QStringList{folder.path(), nested, u"Schließen"_qs}));
-    EXPECT_EQ(linesWithoutBundle.value(1), u"none"_qs);
+    EXPECT_EQ(lines.mid(0, 3), (QStringList{folder.path(), nested, QStringLiteral("Schließen")}));
+    EXPECT_EQ(linesWithoutBundle.value(1), QStringLiteral("none"));
 }
 
 TEST(Bundle, IsNotFoundByAProgramThatStandsElsewhereInIt)
 {
     const BundleFolder folder;
 
-    const QStringList lines =
-        folder.run(u"de"_qs, {u"com.veltra.test.main"_qs, u"CLOSE"_qs, u"Texts"_qs}, "Tools");
+    const QStringList lines = folder.run(
+        QStringLiteral("de"),
+        {QStringLiteral("com.veltra.test.main"), QStringLiteral("CLOSE"), QStringLiteral("Texts")},
+        "Tools");
 
-    EXPECT_EQ(lines.mid(0, 2), (QStringList{u"none"_qs, u"none"_qs}));
+    EXPECT_EQ(lines.mid(0, 2), (QStringList{QStringLiteral("none"), QStringLiteral("none")}));
 }
 
 TEST(Bundle, AnswersTheValueOrElseTheKeyWithoutATable)
@@ -193,8 +202,11 @@ TEST(Bundle, AnswersTheValueOrElseTheKeyWithoutATable)
     const BundleFolder folder;
     const auto bundle = Bundle::open(folder.path()).value();
 
-    EXPECT_EQ(bundle->localizedStringForKey(u"CLOSE"_qs, u"value"_qs, u"Texts"_qs), u"value"_qs);
-    EXPECT_EQ(bundle->localizedStringForKey(u"CLOSE"_qs, {}, u"Texts"_qs), u"CLOSE"_qs);
+    EXPECT_EQ(bundle->localizedStringForKey(QStringLiteral("CLOSE"), QStringLiteral("value"),
+                                            QStringLiteral("Texts")),
+              QStringLiteral("value"));
+    EXPECT_EQ(bundle->localizedStringForKey(QStringLiteral("CLOSE"), {}, QStringLiteral("Texts")),
+              QStringLiteral("CLOSE"));
 }
 
 TEST(Bundle, AnswersTheValueOrElseTheKeyWithoutAnEntry)
@@ -203,10 +215,16 @@ TEST(Bundle, AnswersTheValueOrElseTheKeyWithoutAnEntry)
     folder.addCatalogue("en", "en");
     const auto bundle = Bundle::open(folder.path()).value();
 
-    EXPECT_EQ(bundle->localizedStringForKey(u"NONE"_qs, u"value"_qs, u"Texts"_qs), u"value"_qs);
-    EXPECT_EQ(bundle->localizedStringForKey(u"NONE"_qs, {}, u"Texts"_qs), u"NONE"_qs);
-    EXPECT_EQ(bundle->localizedStringForKey(u"EMPTY"_qs, {}, u"Texts"_qs), u"EMPTY"_qs);
-    EXPECT_EQ(bundle->localizedStringForKey(u"CLOSE"_qs, u"value"_qs, u"Texts"_qs), u"Close"_qs);
+    EXPECT_EQ(bundle->localizedStringForKey(QStringLiteral("NONE"), QStringLiteral("value"),
+                                            QStringLiteral("Texts")),
+              QStringLiteral("value"));
+    EXPECT_EQ(bundle->localizedStringForKey(QStringLiteral("NONE"), {}, QStringLiteral("Texts")),
+              QStringLiteral("NONE"));
+    EXPECT_EQ(bundle->localizedStringForKey(QStringLiteral("EMPTY"), {}, QStringLiteral("Texts")),
+              QStringLiteral("EMPTY"));
+    EXPECT_EQ(bundle->localizedStringForKey(QStringLiteral("CLOSE"), QStringLiteral("value"),
+                                            QStringLiteral("Texts")),
+              QStringLiteral("Close"));
 }
 
 TEST(Bundle, SpeaksTheFirstOfTheUsersLanguagesThatHasACatalogue)
@@ -215,10 +233,14 @@ TEST(Bundle, SpeaksTheFirstOfTheUsersLanguagesThatHasACatalogue)
     folder.addCatalogue("en", "en");
     folder.addCatalogue("de", "de");
 
-    EXPECT_EQ(folder.textFor(u"de"_qs, u"CLOSE"_qs), u"Schließen"_qs);
-    EXPECT_EQ(folder.textFor(u"fr:de"_qs, u"CLOSE"_qs), u"Schließen"_qs);
-    EXPECT_EQ(folder.textFor(u"en_US:de"_qs, u"CLOSE"_qs), u"Close"_qs);
-    EXPECT_EQ(folder.textFor(u"de:en"_qs, u"CLOSE"_qs), u"Schließen"_qs);
+    EXPECT_EQ(folder.textFor(QStringLiteral("de"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("fr:de"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("en_US:de"), QStringLiteral("CLOSE")),
+              QStringLiteral("Close"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("de:en"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
 }
 
 TEST(Bundle, DoesNotMixLanguages)
@@ -227,8 +249,10 @@ TEST(Bundle, DoesNotMixLanguages)
     folder.addCatalogue("en", "en");
     folder.addCatalogue("de", "de");
 
-    EXPECT_EQ(folder.textFor(u"de:en"_qs, u"ENGLISH_ONLY"_qs), u"ENGLISH_ONLY"_qs);
-    EXPECT_EQ(folder.textFor(u"en:de"_qs, u"ENGLISH_ONLY"_qs), u"Only English"_qs);
+    EXPECT_EQ(folder.textFor(QStringLiteral("de:en"), QStringLiteral("ENGLISH_ONLY")),
+              QStringLiteral("ENGLISH_ONLY"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("en:de"), QStringLiteral("ENGLISH_ONLY")),
+              QStringLiteral("Only English"));
 }
 
 TEST(Bundle, SpeaksEnglishWhenNoneOfTheUsersLanguagesHasACatalogue)
@@ -237,9 +261,11 @@ TEST(Bundle, SpeaksEnglishWhenNoneOfTheUsersLanguagesHasACatalogue)
     folder.addCatalogue("en", "en");
     folder.addCatalogue("de", "de");
 
-    EXPECT_EQ(folder.textFor(u"fr:pt_BR"_qs, u"CLOSE"_qs), u"Close"_qs);
-    EXPECT_EQ(folder.textFor(u"C"_qs, u"CLOSE"_qs), u"Close"_qs);
-    EXPECT_EQ(folder.textFor(u""_qs, u"CLOSE"_qs), u"Close"_qs);
+    EXPECT_EQ(folder.textFor(QStringLiteral("fr:pt_BR"), QStringLiteral("CLOSE")),
+              QStringLiteral("Close"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("C"), QStringLiteral("CLOSE")),
+              QStringLiteral("Close"));
+    EXPECT_EQ(folder.textFor(QStringLiteral(""), QStringLiteral("CLOSE")), QStringLiteral("Close"));
 }
 
 TEST(Bundle, PrefersTheCatalogueOfTheUsersCountry)
@@ -249,9 +275,12 @@ TEST(Bundle, PrefersTheCatalogueOfTheUsersCountry)
     folder.addCatalogue("de_AT", "en");
     folder.addCatalogue("pt-BR", "de");
 
-    EXPECT_EQ(folder.textFor(u"de_AT"_qs, u"CLOSE"_qs), u"Close"_qs);
-    EXPECT_EQ(folder.textFor(u"de_CH"_qs, u"CLOSE"_qs), u"Schließen"_qs);
-    EXPECT_EQ(folder.textFor(u"pt_BR"_qs, u"CLOSE"_qs), u"Schließen"_qs);
+    EXPECT_EQ(folder.textFor(QStringLiteral("de_AT"), QStringLiteral("CLOSE")),
+              QStringLiteral("Close"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("de_CH"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("pt_BR"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
 }
 
 TEST(Bundle, PassesADamagedCatalogueOver)
@@ -261,9 +290,12 @@ TEST(Bundle, PassesADamagedCatalogueOver)
     folder.addDamagedCatalogue("fr");
     folder.addCatalogue("de", "de");
 
-    EXPECT_EQ(folder.textFor(u"de_AT"_qs, u"CLOSE"_qs), u"Schließen"_qs);
-    EXPECT_EQ(folder.textFor(u"fr:de"_qs, u"CLOSE"_qs), u"Schließen"_qs);
-    EXPECT_EQ(folder.textFor(u"fr"_qs, u"CLOSE"_qs), u"CLOSE"_qs);
+    EXPECT_EQ(folder.textFor(QStringLiteral("de_AT"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("fr:de"), QStringLiteral("CLOSE")),
+              QStringLiteral("Schließen"));
+    EXPECT_EQ(folder.textFor(QStringLiteral("fr"), QStringLiteral("CLOSE")),
+              QStringLiteral("CLOSE"));
 }
 
 TEST(Bundle, ReadsACatalogueOnce)
@@ -271,12 +303,14 @@ TEST(Bundle, ReadsACatalogueOnce)
     BundleFolder folder;
     const auto bundle = Bundle::open(folder.path()).value();
 
-    const QString before = bundle->localizedStringForKey(u"CLOSE"_qs, {}, u"Texts"_qs);
+    const QString before =
+        bundle->localizedStringForKey(QStringLiteral("CLOSE"), {}, QStringLiteral("Texts"));
     folder.addCatalogue("en", "en");
-    const QString after = bundle->localizedStringForKey(u"CLOSE"_qs, {}, u"Texts"_qs);
+    const QString after =
+        bundle->localizedStringForKey(QStringLiteral("CLOSE"), {}, QStringLiteral("Texts"));
 
-    EXPECT_EQ(before, u"CLOSE"_qs);
-    EXPECT_EQ(after, u"CLOSE"_qs);
+    EXPECT_EQ(before, QStringLiteral("CLOSE"));
+    EXPECT_EQ(after, QStringLiteral("CLOSE"));
 }
 
 TEST(Bundle, AnswersManyThreads)
@@ -288,8 +322,9 @@ TEST(Bundle, AnswersManyThreads)
 
     for (int i = 0; i < 4; ++i) {
         threads.emplace_back([&] {
-            const QString text = bundle->localizedStringForKey(u"CLOSE"_qs, {}, u"Texts"_qs);
-            EXPECT_EQ(text, u"Close"_qs);
+            const QString text =
+                bundle->localizedStringForKey(QStringLiteral("CLOSE"), {}, QStringLiteral("Texts"));
+            EXPECT_EQ(text, QStringLiteral("Close"));
         });
     }
     for (std::thread& thread : threads)

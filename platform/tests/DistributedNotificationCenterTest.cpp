@@ -23,21 +23,23 @@ using Registration = DistributedNotificationCenter::Registration;
 class DistributedNotificationCenterTest : public testing::Test, protected PrivateSessionBus {
   protected:
     /// Posts as another program does.
-    void post(const QString& member, const QString& path = u"/"_qs,
+    void post(const QString& member, const QString& path = QStringLiteral("/"),
               const QStringList& arguments = {})
     {
-        send(u"com.veltra.DistributedNotification."_qs + member, path, arguments);
+        send(QStringLiteral("com.veltra.DistributedNotification.") + member, path, arguments);
     }
 
-    void send(const QString& signal, const QString& path = u"/"_qs,
+    void send(const QString& signal, const QString& path = QStringLiteral("/"),
               const QStringList& arguments = {})
     {
         QProcess program;
         auto environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, address());
+        environment.insert(QStringLiteral("DBUS_SESSION_BUS_ADDRESS"), address());
         program.setProcessEnvironment(environment);
-        program.start(u"dbus-send"_qs,
-                      QStringList{u"--session"_qs, u"--type=signal"_qs, path, signal} + arguments);
+        program.start(QStringLiteral("dbus-send"),
+                      QStringList{QStringLiteral("--session"), QStringLiteral("--type=signal"),
+                                  path, signal} +
+                          arguments);
         EXPECT_TRUE(program.waitForFinished());
         EXPECT_EQ(program.exitCode(), 0) << program.readAllStandardError().toStdString();
     }
@@ -53,8 +55,8 @@ class DistributedNotificationCenterTest : public testing::Test, protected Privat
     {
         bool isThere = false;
         const Registration fence = DistributedNotificationCenter::addObserver(
-            u"Fence"_qs, [&](const QString&) { isThere = true; });
-        post(u"Fence"_qs);
+            QStringLiteral("Fence"), [&](const QString&) { isThere = true; });
+        post(QStringLiteral("Fence"));
         ASSERT_TRUE(runLoopUntil([&] { return isThere; }));
     }
 
@@ -69,38 +71,39 @@ TEST_F(DistributedNotificationCenterTest, DeliversWhatAnotherProgramPosts)
     startSession();
     std::thread::id deliveredOn;
     QString delivered;
-    const Registration registration =
-        DistributedNotificationCenter::addObserver(u"Launched"_qs, [&](const QString& name) {
+    const Registration registration = DistributedNotificationCenter::addObserver(
+        QStringLiteral("Launched"), [&](const QString& name) {
             delivered = name;
             deliveredOn = std::this_thread::get_id();
         });
 
-    post(u"Launched"_qs);
+    post(QStringLiteral("Launched"));
 
     EXPECT_TRUE(runLoopUntil([&] { return !delivered.isEmpty(); }));
-    EXPECT_EQ(delivered, u"Launched"_qs);
+    EXPECT_EQ(delivered, QStringLiteral("Launched"));
     EXPECT_EQ(deliveredOn, std::this_thread::get_id());
 }
 
 TEST_F(DistributedNotificationCenterTest, DeliversOncePerPostWithAnyPathAndArguments)
 {
     startSession();
-    const Registration registration = observe(u"Launched"_qs);
+    const Registration registration = observe(QStringLiteral("Launched"));
 
-    post(u"Launched"_qs, u"/some/where"_qs);
-    post(u"Launched"_qs, u"/"_qs, {u"string:text"_qs, u"int32:7"_qs});
+    post(QStringLiteral("Launched"), QStringLiteral("/some/where"));
+    post(QStringLiteral("Launched"), QStringLiteral("/"),
+         {QStringLiteral("string:text"), QStringLiteral("int32:7")});
     waitForPosted();
 
-    EXPECT_EQ(arrived(), (QStringList{u"Launched"_qs, u"Launched"_qs}));
+    EXPECT_EQ(arrived(), (QStringList{QStringLiteral("Launched"), QStringLiteral("Launched")}));
 }
 
 TEST_F(DistributedNotificationCenterTest, PassesOtherNamesAndInterfacesOver)
 {
     startSession();
-    const Registration registration = observe(u"Launched"_qs);
+    const Registration registration = observe(QStringLiteral("Launched"));
 
-    post(u"LaunchedToo"_qs);
-    send(u"com.veltra.SomethingElse.Launched"_qs);
+    post(QStringLiteral("LaunchedToo"));
+    send(QStringLiteral("com.veltra.SomethingElse.Launched"));
     waitForPosted();
 
     EXPECT_EQ(arrived(), QStringList{});
@@ -109,26 +112,26 @@ TEST_F(DistributedNotificationCenterTest, PassesOtherNamesAndInterfacesOver)
 TEST_F(DistributedNotificationCenterTest, CallsEveryObserverOfAName)
 {
     startSession();
-    const Registration first = observe(u"Launched"_qs);
-    const Registration second = observe(u"Launched"_qs);
+    const Registration first = observe(QStringLiteral("Launched"));
+    const Registration second = observe(QStringLiteral("Launched"));
 
-    post(u"Launched"_qs);
+    post(QStringLiteral("Launched"));
     waitForPosted();
 
-    EXPECT_EQ(arrived(), (QStringList{u"Launched"_qs, u"Launched"_qs}));
+    EXPECT_EQ(arrived(), (QStringList{QStringLiteral("Launched"), QStringLiteral("Launched")}));
 }
 
 TEST_F(DistributedNotificationCenterTest, CallsNoObserverWhoseRegistrationHasEnded)
 {
     startSession();
-    Registration ended = observe(u"Launched"_qs);
-    const Registration lasting = observe(u"Launched"_qs);
+    Registration ended = observe(QStringLiteral("Launched"));
+    const Registration lasting = observe(QStringLiteral("Launched"));
 
     ended = {};
-    post(u"Launched"_qs);
+    post(QStringLiteral("Launched"));
     waitForPosted();
 
-    EXPECT_EQ(arrived(), QStringList{u"Launched"_qs});
+    EXPECT_EQ(arrived(), QStringList{QStringLiteral("Launched")});
 }
 
 TEST_F(DistributedNotificationCenterTest, LetsAHandlerEndItsOwnRegistration)
@@ -138,13 +141,13 @@ TEST_F(DistributedNotificationCenterTest, LetsAHandlerEndItsOwnRegistration)
     const std::string token(100, 'x');
     std::string seenAfterTheEnd;
     registration = DistributedNotificationCenter::addObserver(
-        u"Launched"_qs, [&registration, &seenAfterTheEnd, token](const QString&) {
+        QStringLiteral("Launched"), [&registration, &seenAfterTheEnd, token](const QString&) {
             registration = {};
             seenAfterTheEnd += token;
         });
 
-    post(u"Launched"_qs);
-    post(u"Launched"_qs);
+    post(QStringLiteral("Launched"));
+    post(QStringLiteral("Launched"));
     waitForPosted();
 
     EXPECT_EQ(seenAfterTheEnd, token);
@@ -156,11 +159,13 @@ TEST_F(DistributedNotificationCenterTest, LogsWhatAHandlerThrowsAndGoesOn)
     const auto recording = std::make_shared<Recording>();
     SystemLog log{Recording::sink(recording)};
     const SystemLog::Redirection redirection{log};
-    const Registration registration = DistributedNotificationCenter::addObserver(
-        u"Launched"_qs, [](const QString&) { throw std::runtime_error{"no such luck"}; });
+    const Registration registration =
+        DistributedNotificationCenter::addObserver(QStringLiteral("Launched"), [](const QString&) {
+            throw std::runtime_error{"no such luck"};
+        });
 
-    post(u"Launched"_qs);
-    post(u"Launched"_qs);
+    post(QStringLiteral("Launched"));
+    post(QStringLiteral("Launched"));
     waitForPosted();
     log.drain();
 
@@ -171,52 +176,52 @@ TEST_F(DistributedNotificationCenterTest, LogsWhatAHandlerThrowsAndGoesOn)
 TEST_F(DistributedNotificationCenterTest, FindsTheBusInTheUsersRuntimeFolder)
 {
     startBus();
-    const Registration registration = observe(u"Launched"_qs);
+    const Registration registration = observe(QStringLiteral("Launched"));
 
-    post(u"Launched"_qs);
+    post(QStringLiteral("Launched"));
     waitForPosted();
 
-    EXPECT_EQ(arrived(), QStringList{u"Launched"_qs});
+    EXPECT_EQ(arrived(), QStringList{QStringLiteral("Launched")});
 }
 
 TEST_F(DistributedNotificationCenterTest, DoesNothingWithoutABusUntilThereIsOne)
 {
-    const Registration idle = observe(u"Launched"_qs);
+    const Registration idle = observe(QStringLiteral("Launched"));
     qputenv("DBUS_SESSION_BUS_ADDRESS", "autolaunch:");
-    const Registration stillIdle = observe(u"Launched"_qs);
+    const Registration stillIdle = observe(QStringLiteral("Launched"));
 
     startSession();
-    const Registration registration = observe(u"Launched"_qs);
-    post(u"Launched"_qs);
+    const Registration registration = observe(QStringLiteral("Launched"));
+    post(QStringLiteral("Launched"));
     waitForPosted();
 
-    EXPECT_EQ(arrived(), QStringList{u"Launched"_qs});
+    EXPECT_EQ(arrived(), QStringList{QStringLiteral("Launched")});
 }
 
 TEST_F(DistributedNotificationCenterTest, ConnectsAnewForObserversThatAreAddedAfterTheBusIsGone)
 {
     startSession();
-    const Registration former = observe(u"Launched"_qs);
+    const Registration former = observe(QStringLiteral("Launched"));
 
     stopBus();
     QCoreApplication::processEvents();
     startBus();
-    const Registration registration = observe(u"Launched"_qs);
-    post(u"Launched"_qs);
+    const Registration registration = observe(QStringLiteral("Launched"));
+    post(QStringLiteral("Launched"));
     waitForPosted();
 
-    EXPECT_EQ(arrived(), QStringList{u"Launched"_qs});
+    EXPECT_EQ(arrived(), QStringList{QStringLiteral("Launched")});
 }
 
 TEST_F(DistributedNotificationCenterTest, DeliversWhatCameInWhileAnotherObserverWasAdded)
 {
     startSession();
     constexpr int many = 100;
-    const Registration registration = observe(u"Launched"_qs);
+    const Registration registration = observe(QStringLiteral("Launched"));
     for (int i = 0; i < many; ++i)
-        post(u"Launched"_qs);
+        post(QStringLiteral("Launched"));
 
-    const Registration other = observe(u"SomethingElse"_qs);
+    const Registration other = observe(QStringLiteral("SomethingElse"));
 
     EXPECT_TRUE(runLoopUntil([&] { return arrived().size() == many; }));
 }
@@ -229,14 +234,14 @@ TEST_F(DistributedNotificationCenterTest, LetsTheLoopTurnWhileManyNotificationsW
     bool hasTimerFired = false;
     bool hadTimerFiredAtTheLastCall = false;
     const Registration registration =
-        DistributedNotificationCenter::addObserver(u"Launched"_qs, [&](const QString&) {
+        DistributedNotificationCenter::addObserver(QStringLiteral("Launched"), [&](const QString&) {
             if (++calls == 1)
                 QTimer::singleShot(0, [&] { hasTimerFired = true; });
             hadTimerFiredAtTheLastCall = hasTimerFired;
         });
 
     for (int i = 0; i < many; ++i)
-        post(u"Launched"_qs);
+        post(QStringLiteral("Launched"));
     const bool haveAllArrived = runLoopUntil([&] { return calls == many; });
 
     EXPECT_TRUE(haveAllArrived);

@@ -28,9 +28,10 @@ class PrivateSessionBus {
     void startBus()
     {
         daemon_.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-        daemon_.start(u"dbus-daemon"_qs,
-                      {u"--session"_qs, u"--nofork"_qs, u"--nopidfile"_qs,
-                       u"--address=%1"_qs.arg(address()), u"--print-address"_qs});
+        daemon_.start(QStringLiteral("dbus-daemon"),
+                      {QStringLiteral("--session"), QStringLiteral("--nofork"),
+                       QStringLiteral("--nopidfile"), QStringLiteral("--address=%1").arg(address()),
+                       QStringLiteral("--print-address")});
         ASSERT_TRUE(daemon_.waitForReadyRead()) << daemon_.errorString().toStdString();
     }
 
@@ -49,7 +50,7 @@ class PrivateSessionBus {
 
     QString address() const
     {
-        return u"unix:path="_qs + QString::fromStdString(folder_.file("bus"));
+        return QStringLiteral("unix:path=") + QString::fromStdString(folder_.file("bus"));
     }
 
   private:

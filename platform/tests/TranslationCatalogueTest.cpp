@@ -27,14 +27,14 @@ TEST(TranslationCatalogue, ReadsTheTextsOfACompiledCatalogue)
     const auto catalogue = TranslationCatalogue::read(QString::fromStdString(german));
 
     ASSERT_TRUE(catalogue);
-    EXPECT_EQ(catalogue.value().text(u"CLOSE"_qs), u"Schließen"_qs);
-    EXPECT_EQ(catalogue.value().text(u"EMPTY"_qs), QString{});
-    EXPECT_EQ(catalogue.value().text(u"NOTHING"_qs), QString{});
+    EXPECT_EQ(catalogue.value().text(QStringLiteral("CLOSE")), QStringLiteral("Schließen"));
+    EXPECT_EQ(catalogue.value().text(QStringLiteral("EMPTY")), QString{});
+    EXPECT_EQ(catalogue.value().text(QStringLiteral("NOTHING")), QString{});
 }
 
 TEST(TranslationCatalogue, IsEmptyWhenJustMade)
 {
-    EXPECT_EQ(TranslationCatalogue{}.text(u"CLOSE"_qs), QString{});
+    EXPECT_EQ(TranslationCatalogue{}.text(QStringLiteral("CLOSE")), QString{});
 }
 
 TEST(TranslationCatalogue, RefusesACatalogueThatEndsEarlyInsideASection)
@@ -61,7 +61,7 @@ TEST(TranslationCatalogue, StandsEveryByteBeingWrong)
             bytes[i] = wrong;
             const auto catalogue = TranslationCatalogue::parse(bytes);
             if (catalogue)
-                static_cast<void>(catalogue.value().text(u"CLOSE"_qs));
+                static_cast<void>(catalogue.value().text(QStringLiteral("CLOSE")));
             else
                 ++refused;
         }

@@ -276,12 +276,14 @@ TEST(VXStatusMainThread, ForwardsTenArguments)
 {
     ProxyTarget target;
     const auto proxy = mainThreadProxy(&target);
-    const QVariantList letters{u"a"_qs, u"b"_qs, u"c"_qs, u"d"_qs, u"e"_qs,
-                               u"f"_qs, u"g"_qs, u"h"_qs, u"i"_qs, u"j"_qs};
+    const QVariantList letters{QStringLiteral("a"), QStringLiteral("b"), QStringLiteral("c"),
+                               QStringLiteral("d"), QStringLiteral("e"), QStringLiteral("f"),
+                               QStringLiteral("g"), QStringLiteral("h"), QStringLiteral("i"),
+                               QStringLiteral("j")};
 
     const QVariant result = proxy->forwardInvocation("joined:b:c:d:e:f:g:h:i:j:", letters);
 
-    EXPECT_EQ(result, QVariant(u"abcdefghij"_qs));
+    EXPECT_EQ(result, QVariant(QStringLiteral("abcdefghij")));
 }
 
 TEST(VXStatusMainThread, PrefersTheOverloadThatTakesTheArguments)
@@ -289,8 +291,9 @@ TEST(VXStatusMainThread, PrefersTheOverloadThatTakesTheArguments)
     ProxyTarget target;
     const auto proxy = mainThreadProxy(&target);
 
-    EXPECT_EQ(proxy->forwardInvocation("kindOf:", {7}), QVariant(u"number"_qs));
-    EXPECT_EQ(proxy->forwardInvocation("kindOf:", {u"seven"_qs}), QVariant(u"text"_qs));
+    EXPECT_EQ(proxy->forwardInvocation("kindOf:", {7}), QVariant(QStringLiteral("number")));
+    EXPECT_EQ(proxy->forwardInvocation("kindOf:", {QStringLiteral("seven")}),
+              QVariant(QStringLiteral("text")));
 }
 
 TEST(VXStatusMainThread, PrefersTheMostDerivedClass)
@@ -298,7 +301,7 @@ TEST(VXStatusMainThread, PrefersTheMostDerivedClass)
     DerivedProxyTarget target;
     const auto proxy = mainThreadProxy(&target);
 
-    EXPECT_EQ(proxy->forwardInvocation("origin", {}), QVariant(u"derived"_qs));
+    EXPECT_EQ(proxy->forwardInvocation("origin", {}), QVariant(QStringLiteral("derived")));
 }
 
 TEST(VXStatusMainThread, LeavesToItsTargetWhatItInherits)
@@ -409,22 +412,23 @@ TEST(VXStatusMainThread, DeliversAWorkersNotificationOnTheMainThread)
     Notification seen;
     std::thread::id handledOn;
     const auto registration =
-        center.addObserver(u"Moved"_qs, &center, [&](const Notification& notification) {
+        center.addObserver(QStringLiteral("Moved"), &center, [&](const Notification& notification) {
             seen = notification;
             handledOn = std::this_thread::get_id();
         });
     std::thread::id seenBySender;
 
     const bool hasEnded = runOnWorker([&] {
-        proxy->forwardInvocation("postNotificationName:object:userInfo:",
-                                 {u"Moved"_qs, QVariant::fromValue(&center),
-                                  QVariantMap{{u"path"_qs, u"/some/file"_qs}}});
+        proxy->forwardInvocation(
+            "postNotificationName:object:userInfo:",
+            {QStringLiteral("Moved"), QVariant::fromValue(&center),
+             QVariantMap{{QStringLiteral("path"), QStringLiteral("/some/file")}}});
         seenBySender = handledOn;
     });
 
     EXPECT_TRUE(hasEnded);
-    EXPECT_EQ(seen.name, u"Moved"_qs);
-    EXPECT_EQ(seen.userInfo, (QVariantMap{{u"path"_qs, u"/some/file"_qs}}));
+    EXPECT_EQ(seen.name, QStringLiteral("Moved"));
+    EXPECT_EQ(seen.userInfo, (QVariantMap{{QStringLiteral("path"), QStringLiteral("/some/file")}}));
     EXPECT_EQ(seenBySender, std::this_thread::get_id());
 }
 

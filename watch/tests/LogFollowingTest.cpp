@@ -251,7 +251,8 @@ TEST(LogFollowing, NewLogsOfFiftyRotationsLeaveTheStartUpLogTheOneThatIsRead)
     const auto registration = log.notifications().addObserver(
         logNotification, nullptr, [&](const Notification& notification) {
             const std::lock_guard lock{mutex};
-            announced = notification.object.toMap().value(u"newLogFilePath"_qs).toString();
+            announced =
+                notification.object.toMap().value(QStringLiteral("newLogFilePath")).toString();
             MainQueue::post([] {});
         });
 

@@ -230,8 +230,8 @@ TEST_F(VXStatusQueueCentralTest, DescribesItselfWithFourSpacesForEachLevelOfInde
         const QString margin{4 * indent, u' '};
         const QString text = central_->descriptionWithLocale(QStringLiteral("en_US"), indent);
 
-        EXPECT_TRUE(text.startsWith(margin + u"VXStatusQueueCentral"_qs + margin + u'{' + margin +
-                                    u"watchedFiles = "_qs))
+        EXPECT_TRUE(text.startsWith(margin + QStringLiteral("VXStatusQueueCentral") + margin +
+                                    u'{' + margin + QStringLiteral("watchedFiles = ")))
             << text.toStdString();
         EXPECT_TRUE(text.endsWith(margin + u'}')) << text.toStdString();
         EXPECT_TRUE(text.contains(log())) << text.toStdString();

@@ -56,8 +56,8 @@ class VXStatusQueueTest : public WatcherTest {
     ~VXStatusQueueTest() override { view_.reset(); }
 };
 
-const QStringList deletedOnBoth{u"default VXStatusQueueFileDeletedNotification"_qs,
-                                u"workspace VXStatusQueueFileDeletedNotification"_qs};
+const QStringList deletedOnBoth{QStringLiteral("default VXStatusQueueFileDeletedNotification"),
+                                QStringLiteral("workspace VXStatusQueueFileDeletedNotification")};
 
 TEST_F(VXStatusQueueTest, AddPathHoldsThePathOnceForEveryKindOfChange)
 {
@@ -261,7 +261,7 @@ TEST_F(VXStatusQueueTest, WhatIsPassedOnHasTheViewAsObjectAndTheSameUserInfo)
     // The watcher's own on the default centre, with the two passed on inside it or right after.
     std::size_t passedOn = 0;
     for (const Happening& each : happenings()) {
-        EXPECT_EQ(each.notification.userInfo, (QVariantMap{{u"path"_qs, log()}}));
+        EXPECT_EQ(each.notification.userInfo, (QVariantMap{{QStringLiteral("path"), log()}}));
         EXPECT_TRUE(each.isOnMainThread);
         passedOn += each.notification.object.value<QObject*>() == view_.get() ? 1 : 0;
     }
@@ -299,7 +299,7 @@ TEST_F(VXStatusQueueTest, HearsOnlyTheWatcher)
     view_->setDelegate(&delegate_);
     view_->addPath(log());
     other->addPath(log());
-    const QVariantMap userInfo{{u"path"_qs, log()}};
+    const QVariantMap userInfo{{QStringLiteral("path"), log()}};
 
     notifications_.postNotificationName(VXStatusFileWatcherDeleteNotification, {}, userInfo);
     notifications_.postNotificationName(VXStatusFileWatcherDeleteNotification,
@@ -337,7 +337,7 @@ TEST_F(VXStatusQueueTest, ItsFilePathIsAlwaysTheSameWord)
 {
     view_->addPath(log());
 
-    EXPECT_EQ(view_->getfilepath(), u"test"_qs);
+    EXPECT_EQ(view_->getfilepath(), QStringLiteral("test"));
 }
 
 TEST_F(VXStatusQueueTest, ItsDescriptorIsTheWatchers)
@@ -347,7 +347,7 @@ TEST_F(VXStatusQueueTest, ItsDescriptorIsTheWatchers)
 
 TEST_F(VXStatusQueueTest, AddFolerPathIsTheWatchers)
 {
-    view_->addFolerPath(u"/"_qs);
+    view_->addFolerPath(QStringLiteral("/"));
 
     EXPECT_EQ(central_->filesinWatchedFolder(), std::vector<std::string>{"vxsvc_1.log"});
     EXPECT_TRUE(queue_->changes().empty());

@@ -40,9 +40,10 @@ class WatcherThreadTest : public WatcherTest {
 
 QStringList onBothCentres(const char16_t* name)
 {
-    return {u"default "_qs + QString::fromUtf16(name), u"workspace "_qs + QString::fromUtf16(name)};
+    return {QStringLiteral("default ") + QString::fromUtf16(name),
+            QStringLiteral("workspace ") + QString::fromUtf16(name)};
 }
-const QStringList newestLog{u"default VXStatusNotification"_qs};
+const QStringList newestLog{QStringLiteral("default VXStatusNotification")};
 
 TEST_F(WatcherThreadTest, AWriteAndAGrowthInOneEventAreWorkedThroughInOrder)
 {
@@ -50,7 +51,7 @@ TEST_F(WatcherThreadTest, AWriteAndAGrowthInOneEventAreWorkedThroughInOrder)
 
     const QStringList expected =
         QStringList{noted()} + onBothCentres(u"VXStatusQueueFileWrittenToNotification") +
-        newestLog + QStringList{u"addpath "_qs + log()} +
+        newestLog + QStringList{QStringLiteral("addpath ") + log()} +
         onBothCentres(u"VXStatusQueueFileSizeIncreasedNotification") + newestLog;
     EXPECT_EQ(words, expected);
 }
@@ -62,7 +63,7 @@ TEST_F(WatcherThreadTest, AllSevenBitsOfOneEventAreWorkedThroughInTheFixedOrder)
     const QStringList expected =
         QStringList{noted()} + onBothCentres(u"VXStatusQueueFileRenamedNotification") +
         onBothCentres(u"VXStatusQueueFileWrittenToNotification") + newestLog +
-        QStringList{u"addpath "_qs + log()} +
+        QStringList{QStringLiteral("addpath ") + log()} +
         onBothCentres(u"VXStatusQueueFileDeletedNotification") +
         onBothCentres(u"VXStatusQueueFileAttributesChangedNotification") +
         onBothCentres(u"VXStatusQueueFileSizeIncreasedNotification") + newestLog +
@@ -75,7 +76,7 @@ TEST_F(WatcherThreadTest, AWriteAloneAnnouncesTheNewestLogAndHandsItOn)
 {
     EXPECT_EQ(reactionTo(0x02), QStringList{noted()} +
                                     onBothCentres(u"VXStatusQueueFileWrittenToNotification") +
-                                    newestLog + QStringList{u"addpath "_qs + log()});
+                                    newestLog + QStringList{QStringLiteral("addpath ") + log()});
 }
 
 TEST_F(WatcherThreadTest, AGrowthAloneAnnouncesTheNewestLogButDoesNotHandItOn)
@@ -123,7 +124,7 @@ TEST_F(WatcherThreadTest, BothCentresGetEachFileNotificationOnTheMainThreadFromT
     for (const auto& each : {all[1], all[2]}) {
         EXPECT_TRUE(each.isOnMainThread);
         EXPECT_EQ(each.notification.object.value<QObject*>(), central_.get());
-        EXPECT_EQ(each.notification.userInfo, (QVariantMap{{u"path"_qs, log()}}));
+        EXPECT_EQ(each.notification.userInfo, (QVariantMap{{QStringLiteral("path"), log()}}));
     }
 }
 
@@ -135,9 +136,10 @@ TEST_F(WatcherThreadTest, TheNewestLogIsAnnouncedOnTheWatcherThreadWithTheDictio
     const auto all = happenings();
     ASSERT_EQ(all.size(), 4U);
     const Happening& announced = all[3];
-    EXPECT_EQ(announced.inWords(), u"default VXStatusNotification"_qs);
+    EXPECT_EQ(announced.inWords(), QStringLiteral("default VXStatusNotification"));
     EXPECT_FALSE(announced.isOnMainThread);
-    EXPECT_EQ(announced.notification.object, (QVariantMap{{u"newLogFilePath"_qs, log()}}));
+    EXPECT_EQ(announced.notification.object,
+              (QVariantMap{{QStringLiteral("newLogFilePath"), log()}}));
     EXPECT_TRUE(announced.notification.userInfo.isEmpty());
 }
 
@@ -169,8 +171,9 @@ TEST_F(WatcherThreadTest, AnotherLogsWriteAnnouncesTheNewestOneAllTheSame)
     const auto all = happenings();
     ASSERT_EQ(all.size(), 5U);
     EXPECT_EQ(all[1].path(), log());
-    EXPECT_EQ(all[3].notification.object.toMap().value(u"newLogFilePath"_qs), log("vxsvc_2.log"));
-    EXPECT_EQ(all[4].inWords(), u"addpath "_qs + log("vxsvc_2.log"));
+    EXPECT_EQ(all[3].notification.object.toMap().value(QStringLiteral("newLogFilePath")),
+              log("vxsvc_2.log"));
+    EXPECT_EQ(all[4].inWords(), QStringLiteral("addpath ") + log("vxsvc_2.log"));
 }
 
 TEST_F(WatcherThreadTest, TheNewestLogIsLookedForOnceForTheWriteAndOnceForTheGrowth)
@@ -184,7 +187,7 @@ TEST_F(WatcherThreadTest, TheNewestLogIsLookedForOnceForTheWriteAndOnceForTheGro
     QVariantList announced;
     for (const Happening& each : happenings())
         if (each.notification.name == logNotification)
-            announced += each.notification.object.toMap().value(u"newLogFilePath"_qs);
+            announced += each.notification.object.toMap().value(QStringLiteral("newLogFilePath"));
     EXPECT_EQ(announced, (QVariantList{log(), log("vxsvc_2.log")}));
 }
 
@@ -197,7 +200,7 @@ TEST_F(WatcherThreadTest, ALogFolderThatCannotBeListedIsLoggedAndTheBareFolderAn
 
     const auto all = happenings();
     ASSERT_EQ(all.size(), 4U);
-    EXPECT_EQ(all[3].notification.object.toMap().value(u"newLogFilePath"_qs),
+    EXPECT_EQ(all[3].notification.object.toMap().value(QStringLiteral("newLogFilePath")),
               QString::fromStdString(logs_.path() + "/"));
     const auto messages = logged();
     ASSERT_EQ(messages.size(), 1U);
@@ -213,7 +216,7 @@ TEST_F(WatcherThreadTest, EventsOfSeveralPathsAreHandledOneAfterTheOther)
     post(log(), NOTE_LINK);
     settle();
 
-    EXPECT_EQ(inWords(), QStringList{u"noted "_qs + folder} +
+    EXPECT_EQ(inWords(), QStringList{QStringLiteral("noted ") + folder} +
                              onBothCentres(u"VXStatusQueueFileAttributesChangedNotification") +
                              QStringList{noted()} +
                              onBothCentres(u"VXStatusQueueFileLinkCountChangedNotification"));
@@ -259,7 +262,8 @@ TEST_F(WatcherThreadTest, AnObserverThatThrowsOnTheMainThreadIsLoggedAndTheNextE
     EXPECT_EQ(logged(),
               std::vector<std::string>{"Error in VXStatusQueue watcherThread: no such thing"});
     EXPECT_EQ(inWords(),
-              (QStringList{noted(), u"default VXStatusQueueFileDeletedNotification"_qs, noted()} +
+              (QStringList{noted(), QStringLiteral("default VXStatusQueueFileDeletedNotification"),
+                           noted()} +
                onBothCentres(u"VXStatusQueueFileAttributesChangedNotification")));
 }
 
@@ -322,14 +326,15 @@ TEST_F(WatcherThreadTest, AnEventOfAnotherFilterOrWithoutBitsIsPassedOver)
 
 TEST_F(WatcherThreadTest, PostNotificationOfTheMainThreadReachesBothCentresAtOnce)
 {
-    central_->postNotification(VXStatusFileWatcherLinkCountChangeNotification, u"/some/path"_qs);
+    central_->postNotification(VXStatusFileWatcherLinkCountChangeNotification,
+                               QStringLiteral("/some/path"));
 
     const auto all = happenings();
     ASSERT_EQ(all.size(), 2U);
-    EXPECT_EQ(all[0].where, u"default"_qs);
-    EXPECT_EQ(all[1].where, u"workspace"_qs);
+    EXPECT_EQ(all[0].where, QStringLiteral("default"));
+    EXPECT_EQ(all[1].where, QStringLiteral("workspace"));
     for (const Happening& each : all) {
-        EXPECT_EQ(each.path(), u"/some/path"_qs);
+        EXPECT_EQ(each.path(), QStringLiteral("/some/path"));
         EXPECT_EQ(each.notification.object.value<QObject*>(), central_.get());
     }
 }
