@@ -14,8 +14,8 @@
 namespace veltra {
 namespace {
 
-const std::string guarded = "runCommandWithPath:authData:completion:";
-const std::string name = "com.veltra.agentMonitor.helper." + guarded;
+const std::string guardedCommand = "runCommandWithPath:authData:completion:";
+const std::string name = "com.veltra.agentMonitor.helper." + guardedCommand;
 const std::string prompt = "Quorrel wants to run the command /Library/Veltra/ovra/bin/trolex";
 const RightDefinition definition{{"class", "user"}, {"group", "admin"}, {"version", 1}};
 
@@ -75,7 +75,7 @@ TEST(HelperAuthorizationRights, AreTheOneForCommandsWithAuthorizationData)
     const auto& rights = HelperAuthorization::authorizationRights();
 
     ASSERT_EQ(rights.size(), 1U);
-    EXPECT_EQ(rights[0].command, guarded);
+    EXPECT_EQ(rights[0].command, guardedCommand);
     EXPECT_EQ(rights[0].name, name);
     EXPECT_EQ(rights[0].description, prompt);
     EXPECT_EQ(rights[0].ruleCustom, definition);
@@ -84,7 +84,7 @@ TEST(HelperAuthorizationRights, AreTheOneForCommandsWithAuthorizationData)
 
 TEST(HelperAuthorizationRights, AreFoundByTheirCommand)
 {
-    const auto* const right = HelperAuthorization::authorizationRight(guarded);
+    const auto* const right = HelperAuthorization::authorizationRight(guardedCommand);
 
     ASSERT_TRUE(right);
     EXPECT_EQ(right->name, name);

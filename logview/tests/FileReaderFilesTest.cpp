@@ -58,7 +58,7 @@ std::vector<std::string> linesTheSlowWay(const std::string& bytes, const std::st
     return lines;
 }
 
-std::vector<std::string> linesOf(FileReader& reader)
+std::vector<std::string> linesReadFrom(FileReader& reader)
 {
     std::vector<std::string> lines;
     while (const auto line = reader.readLine())
@@ -88,7 +88,7 @@ TEST(FileReaderFiles, MatchesTheByteByByteSearchForEveryDelimiterAndChunkSize)
             ASSERT_NE(reader, nullptr);
             reader->setLineDelimiter(delimiter);
             reader->setChunkSize(chunkSize);
-            ASSERT_EQ(linesOf(*reader), linesTheSlowWay(bytes, delimiter, chunkSize))
+            ASSERT_EQ(linesReadFrom(*reader), linesTheSlowWay(bytes, delimiter, chunkSize))
                 << delimiter << " in chunks of " << chunkSize;
         }
     }
@@ -122,7 +122,7 @@ TEST(FileReaderFiles, ReadsLinesLongerThanItsBuffer)
     const auto reader = FileReader::initWithFilePath(folder.file("log"));
     ASSERT_NE(reader, nullptr);
 
-    const auto lines = linesOf(*reader);
+    const auto lines = linesReadFrom(*reader);
 
     ASSERT_EQ(lines.size(), 5U);
     EXPECT_EQ(lines[0], "before\n");
@@ -170,7 +170,7 @@ TEST(FileReaderFiles, DoesNotReadWhatIsAppendedAfterItWasMade)
 
     folder.append("log", " a line\nnew\n");
 
-    EXPECT_EQ(linesOf(*reader), (std::vector<std::string>{"old\n", "half"}));
+    EXPECT_EQ(linesReadFrom(*reader), (std::vector<std::string>{"old\n", "half"}));
     EXPECT_EQ(reader->getCurrentOffset(), 8U);
 }
 
@@ -184,7 +184,7 @@ TEST(FileReaderFiles, DoesNotReadWhatIsAppendedToALongFileEither)
 
     folder.append("log", " a line\nnew\n");
 
-    EXPECT_EQ(linesOf(*reader), (std::vector<std::string>{bytes.substr(0, 300'001), "half"}));
+    EXPECT_EQ(linesReadFrom(*reader), (std::vector<std::string>{bytes.substr(0, 300'001), "half"}));
     EXPECT_EQ(reader->getCurrentOffset(), bytes.size());
 }
 
@@ -247,7 +247,7 @@ TEST(FileReaderFiles, GoesOnReadingAFileThatWasRemovedOrReplaced)
     fs::remove(folder.file("log"));
     folder.write("log", "other\n");
 
-    EXPECT_EQ(linesOf(*reader), (std::vector<std::string>{"a\n", "b\n"}));
+    EXPECT_EQ(linesReadFrom(*reader), (std::vector<std::string>{"a\n", "b\n"}));
 }
 
 TEST(FileReaderFiles, IsNullForAMissingFile)

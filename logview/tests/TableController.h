@@ -23,6 +23,7 @@ class TableControllerTest : public testing::Test {
   protected:
     using Lines = std::vector<std::string>;
     static constexpr std::chrono::milliseconds pollInterval{10};
+    static inline const std::string log1 = "vxsvc_1.log";
 
     /// Thrown instead of ending the process.
     struct ProcessEnd {};
@@ -129,7 +130,7 @@ class TableControllerTest : public testing::Test {
     FakeHelperSurroundings helper_{VELTRA_TEST_COPY_1_0_2};
     TestBundle bundle_;
     VXStatusResourceController resources_{{.logFolder = folder_.path() + "/"}, withoutTexts()};
-    QString initialPath_ = pathOf("vxsvc_1.log");
+    QString initialPath_ = pathOf(log1);
     std::atomic<int> askedForPath_ = 0;
     ActivityIndicator indicator_;
     std::unique_ptr<VXStatusTableVC> controller_;

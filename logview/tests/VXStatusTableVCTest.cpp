@@ -13,7 +13,6 @@ namespace veltra {
 namespace {
 
 const std::string first = logLine("Info", "the first of a pass");
-const std::string log1 = "vxsvc_1.log";
 
 class VXStatusTableVCTest : public TableControllerTest {};
 

@@ -13,8 +13,6 @@
 namespace veltra {
 namespace {
 
-const std::string log1 = "vxsvc_1.log";
-
 class VXStatusTableVCThreadsTest : public TableControllerTest {
   protected:
     std::string linesOf(std::size_t bytes)

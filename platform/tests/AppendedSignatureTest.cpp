@@ -13,7 +13,7 @@
 namespace veltra {
 namespace {
 
-const std::string content = "what is signed";
+const std::string signedText = "what is signed";
 const std::string ending = withSignature("", "DER");
 
 SecOutcome<AppendedSignature> signatureIn(const std::string& bytes)
@@ -26,7 +26,7 @@ SecOutcome<AppendedSignature> signatureIn(const std::string& bytes)
 
 OSStatus statusWithLength(const std::string& length)
 {
-    return signatureIn(content + "DER" + length + ending.substr(ending.size() - 8)).status;
+    return signatureIn(signedText + "DER" + length + ending.substr(ending.size() - 8)).status;
 }
 
 TEST(AppendedSignature, IsTheDerItsLengthWithTheLowestByteFirstAndEightBytesToKnowItBy)
@@ -36,17 +36,17 @@ TEST(AppendedSignature, IsTheDerItsLengthWithTheLowestByteFirstAndEightBytesToKn
 
 TEST(AppendedSignature, IsReadAsItWasWritten)
 {
-    const auto signature = signatureIn(content + ending);
+    const auto signature = signatureIn(signedText + ending);
 
     ASSERT_EQ(signature.status, errSecSuccess);
-    EXPECT_EQ(signature.object.signedSize, content.size());
+    EXPECT_EQ(signature.object.signedSize, signedText.size());
     EXPECT_EQ(std::string(signature.object.der.begin(), signature.object.der.end()), "DER");
 }
 
 TEST(AppendedSignature, LeavesTheDescriptorsOffsetWhereItIs)
 {
     const TemporaryFolder folder;
-    folder.write("file", content + ending);
+    folder.write("file", signedText + ending);
     const Fd file{::open(folder.file("file").c_str(), O_RDONLY | O_CLOEXEC)};
     ::lseek(file.get(), 5, SEEK_SET);
 
@@ -64,7 +64,7 @@ TEST(AppendedSignature, IsNotInAFileTooShortToHoldOne)
 
 TEST(AppendedSignature, IsNotInAFileThatEndsOtherwise)
 {
-    EXPECT_EQ(signatureIn(content + ending + "\n").status, errSecCSUnsigned);
+    EXPECT_EQ(signatureIn(signedText + ending + "\n").status, errSecCSUnsigned);
     EXPECT_EQ(signatureIn(std::string(4096, '\0')).status, errSecCSUnsigned);
 }
 
@@ -83,7 +83,7 @@ TEST(AppendedSignature, IsMalformedWhenItsLengthIsZero)
 
 TEST(AppendedSignature, IsMalformedWhenItIsLongerThanTheFile)
 {
-    const auto one = static_cast<char>(content.size() + 3 + 1);
+    const auto one = static_cast<char>(signedText.size() + 3 + 1);
 
     EXPECT_EQ(statusWithLength(one + std::string(7, '\0')), errSecCSSignatureMalformed);
     EXPECT_EQ(statusWithLength(std::string(8, '\xFF')), errSecCSSignatureMalformed);
@@ -119,7 +119,7 @@ TEST(AppendedSignature, CannotBeReadFromWhatIsNoPlainFile)
 TEST(AppendedSignature, CannotBeReadThroughADescriptorForWriting)
 {
     const TemporaryFolder folder;
-    folder.write("file", content + ending);
+    folder.write("file", signedText + ending);
     const Fd file{::open(folder.file("file").c_str(), O_WRONLY | O_CLOEXEC)};
 
     EXPECT_EQ(AppendedSignature::read(file.get()).status, errSecCSCodeUnreadable);

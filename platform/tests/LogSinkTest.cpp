@@ -26,11 +26,11 @@ namespace {
 
 constexpr const char* journalSocket = "/run/systemd/journal/socket";
 
-struct Pipe {
+struct SinkPipe {
     Fd reader;
     Fd writer;
 
-    explicit Pipe(int flags = 0)
+    explicit SinkPipe(int flags = 0)
     {
         std::array<int, 2> ends{-1, -1};
         EXPECT_EQ(::pipe2(ends.data(), O_CLOEXEC), 0);
@@ -52,7 +52,7 @@ std::string readToTheEnd(const Fd& descriptor)
 
 TEST(StreamSink, EndsEveryMessageWithALineBreak)
 {
-    Pipe pipe;
+    SinkPipe pipe;
     const auto sink = makeStreamSink(pipe.writer.get());
 
     sink->write("a");
@@ -94,7 +94,7 @@ TEST(StreamSink, SendsWholeLinesTogetherAsFarAsAPipeTakesThemAtOnce)
 
 TEST(StreamSink, DoesNotCloseItsDescriptor)
 {
-    Pipe pipe;
+    SinkPipe pipe;
 
     makeStreamSink(pipe.writer.get()).reset();
 
@@ -103,7 +103,7 @@ TEST(StreamSink, DoesNotCloseItsDescriptor)
 
 TEST(StreamSink, WritesInFullToADescriptorThatTakesOnlyParts)
 {
-    Pipe pipe{O_NONBLOCK};
+    SinkPipe pipe{O_NONBLOCK};
     const std::string large(1'000'000, 'x');
     SystemLog log{makeStreamSink(pipe.writer.get())};
 
@@ -120,7 +120,7 @@ TEST(StreamSink, WritesInFullToADescriptorThatTakesOnlyParts)
 
 TEST(StreamSink, OutlivesItsReader)
 {
-    Pipe pipe;
+    SinkPipe pipe;
     pipe.reader = Fd{};
 
     const int result = runInChild([&] {
@@ -136,7 +136,7 @@ TEST(StreamSink, OutlivesItsReader)
 
 TEST(StreamSink, StaysDeafAfterItsDescriptorFailed)
 {
-    Pipe pipe;
+    SinkPipe pipe;
     const Fd failing{::open("/dev/full", O_WRONLY | O_CLOEXEC)};
     const auto sink = makeStreamSink(failing.get());
 
@@ -178,7 +178,7 @@ TEST(StreamSink, GoesOnAfterAnInterruptingSignal)
     struct sigaction action {};
     action.sa_handler = [](int) { ++signalCount; };
     ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
-    Pipe pipe;
+    SinkPipe pipe;
     const int capacity = ::fcntl(pipe.writer.get(), F_GETPIPE_SZ);
     const std::string filling(static_cast<std::size_t>(capacity), '-');
     ASSERT_EQ(::write(pipe.writer.get(), filling.data(), filling.size()), capacity);
@@ -306,7 +306,7 @@ TEST_F(WithJournal, SendsAnyBytesInOneMessage)
 // What reaches standard error while `action` runs.
 std::string standardErrorOf(const std::function<void()>& action)
 {
-    Pipe pipe;
+    SinkPipe pipe;
     const Fd standardError{::dup(STDERR_FILENO)};
     ::dup2(pipe.writer.get(), STDERR_FILENO);
     pipe.writer = Fd{};

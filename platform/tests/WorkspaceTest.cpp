@@ -11,7 +11,7 @@
 namespace veltra {
 namespace {
 
-const QString name = QStringLiteral("Something");
+const QString something = QStringLiteral("Something");
 
 /// Gives the tests a workspace: the process's own one, or a fake.
 template <typename Kind>
@@ -45,11 +45,12 @@ TYPED_TEST(AnyWorkspace, PostsToItsOwnObserversAlone)
     int ownCalls = 0;
     int defaultCalls = 0;
     NotificationCenter& center = this->workspace().notificationCenter();
-    const auto own = center.addObserver(name, nullptr, [&](const Notification&) { ++ownCalls; });
+    const auto own =
+        center.addObserver(something, nullptr, [&](const Notification&) { ++ownCalls; });
     const auto other = NotificationCenter::defaultCenter().addObserver(
-        name, nullptr, [&](const Notification&) { ++defaultCalls; });
+        something, nullptr, [&](const Notification&) { ++defaultCalls; });
 
-    center.postNotificationName(name);
+    center.postNotificationName(something);
 
     EXPECT_EQ(ownCalls, 1);
     EXPECT_EQ(defaultCalls, 0);
