@@ -11,7 +11,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-const std::string trusted = programs + "service_client";
 const std::string unsignedAttacker = programs + "attacker";
 const std::string signedAttacker = programs + "signed_attacker";
 const Words refused{"a ended", "a failed"};

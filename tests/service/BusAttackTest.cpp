@@ -10,8 +10,6 @@ using namespace veltra;
 
 namespace {
 
-const std::string trusted = programs + "service_client";
-
 /// The name that a process has on a bus; empty when it has none.
 std::string nameOf(pid_t process, BusConnection& bus)
 {

@@ -6,7 +6,6 @@ using namespace veltra;
 
 namespace {
 
-const std::string trusted = programs + "service_client";
 const std::string attacker = programs + "attacker";
 
 Words inNamespaces(const std::string& which, const Words& command)

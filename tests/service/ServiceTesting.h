@@ -25,12 +25,12 @@ inline const std::string helperName = "com.veltra.agentMonitor.helper";
 inline const std::string helperPath = "/Library/PrivilegedHelperTools/" + helperName;
 inline const std::string toolPath = "/Library/Veltra/agent/bin/trolex";
 inline const std::string programs = "/opt/veltra-test/";
+inline const std::string trusted = programs + "service_client";
 
 /// A client of the helper that was started and has a connection, unopened, called "a".
 class Client : public ClientProgram {
   public:
-    explicit Client(Words command = {programs + "service_client"})
-        : ClientProgram{std::move(command)}
+    explicit Client(Words command = {trusted}) : ClientProgram{std::move(command)}
     {
         EXPECT_EQ(line(), "ready");
         tell("connect a");
