@@ -11,7 +11,7 @@ namespace veltra {
 Result<std::unique_ptr<ProcessExitWatch>> ProcessExitWatch::open(pid_t process,
                                                                  std::function<void()> onExit)
 {
-    // The C library of Debian 12 declares its own function for C alone.
+    // Some C libraries declare their own function for C alone.
     Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
     if (!pidfd)
         return Error::last("watch process", std::to_string(process));
