@@ -21,6 +21,15 @@ pkg_check_modules(elf REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 include(GoogleTest)
 
+# Where it is installed. With headers compiled beforehand it caches nothing unless it is told not to
+# mind what they bring.
+find_program(VELTRA_CCACHE ccache)
+mark_as_advanced(VELTRA_CCACHE)
+if(VELTRA_CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
+    set(CMAKE_CXX_COMPILER_LAUNCHER
+        env CCACHE_SLOPPINESS=pch_defines,time_macros "${VELTRA_CCACHE}")
+endif()
+
 add_library(veltra_warnings INTERFACE)
 target_compile_options(veltra_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
