@@ -22,12 +22,13 @@ pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 include(GoogleTest)
 
 # Where it is installed. With headers compiled beforehand it caches nothing unless it is told not to
-# mind what they bring.
+# mind what they bring; without its base folder, nothing that another checkout may use.
 find_program(VELTRA_CCACHE ccache)
 mark_as_advanced(VELTRA_CCACHE)
 if(VELTRA_CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
     set(CMAKE_CXX_COMPILER_LAUNCHER
-        env CCACHE_SLOPPINESS=pch_defines,time_macros "${VELTRA_CCACHE}")
+        env CCACHE_SLOPPINESS=pch_defines,time_macros "CCACHE_BASEDIR=${CMAKE_SOURCE_DIR}"
+            CCACHE_NOHASHDIR=1 "${VELTRA_CCACHE}")
 endif()
 
 add_library(veltra_warnings INTERFACE)
