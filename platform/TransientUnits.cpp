@@ -41,8 +41,9 @@ std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
     Words words{task.launchPath};
     words.insert(words.end(), task.arguments.begin(), task.arguments.end());
     // What systemd would tell the program of itself.
-    const Words unset{"INVOCATION_ID", "JOURNAL_STREAM", "SYSTEMD_EXEC_PID",
-                      "USER",          "LOGNAME",        "SHELL"};
+    const Words unset{
+        "INVOCATION_ID",         "JOURNAL_STREAM", "SYSTEMD_EXEC_PID", "MEMORY_PRESSURE_WATCH",
+        "MEMORY_PRESSURE_WRITE", "USER",           "LOGNAME",          "SHELL"};
     std::vector<Property> properties;
     const auto set = [&](const char* name, auto value) {
         properties.emplace_back(name, std::move(value));

@@ -96,7 +96,8 @@ class ScriptedAgent {
     {
         auto response = callOfPolkit(*bus_, "AuthenticationAgentResponse2");
         response.append(static_cast<std::uint32_t>(::getuid()), cookie, identity);
-        EXPECT_TRUE(bus_->call(response));
+        const auto answer = bus_->call(response);
+        EXPECT_TRUE(answer) << answer.error().message();
     }
 
     static constexpr const char* interface_ = "org.freedesktop.PolicyKit1.AuthenticationAgent";
