@@ -71,6 +71,7 @@ class ScriptedAgent:
             return False
         first = words.get_child_value(5).get_child_value(0)
         self.consented = time.monotonic()
-        answer = [GLib.Variant("u", 0), GLib.Variant("s", cookie), first]
-        self._ask("AuthenticationAgentResponse2", GLib.Variant.new_tuple(*answer))
+        # The newer call also names a user, and releases of polkit differ in whose.
+        answer = [GLib.Variant("s", cookie), first]
+        self._ask("AuthenticationAgentResponse", GLib.Variant.new_tuple(*answer))
         return True
