@@ -113,6 +113,10 @@ function(veltra_test name)
                        LIBRARIES ${arg_LIBRARIES} GTest::gtest GTest::gtest_main)
     endif()
     veltra_compile_fast(${name})
-    gtest_discover_tests(${name} TEST_PREFIX "${arg_PREFIX}" DISCOVERY_TIMEOUT 60
+    set(prefix "")
+    if(arg_PREFIX)
+        set(prefix TEST_PREFIX "${arg_PREFIX}")
+    endif()
+    gtest_discover_tests(${name} ${prefix} DISCOVERY_TIMEOUT 60
         PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
