@@ -2,6 +2,7 @@
 
 #include "platform/Fd.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -146,10 +147,8 @@ struct BusType<std::vector<Item>> {
     static bool append(sd_bus_message* message, const std::vector<Item>& items)
     {
         return appendContainer(message, SD_BUS_TYPE_ARRAY, BusType<Item>::signature(), [&] {
-            for (const Item& item : items)
-                if (!BusType<Item>::append(message, item))
-                    return false;
-            return true;
+            return std::ranges::all_of(
+                items, [&](const Item& item) { return BusType<Item>::append(message, item); });
         });
     }
     static bool read(sd_bus_message* message, std::vector<Item>& items)

@@ -5,6 +5,7 @@
 #include "platform/SystemLog.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cstddef>
 #include <stdexcept>
@@ -34,12 +35,12 @@ std::shared_ptr<EventLoop> makeLoop()
     return std::move(loop.value());
 }
 
-const sd_bus_vtable peerMethods[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_NAMES("Prove", "hay", SD_BUS_PARAM(socket) SD_BUS_PARAM(nonce), "", "",
-                             &BusConnection::useMethod,
-                             SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
-    SD_BUS_VTABLE_END};
+const std::array<sd_bus_vtable, 3> peerMethods{
+    {SD_BUS_VTABLE_START(0),
+     SD_BUS_METHOD_WITH_NAMES("Prove", "hay", SD_BUS_PARAM(socket) SD_BUS_PARAM(nonce), "", "",
+                              &BusConnection::useMethod,
+                              SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
+     SD_BUS_VTABLE_END}};
 
 std::string ruleForOwnersOf(const std::string& service)
 {
@@ -90,7 +91,7 @@ BusConnection::Outcome ServiceBus::connect()
 
 BusConnection::Outcome ServiceBus::exportObjects(BusConnection& bus)
 {
-    auto peer = bus.addObject(peerPath, peerInterface, peerMethods,
+    auto peer = bus.addObject(peerPath, peerInterface, peerMethods.data(),
                               [this](BusCall call) { prove(call.message()); });
     if (!peer)
         return peer.error();

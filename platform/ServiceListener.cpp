@@ -3,6 +3,7 @@
 #include "platform/ConnectionNames.h"
 #include "platform/SystemLog.h"
 
+#include <array>
 #include <chrono>
 #include <random>
 #include <utility>
@@ -16,13 +17,13 @@ namespace {
 // Of one program, those that wait to be opened included.
 constexpr std::size_t mostConnections = 4096;
 
-const sd_bus_vtable rootMethods[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_NAMES("Open", "o", SD_BUS_PARAM(client), "o", SD_BUS_PARAM(server),
-                             &BusConnection::useMethod, SD_BUS_VTABLE_UNPRIVILEGED),
-    SD_BUS_METHOD_WITH_NAMES("Close", "o", SD_BUS_PARAM(server), "", "", &BusConnection::useMethod,
-                             SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
-    SD_BUS_VTABLE_END};
+const std::array<sd_bus_vtable, 4> rootMethods{
+    {SD_BUS_VTABLE_START(0),
+     SD_BUS_METHOD_WITH_NAMES("Open", "o", SD_BUS_PARAM(client), "o", SD_BUS_PARAM(server),
+                              &BusConnection::useMethod, SD_BUS_VTABLE_UNPRIVILEGED),
+     SD_BUS_METHOD_WITH_NAMES("Close", "o", SD_BUS_PARAM(server), "", "", &BusConnection::useMethod,
+                              SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
+     SD_BUS_VTABLE_END}};
 
 BusError refusedBecause(const std::string& reason)
 {
@@ -143,7 +144,7 @@ BusConnection::Outcome ServiceListener::watchClients()
 
 BusConnection::Outcome ServiceListener::exportRoot()
 {
-    auto root = bus_->addObject(rootPath(name_), connectionsInterface, rootMethods,
+    auto root = bus_->addObject(rootPath(name_), connectionsInterface, rootMethods.data(),
                                 [this](BusCall call) { called(std::move(call)); });
     if (!root)
         return root.error();

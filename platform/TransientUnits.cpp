@@ -50,8 +50,7 @@ std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
     };
     set("Description", std::string{"The agent's command-line tool"});
     set("Type", std::string{"exec"});
-    set("ExecStartEx",
-        std::vector<Command>{{task.launchPath, std::move(words), {"no-env-expand"}}});
+    set("ExecStartEx", std::vector<Command>{{task.launchPath, words, {"no-env-expand"}}});
     set("Environment", task.environment);
     set("UnsetEnvironment", unset);
     set("StandardOutputFileDescriptor", std::move(output));

@@ -3,6 +3,7 @@
 #include "channel/protocol/ProtocolNames.h"
 #include "platform/ConnectionNames.h"
 
+#include <array>
 #include <exception>
 #include <utility>
 
@@ -12,16 +13,16 @@ namespace {
 
 constexpr auto anyCaller = SD_BUS_VTABLE_UNPRIVILEGED;
 
-const sd_bus_vtable methods[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD_WITH_NAMES(protocol::getVersion, "", "", "s", SD_BUS_PARAM(version),
-                             &BusConnection::useMethod, anyCaller),
-    SD_BUS_METHOD_WITH_NAMES(protocol::runCommand, "s", SD_BUS_PARAM(option), "i",
-                             SD_BUS_PARAM(exitStatus), &BusConnection::useMethod, anyCaller),
-    SD_BUS_METHOD_WITH_NAMES(protocol::runCommandWithData, "say",
-                             SD_BUS_PARAM(option) SD_BUS_PARAM(authData), "i",
-                             SD_BUS_PARAM(exitStatus), &BusConnection::useMethod, anyCaller),
-    SD_BUS_VTABLE_END};
+const std::array<sd_bus_vtable, 5> methods{
+    {SD_BUS_VTABLE_START(0),
+     SD_BUS_METHOD_WITH_NAMES(protocol::getVersion, "", "", "s", SD_BUS_PARAM(version),
+                              &BusConnection::useMethod, anyCaller),
+     SD_BUS_METHOD_WITH_NAMES(protocol::runCommand, "s", SD_BUS_PARAM(option), "i",
+                              SD_BUS_PARAM(exitStatus), &BusConnection::useMethod, anyCaller),
+     SD_BUS_METHOD_WITH_NAMES(protocol::runCommandWithData, "say",
+                              SD_BUS_PARAM(option) SD_BUS_PARAM(authData), "i",
+                              SD_BUS_PARAM(exitStatus), &BusConnection::useMethod, anyCaller),
+     SD_BUS_VTABLE_END}};
 
 void runCommand(HelperProtocol& helper, const std::shared_ptr<BusCall>& call)
 {
@@ -85,7 +86,7 @@ BusSlot exportHelperProtocol(const ServiceConnection& connection, HelperProtocol
 {
     const auto& [bus, name, path] = connection.exportedObject();
     auto exported = bus->addObject(
-        path, protocol::helperInterface, methods, [&connection, &helper](BusCall call) {
+        path, protocol::helperInterface, methods.data(), [&connection, &helper](BusCall call) {
             const auto shared = std::make_shared<BusCall>(std::move(call));
             try {
                 serve(helper, connection, shared);
