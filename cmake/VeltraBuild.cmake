@@ -88,8 +88,8 @@ target_compile_options(veltra_compiled_as_one INTERFACE
     -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 
 # Most of the build's time goes into the tests, and this saves the better part of theirs. Several
-# sources are compiled as one, so what a test program's sources keep to themselves needs names of its own in
-# each. The header is of use only where the code is as position independent as it is.
+# sources are compiled as one, so what a test program's sources keep to themselves needs names of its
+# own in each. The header is of use only where the code is as position independent as it is.
 function(veltra_compile_fast name)
     target_compile_options(${name} PRIVATE -O0 -fPIC)
     # Last, behind the warnings that it takes back.
