@@ -191,6 +191,18 @@ TEST_F(BusConnectionTest, SendsNothingThatCouldNotBeAdded)
     EXPECT_EQ(sent.error().message(), "send com.veltra.test.Echo.Number: Invalid argument");
 }
 
+TEST_F(BusConnectionTest, SendsNothingThatLacksAValueOfAVariant)
+{
+    const auto caller = join();
+
+    auto call = callOf("Number", *caller);
+    call.append(BusVariant<bool>{});
+    const auto sent = caller->send(call.append(std::int32_t{1}));
+
+    ASSERT_FALSE(sent);
+    EXPECT_EQ(sent.error().message(), "send com.veltra.test.Echo.Number: Invalid argument");
+}
+
 TEST_F(BusConnectionTest, AnswersACallNowOrLater)
 {
     std::vector<BusCall> owed;
