@@ -1,6 +1,6 @@
 #include "agentmon/AgentProcess.h"
 
-#include "platform/SystemLog.h"
+#include "platform/log/SystemLog.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "agentmon/AgentProcessMonitor.h"
 
-#include "platform/SystemLog.h"
+#include "platform/log/SystemLog.h"
 
 #include <system_error>
 #include <utility>

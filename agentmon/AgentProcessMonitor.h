@@ -1,9 +1,9 @@
 #pragma once
 
 #include "agentmon/AgentProcess.h"
-#include "platform/AgentInstallation.h"
-#include "platform/NotificationCenter.h"
-#include "platform/ProcessExitWatch.h"
+#include "platform/base/AgentInstallation.h"
+#include "platform/desktop/NotificationCenter.h"
+#include "platform/desktop/ProcessExitWatch.h"
 
 #include <QTimer>
 

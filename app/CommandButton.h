@@ -1,6 +1,6 @@
 #pragma once
 
-#include "logview/ActivityIndicator.h"
+#include "app/ActivityIndicator.h"
 
 #include <QPushButton>
 

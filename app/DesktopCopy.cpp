@@ -1,6 +1,6 @@
 #include "app/DesktopCopy.h"
 
-#include "platform/Fd.h"
+#include "platform/base/Fd.h"
 
 #include <QFile>
 #include <QSaveFile>

@@ -1,9 +1,9 @@
 #include "app/HelperControllers.h"
 
 #include "channel/protocol/HelperConstants.h"
-#include "platform/Bundle.h"
-#include "platform/PolkitAuthorization.h"
-#include "platform/SystemServiceManagement.h"
+#include "platform/desktop/Bundle.h"
+#include "platform/rights/PolkitAuthorization.h"
+#include "platform/rights/SystemServiceManagement.h"
 
 namespace veltra {
 

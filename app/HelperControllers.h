@@ -1,6 +1,6 @@
 #pragma once
 
-#include "channel/HelperToolController.h"
+#include "channel/client/HelperToolController.h"
 
 #include <memory>
 #include <vector>

@@ -1,8 +1,8 @@
 #include "app/MainInterface.h"
 
 #include "channel/protocol/HelperConstants.h"
-#include "platform/AgentInstallation.h"
-#include "platform/SystemLog.h"
+#include "platform/base/AgentInstallation.h"
+#include "platform/log/SystemLog.h"
 #include "watch/VXStatusQueue.h"
 
 #include <QDir>

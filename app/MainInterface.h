@@ -5,7 +5,7 @@
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMainVC.h"
 #include "app/VXStatusMonitorWC.h"
-#include "logview/VXStatusTableVC.h"
+#include "app/VXStatusTableVC.h"
 
 namespace veltra {
 

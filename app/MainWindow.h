@@ -1,9 +1,9 @@
 #pragma once
 
+#include "app/ActivityIndicator.h"
 #include "app/CommandButton.h"
-#include "logview/ActivityIndicator.h"
-#include "logview/LogTableView.h"
-#include "platform/NotificationCenter.h"
+#include "logview/table/LogTableView.h"
+#include "platform/desktop/NotificationCenter.h"
 
 #include <QLabel>
 #include <QMainWindow>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "app/CommandButton.h"
-#include "channel/HelperToolController.h"
-#include "logview/VXStatusResourceController.h"
+#include "channel/client/HelperToolController.h"
+#include "watch/VXStatusResourceController.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,7 +1,7 @@
 #include "app/VXStatusMainVC.h"
 
 #include "app/MainWindow.h"
-#include "platform/Folder.h"
+#include "platform/base/Folder.h"
 #include "watch/VXStatusQueue.h"
 
 #include <QCoreApplication>

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "logview/VXStatusResourceController.h"
-#include "platform/AgentInstallation.h"
-#include "platform/DistributedNotificationCenter.h"
-#include "platform/NotificationCenter.h"
+#include "platform/base/AgentInstallation.h"
+#include "platform/desktop/DistributedNotificationCenter.h"
+#include "platform/desktop/NotificationCenter.h"
 #include "watch/VXStatusQueueCentral.h"
+#include "watch/VXStatusResourceController.h"
 
 #include <QObject>
 #include <QPointer>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "logview/VXStatusResourceController.h"
+#include "watch/VXStatusResourceController.h"
 
 #include <QObject>
 #include <QPointer>

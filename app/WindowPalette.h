@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/DesktopAppearance.h"
+#include "platform/desktop/DesktopAppearance.h"
 
 #include <QPalette>
 

@@ -1,6 +1,6 @@
 #include "app/MainInterface.h"
 #include "app/WindowPalette.h"
-#include "platform/MainQueue.h"
+#include "platform/desktop/MainQueue.h"
 
 #include <QApplication>
 #include <QTimer>

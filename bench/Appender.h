@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/Fd.h"
+#include "platform/base/Fd.h"
 
 #include <chrono>
 #include <string>

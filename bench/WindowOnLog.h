@@ -2,8 +2,8 @@
 
 #include "app/MainWindow.h"
 #include "app/VXStatusMainVC.h"
-#include "channel/tests/HelperTesting.h"
-#include "logview/VXStatusTableVC.h"
+#include "app/VXStatusTableVC.h"
+#include "channel/client/tests/HelperTesting.h"
 #include "watch/VXStatusQueueCentral.h"
 
 #include <memory>

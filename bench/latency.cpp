@@ -8,9 +8,9 @@
 #include "bench/LogGenerator.h"
 #include "bench/PaintWatch.h"
 #include "bench/WindowOnLog.h"
-#include "platform/MainQueue.h"
-#include "platform/SystemLog.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/MainQueue.h"
+#include "platform/log/SystemLog.h"
 
 #include <QTimer>
 

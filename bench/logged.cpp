@@ -2,8 +2,8 @@
 // is logged, to the journal or to standard error. Prints how long it took until the rows were in
 // sight, and until the log had taken the last line.
 
-#include "logview/LogPass.h"
-#include "platform/SystemLog.h"
+#include "logview/rows/LogPass.h"
+#include "platform/log/SystemLog.h"
 
 #include <chrono>
 #include <cstdio>

@@ -1,15 +1,15 @@
 // pieces: measures the pieces of a line's way from the agent's file to the table, one by one. Takes
 // the log to measure with on its standard input, and Google Benchmark's options.
 
-#include "logview/FileReader.h"
-#include "logview/LogLineScanner.h"
-#include "logview/LogPass.h"
-#include "logview/LogTableModel.h"
-#include "logview/LogTableView.h"
-#include "platform/MainQueue.h"
-#include "platform/SystemLog.h"
-#include "platform/Utf8.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "logview/rows/FileReader.h"
+#include "logview/rows/LogLineScanner.h"
+#include "logview/rows/LogPass.h"
+#include "logview/table/LogTableModel.h"
+#include "logview/table/LogTableView.h"
+#include "platform/base/Utf8.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/MainQueue.h"
+#include "platform/log/SystemLog.h"
 #include "watch/VXStatusQueueCentral.h"
 
 #include <QApplication>

@@ -5,9 +5,9 @@
 #include "bench/PaintWatch.h"
 #include "bench/TurnWatch.h"
 #include "bench/WindowOnLog.h"
-#include "platform/MainQueue.h"
-#include "platform/SystemLog.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/MainQueue.h"
+#include "platform/log/SystemLog.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Error.h"
-#include "platform/Fd.h"
+#include "platform/base/Error.h"
+#include "platform/base/Fd.h"
 
 #include <optional>
 #include <string>

@@ -2,7 +2,7 @@
 
 #include "demo/AgentControl.h"
 #include "demo/StandInAgent.h"
-#include "platform/AgentInstallation.h"
+#include "platform/base/AgentInstallation.h"
 
 #include <algorithm>
 #include <array>

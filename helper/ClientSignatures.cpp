@@ -1,7 +1,7 @@
 #include "helper/ClientSignatures.h"
 
 #include "helper/CodesignCheck.h"
-#include "platform/LinuxCodeSigning.h"
+#include "platform/signing/LinuxCodeSigning.h"
 
 #include <algorithm>
 

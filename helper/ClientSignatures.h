@@ -1,7 +1,7 @@
 #pragma once
 
 #include "helper/CodesignCheckError.h"
-#include "platform/PinnedProcess.h"
+#include "platform/process/PinnedProcess.h"
 
 #include <memory>
 #include <mutex>

@@ -1,7 +1,7 @@
 #include "helper/CodesignCheck.h"
 
 #include "helper/CodesignCheckError.h"
-#include "platform/LinuxCodeSigning.h"
+#include "platform/signing/LinuxCodeSigning.h"
 
 #include <any>
 #include <string>

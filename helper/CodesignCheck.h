@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/CodeSigningServices.h"
-#include "platform/SecCertificate.h"
+#include "platform/signing/CodeSigningServices.h"
+#include "platform/signing/SecCertificate.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -2,9 +2,9 @@
 
 #include "channel/protocol/HelperConstants.h"
 #include "channel/protocol/HelperSide.h"
-#include "platform/SystemLog.h"
-#include "platform/Task.h"
-#include "platform/Utf8.h"
+#include "platform/base/Utf8.h"
+#include "platform/log/SystemLog.h"
+#include "platform/process/Task.h"
 
 #include <algorithm>
 #include <stdexcept>
@@ -42,12 +42,14 @@ Result<std::monostate> Helper::run()
     if (auto prepared = prepareUnits(); !prepared)
         return prepared;
     while (!shouldQuit_)
-        runLoopFor(setting_.shouldQuitCheckInterval);
+        if (auto served = serveFor(setting_.shouldQuitCheckInterval); !served)
+            return served;
     listener_.end();
+    auto served = Result<std::monostate>{std::monostate{}};
     if (runningTasks_ > 0)
-        runLoopFor(setting_.shouldQuitCheckInterval);
+        served = serveFor(setting_.shouldQuitCheckInterval);
     listener_.flush();
-    return std::monostate{};
+    return served;
 }
 
 Result<std::monostate> Helper::prepareUnits()
@@ -157,10 +159,10 @@ void Helper::forward(std::string_view chunk, Log log)
     ((*connections_.back().remoteObjectProxy).*log)(std::string{chunk});
 }
 
-void Helper::runLoopFor(std::chrono::milliseconds time)
+Result<std::monostate> Helper::serveFor(std::chrono::milliseconds time)
 {
     const auto end = loop_->callAfter(time, [this] { loop_->stop(); });
-    loop_->run();
+    return loop_->run();
 }
 
 } // namespace veltra

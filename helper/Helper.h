@@ -3,10 +3,10 @@
 #include "channel/protocol/AppProtocol.h"
 #include "channel/protocol/HelperProtocol.h"
 #include "helper/ClientSignatures.h"
-#include "platform/AgentInstallation.h"
-#include "platform/EventLoop.h"
-#include "platform/ServiceListener.h"
-#include "platform/TransientUnits.h"
+#include "platform/base/AgentInstallation.h"
+#include "platform/base/EventLoop.h"
+#include "platform/bus/ServiceListener.h"
+#include "platform/bus/TransientUnits.h"
 
 #include <chrono>
 #include <memory>
@@ -64,7 +64,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     void taskEnded();
     void forward(std::string_view chunk, Log log);
     [[nodiscard]] Result<std::monostate> prepareUnits();
-    void runLoopFor(std::chrono::milliseconds time);
+    [[nodiscard]] Result<std::monostate> serveFor(std::chrono::milliseconds time);
 
     ServiceListener listener_;
     std::vector<Connection> connections_; // in the order of their acceptance

@@ -1,7 +1,7 @@
 #include "helper/HelperProcess.h"
 
-#include "platform/Fd.h"
-#include "platform/SystemLog.h"
+#include "platform/base/Fd.h"
+#include "platform/log/SystemLog.h"
 
 #include <csignal>
 #include <cstdlib>
@@ -31,7 +31,7 @@ Fd blockEndingSignals()
 int runHelperProcess(Helper::Setting setting)
 {
     const Fd signals = blockEndingSignals();
-    auto opened = EventLoop::open();
+    auto opened = EventLoop::open(&SystemLog::logThrown);
     if (!opened) {
         SystemLog::log(opened.error().message());
         return EXIT_FAILURE;

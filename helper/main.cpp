@@ -1,7 +1,7 @@
 #include "helper/HelperProcess.h"
 #include "helper/InfoPlist.h"
-#include "platform/PropertyList.h"
-#include "platform/SystemLog.h"
+#include "platform/bundle/PropertyList.h"
+#include "platform/log/SystemLog.h"
 
 #include <cstdlib>
 

@@ -1,10 +1,10 @@
 // Runs the log table's passes over a file, without a window, and prints the rows.
 
-#include "logview/LogPass.h"
+#include "logview/rows/LogPass.h"
 
-#include "logview/LogRows.h"
-#include "logview/TabSeparatedRow.h"
-#include "platform/SystemLog.h"
+#include "logview/rows/LogRows.h"
+#include "logview/rows/TabSeparatedRow.h"
+#include "platform/log/SystemLog.h"
 #include "tools/PrivateLog.h"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 // Signs executables, verifies them, and shows who signed them.
 
-#include "platform/CodeSigner.h"
-#include "platform/LinuxCodeSigning.h"
-#include "platform/SecCertificate.h"
+#include "platform/signing/CodeSigner.h"
+#include "platform/signing/LinuxCodeSigning.h"
+#include "platform/signing/SecCertificate.h"
 
 #include <algorithm>
 #include <any>

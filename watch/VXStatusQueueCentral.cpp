@@ -1,7 +1,7 @@
 #include "watch/VXStatusQueueCentral.h"
 
-#include "platform/Folder.h"
-#include "platform/SystemLog.h"
+#include "platform/base/Folder.h"
+#include "platform/log/SystemLog.h"
 #include "watch/WatcherNotifications.h"
 
 #include <QCoreApplication>

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "logview/VXStatusResourceController.h"
-#include "platform/AgentInstallation.h"
-#include "platform/KernelQueue.h"
-#include "platform/NotificationCenter.h"
-#include "platform/VXStatusMainThread.h"
-#include "platform/Workspace.h"
+#include "platform/base/AgentInstallation.h"
+#include "platform/desktop/NotificationCenter.h"
+#include "platform/desktop/VXStatusMainThread.h"
+#include "platform/desktop/Workspace.h"
+#include "platform/kqueue/KernelQueue.h"
 #include "watch/VXStatusQueuePathEntry.h"
+#include "watch/VXStatusResourceController.h"
 
 #include <QObject>
 #include <QString>

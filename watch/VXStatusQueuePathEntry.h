@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/Fd.h"
-#include "platform/KernelQueue.h"
+#include "platform/base/Fd.h"
+#include "platform/kqueue/KernelQueue.h"
 
 #include <QString>
 

@@ -1,6 +1,6 @@
 #include "watch/WatcherNotifications.h"
 
-#include "platform/KernelQueue.h"
+#include "platform/kqueue/KernelQueue.h"
 
 namespace veltra {
 

@@ -1,9 +1,9 @@
 #include "agentmon/AgentProcessMonitor.h"
 
-#include "platform/tests/EventLoop.h"
-#include "platform/tests/RecordingSink.h"
-#include "platform/tests/SleepingProcess.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/SleepingProcess.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/tests/QtEventLoop.h"
+#include "platform/log/tests/RecordingSink.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,8 +1,8 @@
 #include "agentmon/AgentProcess.h"
 
-#include "platform/tests/ForkedChild.h"
-#include "platform/tests/RecordingSink.h"
-#include "platform/tests/SleepingProcess.h"
+#include "platform/base/tests/ForkedChild.h"
+#include "platform/base/tests/SleepingProcess.h"
+#include "platform/log/tests/RecordingSink.h"
 
 #include <limits>
 #include <memory>

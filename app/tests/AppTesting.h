@@ -1,9 +1,9 @@
 #pragma once
 
 #include "app/VXStatusButton.h"
-#include "logview/VXStatusResourceController.h"
-#include "logview/tests/TestBundle.h"
-#include "platform/tests/EventLoop.h"
+#include "platform/desktop/tests/QtEventLoop.h"
+#include "watch/VXStatusResourceController.h"
+#include "watch/tests/TestBundle.h"
 
 #include <QApplication>
 #include <QTimer>

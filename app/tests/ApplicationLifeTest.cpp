@@ -4,7 +4,7 @@
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMainVC.h"
 #include "app/tests/AppTesting.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
 
 #include <QProcess>
 

@@ -1,7 +1,7 @@
 #include "app/DesktopCopy.h"
 
-#include "platform/tests/FileBytes.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/FileBytes.h"
+#include "platform/base/tests/TemporaryFolder.h"
 
 #include <cstdint>
 #include <filesystem>

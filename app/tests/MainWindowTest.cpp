@@ -1,7 +1,7 @@
 #include "app/MainWindow.h"
 
-#include "logview/LogTableModel.h"
-#include "platform/tests/EventLoop.h"
+#include "logview/table/LogTableModel.h"
+#include "platform/desktop/tests/QtEventLoop.h"
 
 #include <QStandardItemModel>
 #include <QTest>

@@ -4,7 +4,7 @@
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMonitorWC.h"
 #include "app/tests/AppTesting.h"
-#include "platform/TranslationCatalogue.h"
+#include "platform/desktop/TranslationCatalogue.h"
 
 #include <QSet>
 

@@ -2,10 +2,10 @@
 
 #include "app/VXStatusButton.h"
 #include "app/tests/AppTesting.h"
-#include "channel/tests/HelperTesting.h"
-#include "platform/tests/EventLoop.h"
-#include "platform/tests/FileBytes.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "channel/client/tests/HelperTesting.h"
+#include "platform/base/tests/FileBytes.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/tests/QtEventLoop.h"
 
 #include <filesystem>
 #include <string>

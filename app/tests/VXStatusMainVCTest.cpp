@@ -1,12 +1,12 @@
 #include "app/VXStatusMainVC.h"
 
 #include "app/MainWindow.h"
-#include "platform/FakeKernelQueue.h"
-#include "platform/FakeWorkspace.h"
-#include "platform/Folder.h"
-#include "platform/SystemLog.h"
-#include "platform/tests/RecordingSink.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/Folder.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/fakes/FakeWorkspace.h"
+#include "platform/kqueue/fakes/FakeKernelQueue.h"
+#include "platform/log/SystemLog.h"
+#include "platform/log/tests/RecordingSink.h"
 #include "watch/VXStatusQueue.h"
 
 #include <QStringList>

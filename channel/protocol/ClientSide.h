@@ -2,7 +2,7 @@
 
 #include "channel/protocol/AppProtocol.h"
 #include "channel/protocol/HelperProtocol.h"
-#include "platform/ClientConnection.h"
+#include "platform/bus/ClientConnection.h"
 
 #include <functional>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "channel/protocol/HelperSide.h"
 
 #include "channel/protocol/ProtocolNames.h"
-#include "platform/ConnectionNames.h"
+#include "platform/bus/ConnectionNames.h"
 
 #include <array>
 #include <exception>

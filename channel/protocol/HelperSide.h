@@ -2,7 +2,7 @@
 
 #include "channel/protocol/AppProtocol.h"
 #include "channel/protocol/HelperProtocol.h"
-#include "platform/ServiceConnection.h"
+#include "platform/bus/ServiceConnection.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 #include "demo/AgentControl.h"
 
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
 
 #include <thread>
 

@@ -1,6 +1,6 @@
 #include "demo/StandInAgent.h"
 
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
 
 #include <algorithm>
 #include <filesystem>

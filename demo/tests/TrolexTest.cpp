@@ -1,5 +1,5 @@
 // Runs the tool itself, where there is no agent; namespace-test runs it beside one.
-#include "platform/tests/FinishedProgram.h"
+#include "platform/base/tests/FinishedProgram.h"
 
 #include <gtest/gtest.h>
 

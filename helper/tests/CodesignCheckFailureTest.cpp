@@ -3,7 +3,7 @@
 
 #include "helper/CodesignCheck.h"
 #include "helper/CodesignCheckError.h"
-#include "platform/FakeCodeSigning.h"
+#include "platform/signing/fakes/FakeCodeSigning.h"
 
 #include <any>
 #include <cstdint>

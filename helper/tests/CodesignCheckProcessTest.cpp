@@ -1,8 +1,8 @@
 // The check as the helper runs it: a signed program of its own looks at processes and files.
 
-#include "platform/tests/FinishedProgram.h"
-#include "platform/tests/SigningFolder.h"
-#include "platform/tests/SleepingProcess.h"
+#include "platform/base/tests/FinishedProgram.h"
+#include "platform/base/tests/SleepingProcess.h"
+#include "platform/signing/tests/SigningFolder.h"
 
 #include <filesystem>
 #include <fstream>

@@ -3,10 +3,10 @@
 #include "helper/CodesignCheck.h"
 
 #include "helper/CodesignCheckError.h"
-#include "platform/FakeCodeSigning.h"
-#include "platform/tests/FinishedProgram.h"
-#include "platform/tests/SigningFolder.h"
-#include "platform/tests/SleepingProcess.h"
+#include "platform/base/tests/FinishedProgram.h"
+#include "platform/base/tests/SleepingProcess.h"
+#include "platform/signing/fakes/FakeCodeSigning.h"
+#include "platform/signing/tests/SigningFolder.h"
 
 #include <cstdint>
 #include <string>

@@ -1,7 +1,7 @@
 // What the seven operations promise, over polkit and over the fake.
 
-#include "platform/FakeAuthorization.h"
-#include "platform/FakeServiceManagement.h"
+#include "platform/rights/fakes/FakeAuthorization.h"
+#include "platform/rights/fakes/FakeServiceManagement.h"
 #include "tests/authorization/AuthorizationSession.h"
 #include "tests/authorization/PolkitWorld.h"
 

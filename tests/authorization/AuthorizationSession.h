@@ -1,9 +1,9 @@
 #pragma once
 
-#include "channel/HelperAuthorization.h"
-#include "channel/HelperAuthorizationError.h"
-#include "platform/AuthorizationServices.h"
-#include "platform/ServiceManagement.h"
+#include "channel/client/HelperAuthorization.h"
+#include "channel/client/HelperAuthorizationError.h"
+#include "platform/rights/AuthorizationServices.h"
+#include "platform/rights/ServiceManagement.h"
 
 #include <algorithm>
 #include <sstream>

@@ -76,8 +76,8 @@ inline void storeRight(const std::string& definition)
     const auto isKnown = [&] {
         const auto actions = monitorActions();
         for (const auto& [id, action] : actions)
-            if (std::get<9>(action).contains("com.veltra.right.definition"))
-                return std::get<9>(action).at("com.veltra.right.definition") == definition;
+            if (action.annotations.contains("com.veltra.right.definition"))
+                return action.annotations.at("com.veltra.right.definition") == definition;
         return definition.empty();
     };
     EXPECT_TRUE(becomesTrue(isKnown));

@@ -2,14 +2,14 @@
 // long. Prints how many it was given and how many of them it took for good. Exit status 1, and the
 // bytes in the file fuzz-READER.bytes, when it did what it promises not to do; a crash is the
 // sanitizers' to tell.
-#include "platform/CodeSignature.h"
-#include "platform/CodeSigningStatus.h"
-#include "platform/ExecutableInformation.h"
-#include "platform/tests/CraftedExecutable.h"
-#include "platform/tests/CraftedSignature.h"
-#include "platform/tests/FileBytes.h"
-#include "platform/tests/SignedFile.h"
-#include "platform/tests/SigningChain.h"
+#include "platform/base/tests/FileBytes.h"
+#include "platform/bundle/ExecutableInformation.h"
+#include "platform/bundle/tests/CraftedExecutable.h"
+#include "platform/signing/CodeSignature.h"
+#include "platform/signing/CodeSigningStatus.h"
+#include "platform/signing/tests/CraftedSignature.h"
+#include "platform/signing/tests/SignedFile.h"
+#include "platform/signing/tests/SigningChain.h"
 #include "tests/fuzz/Damage.h"
 
 #include <chrono>

@@ -1,5 +1,5 @@
 // The installation of the helper.
-#include "platform/tests/SignedFile.h"
+#include "platform/signing/tests/SignedFile.h"
 #include "tests/installation/InstallationTesting.h"
 
 using namespace veltra;

@@ -1,5 +1,5 @@
 // What `cmake --install` leaves.
-#include "platform/tests/SignedFile.h"
+#include "platform/signing/tests/SignedFile.h"
 #include "tests/installation/InstallationTesting.h"
 
 using namespace veltra;

@@ -1,5 +1,5 @@
 // An installation that is killed wherever it changes something.
-#include "platform/tests/SignedFile.h"
+#include "platform/signing/tests/SignedFile.h"
 #include "tests/installation/InstallationTesting.h"
 
 #include <sys/ptrace.h>

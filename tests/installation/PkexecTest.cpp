@@ -112,20 +112,19 @@ TEST(Pkexec, IsNotAskedForAnAdministratorByWhoAddsARightAtTheMachine)
     const auto actions = monitorActions();
     const std::string prefix = "com.veltra.agentMonitor.admin.";
 
-    EXPECT_EQ(std::get<6>(actions.at(prefix + "add-right")), authAdminKeep);
-    EXPECT_EQ(std::get<7>(actions.at(prefix + "add-right")), authAdminKeep);
-    EXPECT_EQ(std::get<8>(actions.at(prefix + "add-right")), allowed);
+    EXPECT_EQ(actions.at(prefix + "add-right").allowedAnyone, authAdminKeep);
+    EXPECT_EQ(actions.at(prefix + "add-right").allowedInactive, authAdminKeep);
+    EXPECT_EQ(actions.at(prefix + "add-right").allowedActive, allowed);
     for (const std::string& action : {prefix + "change-right", prefix + "remove",
                                       std::string{"com.apple.ServiceManagement.blesshelper"}}) {
-        EXPECT_EQ(std::get<6>(actions.at(action)), authAdminKeep) << action;
-        EXPECT_EQ(std::get<7>(actions.at(action)), authAdminKeep) << action;
-        EXPECT_EQ(std::get<8>(actions.at(action)), authAdminKeep) << action;
+        EXPECT_EQ(actions.at(action).allowedAnyone, authAdminKeep) << action;
+        EXPECT_EQ(actions.at(action).allowedInactive, authAdminKeep) << action;
+        EXPECT_EQ(actions.at(action).allowedActive, authAdminKeep) << action;
     }
 }
 
 TEST(Pkexec, AsksInGermanToo)
 {
-    EXPECT_EQ(
-        std::get<2>(monitorActions("de_DE.UTF-8").at("com.apple.ServiceManagement.blesshelper")),
-        "Veltra Agent Status Monitor möchte ein neues Hilfsprogramm installieren.");
+    EXPECT_EQ(monitorActions("de_DE.UTF-8").at("com.apple.ServiceManagement.blesshelper").message,
+              "Veltra Agent Status Monitor möchte ein neues Hilfsprogramm installieren.");
 }

@@ -32,15 +32,15 @@ void expectRegistered()
     const auto actions = monitorActions();
     ASSERT_EQ(actions.count(rightId), 1U);
     const PolkitAction& action = actions.at(rightId);
-    EXPECT_EQ(std::get<1>(action), rightText);
-    EXPECT_EQ(std::get<2>(action), rightText);
-    EXPECT_EQ(std::get<6>(action), authAdminKeep);
-    EXPECT_EQ(std::get<7>(action), authAdminKeep);
-    EXPECT_EQ(std::get<8>(action), authAdminKeep);
-    EXPECT_EQ(std::get<9>(action), (std::map<std::string, std::string>{
-                                       {"com.veltra.right.name", rightName},
-                                       {"com.veltra.right.definition",
-                                        R"({"class":"user","group":"admin","version":1})"}}));
+    EXPECT_EQ(action.description, rightText);
+    EXPECT_EQ(action.message, rightText);
+    EXPECT_EQ(action.allowedAnyone, authAdminKeep);
+    EXPECT_EQ(action.allowedInactive, authAdminKeep);
+    EXPECT_EQ(action.allowedActive, authAdminKeep);
+    EXPECT_EQ(action.annotations, (std::map<std::string, std::string>{
+                                      {"com.veltra.right.name", rightName},
+                                      {"com.veltra.right.definition",
+                                       R"({"class":"user","group":"admin","version":1})"}}));
 }
 
 } // namespace
@@ -99,8 +99,9 @@ TEST(ChangeRight, WritesThePolicyAnew)
     EXPECT_EQ(admin("add-right"), "");
     outputOf("sed -i 's/\"version\":1/\"version\":0/' " + rightsPath);
     ASSERT_TRUE(becomesTrue([] {
-        return std::get<9>(monitorActions().at(rightId))
-                   .at("com.veltra.right.definition")
+        return monitorActions()
+                   .at(rightId)
+                   .annotations.at("com.veltra.right.definition")
                    .find(":0}") != std::string::npos;
     }));
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/EventLoop.h"
-#include "platform/ProcessStatus.h"
+#include "platform/base/EventLoop.h"
+#include "platform/base/ProcessStatus.h"
 #include "tests/installation/PolkitTesting.h"
 
 #include <chrono>
@@ -30,11 +30,11 @@ class ScriptedAgent {
         object_ = std::move(
             bus_->addObject(path_, interface_, methods_, [this](BusCall call) { called(call); })
                 .value());
-        auto registration = callOfPolkit(*bus_, "RegisterAuthenticationAgent");
+        auto registration = polkitCall(*bus_, "RegisterAuthenticationAgent");
         registration.append(subjectOf(process), std::string{"C.UTF-8"}, std::string{path_});
         EXPECT_TRUE(bus_->call(registration));
         EXPECT_TRUE(bus_->serveOn(*loop_));
-        thread_ = std::thread{[this] { loop_->run(); }};
+        thread_ = std::thread{[this] { EXPECT_TRUE(loop_->run()); }};
     }
 
     ~ScriptedAgent()
@@ -95,7 +95,7 @@ class ScriptedAgent {
     void authenticate(const std::string& cookie, const Identity& identity)
     {
         // The newer call also names a user, and releases of polkit differ in whose.
-        auto response = callOfPolkit(*bus_, "AuthenticationAgentResponse");
+        auto response = polkitCall(*bus_, "AuthenticationAgentResponse");
         response.append(cookie, identity);
         const auto answer = bus_->call(response);
         EXPECT_TRUE(answer) << answer.error().message();
@@ -115,7 +115,8 @@ class ScriptedAgent {
     mutable std::mutex mutex_;
     std::vector<std::string> questions_;
     std::promise<void> released_;
-    std::unique_ptr<EventLoop> loop_ = std::move(EventLoop::open().value());
+    std::unique_ptr<EventLoop> loop_ = std::move(
+        EventLoop::open([](const auto& error) { ADD_FAILURE() << error.what(); }).value());
     // polkit calls back whoever registers on the connection that he registers on.
     std::unique_ptr<BusConnection> bus_ = std::move(BusConnection::open().value());
     BusSlot object_;

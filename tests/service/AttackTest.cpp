@@ -1,6 +1,6 @@
 // Who is not let in.
-#include "platform/tests/SignedFile.h"
-#include "platform/tests/SigningChain.h"
+#include "platform/signing/tests/SignedFile.h"
+#include "platform/signing/tests/SigningChain.h"
 #include "tests/service/ServiceTesting.h"
 
 #include <sys/ptrace.h>
@@ -137,7 +137,7 @@ TEST(Attack, AClientThatIsTracedLaterIsRefusedItsNextConnection)
 TEST(Attack, AClientWithALibraryFromAUsersFolderIsRefused)
 {
     std::filesystem::create_directory("/tmp/users");
-    std::filesystem::copy_file(programs + "libplatform_odd_library.so", "/tmp/users/lib.so");
+    std::filesystem::copy_file(programs + "libprocess_odd_library.so", "/tmp/users/lib.so");
     ASSERT_EQ(::chown("/tmp/users/lib.so", 65534, 65534), 0);
     Client client{asNobody(
         {"env", "ASAN_OPTIONS=verify_asan_link_order=0", "LD_PRELOAD=/tmp/users/lib.so", trusted})};

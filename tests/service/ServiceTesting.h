@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/BusConnection.h"
-#include "platform/tests/ClientProgram.h"
+#include "platform/bus/BusConnection.h"
+#include "platform/bus/tests/ClientProgram.h"
 
 #include <chrono>
 #include <cstdint>

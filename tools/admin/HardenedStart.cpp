@@ -1,6 +1,6 @@
 #include "tools/admin/HardenedStart.h"
 
-#include "platform/Fd.h"
+#include "platform/base/Fd.h"
 
 #include <algorithm>
 #include <csignal>

@@ -1,9 +1,9 @@
 #include "tools/admin/HelperCopy.h"
 
 #include "channel/protocol/HelperConstants.h"
-#include "platform/CodeSignature.h"
-#include "platform/CodeSigningStatus.h"
-#include "platform/RunningExecutable.h"
+#include "platform/signing/CodeSignature.h"
+#include "platform/signing/CodeSigningStatus.h"
+#include "platform/signing/RunningExecutable.h"
 #include "tools/admin/InstalledFiles.h"
 
 #include <filesystem>

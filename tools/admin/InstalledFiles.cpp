@@ -1,6 +1,6 @@
 #include "tools/admin/InstalledFiles.h"
 
-#include "platform/Fd.h"
+#include "platform/base/Fd.h"
 
 #include <cerrno>
 #include <filesystem>

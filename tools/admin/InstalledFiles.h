@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/ReplacementFile.h"
+#include "platform/base/ReplacementFile.h"
 #include "tools/admin/AdminError.h"
 
 #include <string>

@@ -1,17 +1,14 @@
 #include "tools/admin/RightRegistration.h"
 
-#include "platform/BusConnection.h"
+#include "platform/bus/PolkitAction.h"
 #include "tools/admin/InstalledFiles.h"
 #include "tools/admin/RightsPolicy.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
-#include <map>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include <sys/stat.h>
@@ -23,41 +20,19 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-// Identifier, description, message, vendor, its address, icon; what is allowed without a session,
-// in an inactive and in an active one; annotations.
-using Action =
-    std::tuple<std::string, std::string, std::string, std::string, std::string, std::string,
-               std::uint32_t, std::uint32_t, std::uint32_t, std::map<std::string, std::string>>;
-
-// One that cannot be learned is as good as one that is not there.
-std::vector<Action> actions(BusConnection& bus, Clock::duration patience)
+bool isFor(const PolkitAction& action, const HelperAuthorizationRight& right)
 {
-    auto question =
-        bus.methodCall("org.freedesktop.PolicyKit1", "/org/freedesktop/PolicyKit1/Authority",
-                       "org.freedesktop.PolicyKit1.Authority", "EnumerateActions");
-    auto answer = bus.call(question.append(std::string{}),
-                           std::chrono::ceil<BusConnection::Patience>(patience));
-    std::vector<Action> actions;
-    if (!answer || !answer.value().read(actions))
-        return {};
-    return actions;
+    const auto* const name = action.annotation(rightNameAnnotation);
+    const auto* const definition = action.annotation(rightDefinitionAnnotation);
+    return name && *name == right.name && definition && *definition == definitionInPolicy(right) &&
+           action.message == right.description;
 }
 
-bool isFor(const Action& action, const HelperAuthorizationRight& right)
-{
-    const auto& annotations = std::get<9>(action);
-    const auto name = annotations.find(rightNameAnnotation);
-    const auto definition = annotations.find(rightDefinitionAnnotation);
-    return name != annotations.end() && name->second == right.name &&
-           definition != annotations.end() && definition->second == definitionInPolicy(right) &&
-           std::get<2>(action) == right.description;
-}
-
-bool areKnown(const std::vector<Action>& actions)
+bool areKnown(const std::vector<PolkitAction>& actions)
 {
     return std::ranges::all_of(helperAuthorizationRights(), [&](const auto& right) {
-        return std::ranges::any_of(actions,
-                                   [&](const Action& action) { return isFor(action, right); });
+        return std::ranges::any_of(
+            actions, [&](const PolkitAction& action) { return isFor(action, right); });
     });
 }
 
@@ -70,7 +45,10 @@ Done awaitPolkit()
         return std::monostate{};
     const auto end = Clock::now() + 2s;
     for (auto left = end - Clock::now(); left > 0s; left = end - Clock::now()) {
-        if (areKnown(actions(*bus.value(), left)))
+        // Those that cannot be learned are as good as not there.
+        const auto actions =
+            polkitActions(*bus.value(), std::chrono::ceil<BusConnection::Patience>(left));
+        if (actions && areKnown(actions.value()))
             break;
         std::this_thread::sleep_for(5ms);
     }

@@ -1,5 +1,6 @@
 #include "tools/admin/RightsPolicy.h"
 
+#include "platform/bus/PolkitAction.h"
 #include "tools/admin/AdminError.h"
 
 #include <algorithm>
@@ -38,12 +39,6 @@ bool isFit(const HelperAuthorizationRight& right)
            right.description.find("]]>") == std::string::npos;
 }
 
-std::string actionId(std::string name)
-{
-    std::ranges::replace(name, ':', '-');
-    return name;
-}
-
 std::string textElement(const std::string& name, const std::string& text)
 {
     return "    <" + name + "><![CDATA[" + text + "]]></" + name + ">\n";
@@ -56,7 +51,7 @@ std::string annotation(const std::string& key, const std::string& value)
 
 std::string action(const HelperAuthorizationRight& right)
 {
-    return "  <action id=\"" + actionId(right.name) + "\">\n" +
+    return "  <action id=\"" + polkitActionId(right.name) + "\">\n" +
            textElement("description", right.description) +
            textElement("message", right.description) + defaults +
            annotation(rightNameAnnotation, right.name) +

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "channel/HelperAuthorizationRight.h"
-#include "platform/Error.h"
+#include "channel/protocol/HelperAuthorizationRight.h"
+#include "platform/base/Error.h"
 
 #include <string>
 #include <vector>
@@ -10,11 +10,6 @@ namespace veltra {
 
 /// A right's definition as one line of JSON that can stand in XML as it is.
 [[nodiscard]] std::string definitionInPolicy(const HelperAuthorizationRight& right);
-
-/// The annotations that a right travels in: its own name, which an action's cannot hold, and its
-/// definition.
-inline constexpr const char* rightNameAnnotation = "com.veltra.right.name";
-inline constexpr const char* rightDefinitionAnnotation = "com.veltra.right.definition";
 
 /// The polkit policy in which each right is an action that asks for an administrator, five minutes
 /// long at most. Fails for a right that a policy cannot hold.

@@ -1,9 +1,9 @@
 #include "tools/admin/RunningServices.h"
 
 #include "channel/protocol/HelperConstants.h"
-#include "platform/BusConnection.h"
-#include "platform/ConnectionNames.h"
-#include "platform/PinnedProcess.h"
+#include "platform/bus/BusConnection.h"
+#include "platform/bus/ConnectionNames.h"
+#include "platform/process/PinnedProcess.h"
 #include "tools/admin/InstalledFiles.h"
 
 #include <cerrno>

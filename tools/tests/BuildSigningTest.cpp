@@ -1,8 +1,8 @@
 // Runs make-signing-chain, and looks at what the build signed with the chain that it made.
 
-#include "platform/CodeSigner.h"
-#include "platform/tests/FinishedProgram.h"
-#include "platform/tests/SigningFolder.h"
+#include "platform/base/tests/FinishedProgram.h"
+#include "platform/signing/CodeSigner.h"
+#include "platform/signing/tests/SigningFolder.h"
 
 #include <filesystem>
 #include <string>

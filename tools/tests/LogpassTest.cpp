@@ -1,7 +1,7 @@
 // Runs the built program logpass from end to end.
 
-#include "platform/tests/FinishedProgram.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/FinishedProgram.h"
+#include "platform/base/tests/TemporaryFolder.h"
 
 #include <algorithm>
 #include <filesystem>

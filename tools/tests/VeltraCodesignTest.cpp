@@ -1,7 +1,7 @@
 // Runs the built program veltra-codesign from end to end.
 
-#include "platform/tests/FinishedProgram.h"
-#include "platform/tests/SigningFolder.h"
+#include "platform/base/tests/FinishedProgram.h"
+#include "platform/signing/tests/SigningFolder.h"
 
 #include <algorithm>
 #include <filesystem>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/KernelQueue.h"
+#include "platform/kqueue/KernelQueue.h"
 
 #include <condition_variable>
 #include <deque>

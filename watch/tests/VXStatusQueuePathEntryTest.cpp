@@ -1,8 +1,8 @@
 #include "watch/VXStatusQueuePathEntry.h"
 
-#include "platform/FakeKernelQueue.h"
-#include "platform/tests/ForkedChild.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/ForkedChild.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/kqueue/fakes/FakeKernelQueue.h"
 
 #include <atomic>
 #include <chrono>

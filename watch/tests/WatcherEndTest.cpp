@@ -1,10 +1,10 @@
 // The watcher's end after the event loop's: every test makes and ends an application of its own.
 
-#include "platform/FakeWorkspace.h"
-#include "platform/MainQueue.h"
-#include "platform/SystemLog.h"
-#include "platform/tests/RecordingSink.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/MainQueue.h"
+#include "platform/desktop/fakes/FakeWorkspace.h"
+#include "platform/log/SystemLog.h"
+#include "platform/log/tests/RecordingSink.h"
 #include "watch/VXStatusQueueCentral.h"
 #include "watch/tests/WatcherTesting.h"
 

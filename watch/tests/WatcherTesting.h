@@ -1,9 +1,9 @@
 #pragma once
 
-#include "platform/FakeKernelQueue.h"
-#include "platform/FakeWorkspace.h"
-#include "platform/tests/EventLoop.h"
-#include "platform/tests/TemporaryFolder.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/fakes/FakeWorkspace.h"
+#include "platform/desktop/tests/QtEventLoop.h"
+#include "platform/kqueue/fakes/FakeKernelQueue.h"
 #include "watch/VXStatusQueueCentral.h"
 #include "watch/WatcherNotifications.h"
 

@@ -1,7 +1,7 @@
 // What the watcher's thread makes of the kernel's events.
 
-#include "platform/SystemLog.h"
-#include "platform/tests/RecordingSink.h"
+#include "platform/log/SystemLog.h"
+#include "platform/log/tests/RecordingSink.h"
 #include "watch/VXStatusQueueCentral.h"
 #include "watch/tests/ScriptedKernelQueue.h"
 #include "watch/tests/WatcherTesting.h"

@@ -1,7 +1,7 @@
 // Does with the system's authorization services what it is told on its standard input.
 
-#include "platform/PolkitAuthorization.h"
-#include "platform/SystemServiceManagement.h"
+#include "platform/rights/PolkitAuthorization.h"
+#include "platform/rights/SystemServiceManagement.h"
 #include "tests/authorization/AuthorizationSession.h"
 
 #include <iostream>

@@ -1,7 +1,7 @@
 // Tries to be let in by the helper without being the trusted program. Says "granted PATH" or
 // "refused WHY". The process that connects may fork: the connection then is the child's to use, and
 // the bus goes on taking it for the parent's.
-#include "platform/CallerChallenge.h"
+#include "platform/bus/CallerChallenge.h"
 #include "tests/service/programs/ForgedLink.h"
 #include "tests/service/programs/Intruder.h"
 #include "tests/service/programs/Relay.h"

@@ -1,6 +1,6 @@
 // A helper that ends at once when a connection does, and says so every time.
 #include "helper/HelperProcess.h"
-#include "platform/SystemLog.h"
+#include "platform/log/SystemLog.h"
 
 #include <cstdlib>
 

@@ -1,6 +1,6 @@
 // A helper for which the bus is one that hands out no processes.
 #include "helper/HelperProcess.h"
-#include "platform/SystemLog.h"
+#include "platform/log/SystemLog.h"
 
 #include <cstdlib>
 

@@ -1,0 +1,294 @@
+#include "app/VXStatusTableVC.h"
+
+#include "app/AgentInformation.h"
+#include "app/AgentStateIcon.h"
+#include "platform/desktop/MainQueue.h"
+#include "platform/log/SystemLog.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFile>
+#include <QTableView>
+
+#include <exception>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+// Whether both are one object in memory, not only the same text.
+bool isSameObject(const QString& one, const QString& other) noexcept
+{
+    return one.constData() == other.constData();
+}
+
+// Puts the arguments in the places of "%@", one after the other; a null text as "(null)".
+QString filled(const QString& format, const QStringList& arguments)
+{
+    const QString place = QStringLiteral("%@");
+    QStringList pieces = format.split(place);
+    QString text = pieces.takeFirst();
+    for (int index = 0; index < pieces.size(); ++index) {
+        const QString argument = arguments.value(index);
+        text += argument.isNull() ? QStringLiteral("(null)") : argument;
+        text += pieces[index];
+    }
+    return text;
+}
+
+} // namespace
+
+VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
+    : surroundings_{std::move(surroundings)}, switches_{Bundle::bundleWithIdentifier(
+                                                  QStringLiteral("com.veltra.vxStatusMonitorApp"),
+                                                  surroundings_.mainBundle)},
+      list_{rows_}, self_{std::make_shared<VXStatusTableVC*>(this)},
+      agentMonitor_{surroundings_.notifications,
+                    [this](AgentState state) { showAgentState(state); }, surroundings_.agentProcess}
+{
+    prepareHelper();
+    takeInitialFilePath();
+    newLogRegistration_ = surroundings_.notifications.addObserver(
+        QStringLiteral("VXStatusNotification"), nullptr,
+        [this](const Notification& notification) { handleNotification(notification); });
+    fetchTitles();
+    startActivity();
+    startFirstPass();
+    helperControllerObj_->runCommand(QStringLiteral("-i"));
+    commandUpdateRegistration_ = surroundings_.notifications.addObserver(
+        QStringLiteral("commandUpdate"), nullptr,
+        [this](const Notification&) { populateDictionary(); });
+}
+
+VXStatusTableVC::~VXStatusTableVC()
+{
+    stop_.request_stop();
+    newLogRegistration_ = {};
+    commandUpdateRegistration_ = {};
+    firstPass_.join();
+}
+
+void VXStatusTableVC::prepareHelper()
+{
+    helperControllerObj_ = surroundings_.helperController();
+    helperInstalled_ = QFile::exists(surroundings_.helperTool) && isHelperInstalled();
+    if (!helperInstalled_)
+        helperControllerObj_->installHelper();
+    if (!QFile::exists(surroundings_.helperTool))
+        surroundings_.endProcess();
+    helperControllerObj_->LaunchHelper();
+}
+
+// Waits without limit; the event loop turns meanwhile.
+bool VXStatusTableVC::isHelperInstalled()
+{
+    const auto answer = std::make_shared<std::optional<bool>>();
+    helperControllerObj_->helperStatusWithCompletion([answer](bool isInstalled) {
+        MainQueue::post([answer, isInstalled] { *answer = isInstalled; });
+    });
+    QEventLoop loop;
+    while (!*answer)
+        loop.processEvents(QEventLoop::WaitForMoreEvents);
+    return **answer;
+}
+
+void VXStatusTableVC::takeInitialFilePath()
+{
+    followed_.filepath = surroundings_.initalFilePath();
+    followed_.lastfilepath = surroundings_.initalFilePath();
+}
+
+void VXStatusTableVC::fetchTitles()
+{
+    const auto text = [this](const QString& key) {
+        return surroundings_.resources.getLocalisedString(key);
+    };
+    DATE_ = text(QStringLiteral("DATE"));
+    TIME_ = text(QStringLiteral("TIME"));
+    messageType_ = text(QStringLiteral("Message_Type"));
+    message_ = text(QStringLiteral("Message"));
+    component_ = text(QStringLiteral("COMPONENT"));
+    list_.setTitles({DATE_, TIME_, component_, messageType_, message_});
+}
+
+void VXStatusTableVC::startFirstPass()
+{
+    firstPass_ = std::thread{[this] {
+        try {
+            updatelogs();
+        } catch (const std::exception& error) {
+            SystemLog::logThrown(error);
+        }
+    }};
+}
+
+void VXStatusTableVC::setTableview(QTableView* table)
+{
+    tableview_ = table;
+    table->setModel(&list_);
+}
+
+void VXStatusTableVC::setActivityIndicator(ActivityIndicator* indicator)
+{
+    activityIndicator_ = indicator;
+    if (isActive_)
+        indicator->startAnimation();
+}
+
+void VXStatusTableVC::awakeFromNib()
+{
+    if (tableview_)
+        tableview_->setColumnHidden(LogTableModel::componentColumn,
+                                    isSwitchOn(QStringLiteral("HIDECOMPONENTCOLUMN")));
+    agentMonitor_.start();
+}
+
+void VXStatusTableVC::updatelogs()
+{
+    {
+        const std::lock_guard lock{followedMutex_};
+        const auto shown = isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all
+                                                                     : ShownLines::errorsAndInfos;
+        const std::string path = QFile::encodeName(followed_.filepath).toStdString();
+        followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
+    }
+    onMainThread([](VXStatusTableVC& self) { self.finishPass(); });
+}
+
+void VXStatusTableVC::handleNotification(const Notification& notification)
+{
+    adopt(notification.object.toMap().value(QStringLiteral("newLogFilePath")).toString());
+    if (filepath().isEmpty())
+        return;
+    onMainThread([](VXStatusTableVC& self) { self.startActivity(); });
+    updatelogs();
+}
+
+void VXStatusTableVC::populateDictionary()
+{
+    const auto information = parseAgentInformation(helperControllerObj_->getCommandOutPut());
+    if (!information) {
+        SystemLog::log("Not able to fetch Zel server IP and VX Version");
+        return;
+    }
+    const auto text = [this](const QString& key) {
+        return surroundings_.resources.getLocalisedString(key);
+    };
+    const QString versionLine = filled(QStringLiteral("Veltra Agent %@ %@"),
+                                       {text(QStringLiteral("VERSION")), information->version});
+    const QString serverLine =
+        information->hasServer()
+            ? filled(text(QStringLiteral("Zel Server IP %@")), {information->server})
+            : QString{};
+    onMainThread([versionLine, serverLine](VXStatusTableVC& self) {
+        self.showAgentInformation(versionLine, serverLine);
+    });
+}
+
+void VXStatusTableVC::adopt(const QString& newPath)
+{
+    const std::lock_guard lock{followedMutex_};
+    if (!isSameObject(followed_.lastfilepath, followed_.filepath))
+        followed_ = {.filepath = newPath, .lastfilepath = newPath};
+}
+
+int VXStatusTableVC::numberOfRowsInTableView(const QTableView* /*table*/) const
+{
+    return list_.rowCount();
+}
+
+QVariant VXStatusTableVC::tableView(const QTableView* /*table*/,
+                                    const QString& objectValueForTableColumn, int row) const
+{
+    if (row < 0 || row >= list_.rowCount())
+        return {};
+    return list_.record(row).valueForKey(objectValueForTableColumn);
+}
+
+void VXStatusTableVC::close(QObject* /*sender*/)
+{
+    QCoreApplication::quit();
+}
+
+QString VXStatusTableVC::filepath() const
+{
+    const std::lock_guard lock{followedMutex_};
+    return followed_.filepath;
+}
+
+void VXStatusTableVC::setFilepath(const QString& path)
+{
+    const std::lock_guard lock{followedMutex_};
+    followed_.filepath = path;
+}
+
+QString VXStatusTableVC::lastfilepath() const
+{
+    const std::lock_guard lock{followedMutex_};
+    return followed_.lastfilepath;
+}
+
+void VXStatusTableVC::setLastfilepath(const QString& path)
+{
+    const std::lock_guard lock{followedMutex_};
+    followed_.lastfilepath = path;
+}
+
+std::uint64_t VXStatusTableVC::offset() const
+{
+    const std::lock_guard lock{followedMutex_};
+    return followed_.offset;
+}
+
+bool VXStatusTableVC::isSwitchOn(const QString& key) const
+{
+    return switches_ && switches_->objectForInfoDictionaryKey(key) == QStringLiteral("YES");
+}
+
+void VXStatusTableVC::onMainThread(std::function<void(VXStatusTableVC&)> action)
+{
+    MainQueue::post([weak = std::weak_ptr{self_}, action = std::move(action)] {
+        if (const auto self = weak.lock())
+            action(**self);
+    });
+}
+
+void VXStatusTableVC::startActivity()
+{
+    isActive_ = true;
+    if (activityIndicator_)
+        activityIndicator_->startAnimation();
+}
+
+void VXStatusTableVC::finishPass()
+{
+    isActive_ = false;
+    if (activityIndicator_)
+        activityIndicator_->stopAnimation();
+    list_.adoptPublishedRows();
+}
+
+void VXStatusTableVC::showAgentState(AgentState state)
+{
+    if (statusImg_) {
+        constexpr QSize size{24, 24};
+        statusImg_->setPixmap(agentStateIcon(state).pixmap(size, statusImg_->devicePixelRatioF()));
+    }
+    if (label_) {
+        const bool isRunning = state == AgentState::running;
+        label_->setText(surroundings_.resources.getLocalisedString(
+            isRunning ? QStringLiteral("AGENT_SERVICE_RUNNING")
+                      : QStringLiteral("AGENT_SERVICE_SHUTTING")));
+    }
+}
+
+void VXStatusTableVC::showAgentInformation(const QString& versionLine, const QString& serverLine)
+{
+    if (versionlabel_)
+        versionlabel_->setText(versionLine);
+    if (zelServerIpLabel_)
+        zelServerIpLabel_->setText(serverLine);
+}
+
+} // namespace veltra

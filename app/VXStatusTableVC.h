@@ -1,0 +1,173 @@
+#pragma once
+
+#include "agentmon/AgentProcessMonitor.h"
+#include "app/ActivityIndicator.h"
+#include "channel/client/HelperToolController.h"
+#include "logview/rows/LogPass.h"
+#include "logview/table/LogTableModel.h"
+#include "platform/desktop/Bundle.h"
+#include "platform/desktop/NotificationCenter.h"
+#include "watch/VXStatusResourceController.h"
+
+#include <QLabel>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <stop_token>
+#include <thread>
+
+class QTableView;
+
+namespace veltra {
+
+/// What the table controller is given instead of looking it up itself.
+struct VXStatusTableSurroundings {
+    NotificationCenter& notifications;
+    const VXStatusResourceController& resources;
+    std::shared_ptr<Bundle> mainBundle;      ///< may be null: both switches are off then
+    std::function<QString()> initalFilePath; ///< the start-up log path // sic
+    /// Makes the controller of the helper.
+    std::function<std::shared_ptr<HelperToolController>()> helperController;
+    /// Where the helper is installed.
+    QString helperTool;
+    /// Ends the process with status 0; does not return.
+    std::function<void()> endProcess;
+    AgentProcessSearch agentProcess = {};
+};
+
+/// The controller of the log table.
+///
+/// It reads what the agent appends to its log, makes rows of it and serves them to the table, and
+/// drives the texts about the agent beside the table. Built, used and destroyed on the main
+/// thread; updatelogs() and handleNotification() may be called from any thread.
+class VXStatusTableVC : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(QString filepath READ filepath WRITE setFilepath)
+    Q_PROPERTY(QString lastfilepath READ lastfilepath WRITE setLastfilepath)
+    Q_PROPERTY(QString DATE READ DATE CONSTANT)
+    Q_PROPERTY(QString TIME READ TIME CONSTANT)
+    Q_PROPERTY(QString Message_Type READ Message_Type CONSTANT)
+    Q_PROPERTY(QString Message READ Message CONSTANT)
+    Q_PROPERTY(QString Component READ Component CONSTANT)
+
+  public:
+    /// Makes sure that the helper is installed, and ends the process when it cannot be. Then takes
+    /// the start-up log path, registers for notifications, starts the first pass on a thread of
+    /// its own and asks for the agent's information. May take as long as the user needs to
+    /// consent; the event loop turns while the helper is asked for its version.
+    explicit VXStatusTableVC(VXStatusTableSurroundings surroundings);
+
+    /// Stops a pass that is under way and waits for its end.
+    ~VXStatusTableVC() override;
+
+    // Outlets. What is connected must outlive the controller or be destroyed as a QObject.
+    void setTableview(QTableView* table);
+    void setActivityIndicator(ActivityIndicator* indicator);
+    void setLabel(QLabel* label) { label_ = label; }
+    void setStatusImg(QLabel* image) { statusImg_ = image; }
+    void setVersionlabel(QLabel* label) { versionlabel_ = label; }
+    void setZelServerIpLabel(QLabel* label) { zelServerIpLabel_ = label; }
+
+    /// Called once the outlets are connected: hides or shows the component column and begins to
+    /// show whether the agent service runs. Blocks while the service is looked for.
+    void awakeFromNib();
+
+    /// Reads what was appended to the log since the last pass. Passes run one after the other.
+    Q_INVOKABLE void updatelogs();
+
+    /// Reacts to "VXStatusNotification", whose object is a dictionary with a log's path under
+    /// "newLogFilePath": runs a pass on the calling thread.
+    ///
+    /// The path is adopted only when `lastfilepath` and `filepath` are not the same text object.
+    /// They always are, so the start-up log goes on being read.
+    void handleNotification(const Notification& notification);
+
+    /// Reacts to "commandUpdate": shows the agent's version and management server, as the agent's
+    /// tool told them. On any thread; the texts change on the main thread, soon.
+    void populateDictionary();
+
+    /// How many rows the table has.
+    [[nodiscard]] int numberOfRowsInTableView(const QTableView* table) const;
+
+    /// The text of a cell; invalid when there is no such row.
+    [[nodiscard]] QVariant tableView(const QTableView* table,
+                                     const QString& objectValueForTableColumn, int row) const;
+
+    /// Ends the program.
+    Q_INVOKABLE void close(QObject* sender);
+
+    /// The model behind the table.
+    [[nodiscard]] LogTableModel& list() noexcept { return list_; }
+
+    [[nodiscard]] QString filepath() const;
+    void setFilepath(const QString& path);
+    [[nodiscard]] QString lastfilepath() const;
+    void setLastfilepath(const QString& path);
+    /// The byte at which the next pass starts.
+    [[nodiscard]] std::uint64_t offset() const;
+
+    [[nodiscard]] const QString& DATE() const noexcept { return DATE_; }
+    [[nodiscard]] const QString& TIME() const noexcept { return TIME_; }
+    [[nodiscard]] const QString& Message_Type() const noexcept { return messageType_; }
+    [[nodiscard]] const QString& Message() const noexcept { return message_; }
+    [[nodiscard]] const QString& Component() const noexcept { return component_; }
+
+  private:
+    /// The log that is followed, and what serialises the passes over it.
+    struct FollowedLog {
+        QString filepath;
+        QString lastfilepath;
+        std::uint64_t offset = 0;
+    };
+
+    void prepareHelper();
+    [[nodiscard]] bool isHelperInstalled();
+    void takeInitialFilePath();
+    void fetchTitles();
+    void startFirstPass();
+    void adopt(const QString& newPath);
+    [[nodiscard]] bool isSwitchOn(const QString& key) const;
+    void onMainThread(std::function<void(VXStatusTableVC&)> action);
+    void startActivity();
+    void finishPass();
+    void showAgentState(AgentState state);
+    void showAgentInformation(const QString& versionLine, const QString& serverLine);
+
+    VXStatusTableSurroundings surroundings_;
+    std::shared_ptr<Bundle> switches_;
+    std::shared_ptr<HelperToolController> helperControllerObj_;
+    bool helperInstalled_ = false;
+
+    LogRows rows_;
+    LogTableModel list_;
+    mutable std::mutex followedMutex_; // held for a whole pass
+    FollowedLog followed_;
+
+    QString DATE_;
+    QString TIME_;
+    QString messageType_;
+    QString message_;
+    QString component_;
+
+    QPointer<QTableView> tableview_;
+    QPointer<ActivityIndicator> activityIndicator_;
+    QPointer<QLabel> label_;
+    QPointer<QLabel> statusImg_;
+    QPointer<QLabel> versionlabel_;
+    QPointer<QLabel> zelServerIpLabel_;
+    bool isActive_ = false;
+
+    std::shared_ptr<VXStatusTableVC*> self_; // seen weakly by work posted to the main thread
+    std::stop_source stop_;
+    AgentProcessMonitor agentMonitor_;
+    NotificationCenter::Registration newLogRegistration_;
+    NotificationCenter::Registration commandUpdateRegistration_;
+    std::thread firstPass_;
+};
+
+} // namespace veltra

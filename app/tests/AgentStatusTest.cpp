@@ -1,0 +1,91 @@
+// What the table controller shows of the agent service: a text and an image.
+
+#include "app/AgentStateIcon.h"
+#include "app/tests/TableController.h"
+#include "platform/base/tests/SleepingProcess.h"
+
+#include <string>
+
+namespace veltra {
+namespace {
+
+const QString runningText = QStringLiteral("AGENT_SERVICE_RUNNING");
+const QString downText = QStringLiteral("AGENT_SERVICE_SHUTTING");
+
+class AgentStatusTest : public TableControllerTest {
+  protected:
+    void startWithOutlets()
+    {
+        VXStatusTableVC& controller = start();
+        controller.setLabel(&label_);
+        controller.setStatusImg(&image_);
+        controller.awakeFromNib();
+    }
+
+    void setAgent(const SleepingProcess& agent) const { setAgentPid(std::to_string(agent.pid())); }
+    bool waitForText(const QString& text) const
+    {
+        return runLoopUntil([&] { return label_.text() == text; });
+    }
+    QString text() const { return label_.text(); }
+    bool isShown(AgentState state) const
+    {
+        const QPixmap expected = agentStateIcon(state).pixmap(QSize{24, 24}, 1.0);
+        return image_.pixmap(Qt::ReturnByValue).toImage() == expected.toImage();
+    }
+
+  private:
+    QLabel label_;
+    QLabel image_;
+};
+
+TEST_F(AgentStatusTest, IsRunningWhenTheServiceIsFoundAtStart)
+{
+    const SleepingProcess agent{service()};
+    setAgent(agent);
+
+    startWithOutlets();
+
+    EXPECT_EQ(text(), runningText);
+    EXPECT_TRUE(isShown(AgentState::running));
+}
+
+TEST_F(AgentStatusTest, IsDownWhenTheServiceIsNotFoundAtStart)
+{
+    startWithOutlets();
+
+    EXPECT_EQ(text(), downText);
+    EXPECT_TRUE(isShown(AgentState::down));
+}
+
+TEST_F(AgentStatusTest, TurnsWithTheServiceTextAndImageTogether)
+{
+    SleepingProcess agent{service()};
+    setAgent(agent);
+    startWithOutlets();
+
+    setAgentPid("");
+    agent.killAndReap();
+    EXPECT_TRUE(waitForText(downText));
+    EXPECT_TRUE(isShown(AgentState::down));
+    const SleepingProcess again{service()};
+    setAgent(again);
+    EXPECT_TRUE(waitForText(runningText));
+
+    EXPECT_TRUE(isShown(AgentState::running));
+}
+
+TEST_F(AgentStatusTest, NeedsNoOutlets)
+{
+    SleepingProcess agent{service()};
+    setAgent(agent);
+    start().awakeFromNib();
+
+    agent.killAndReap();
+
+    const std::string message = "terminated " + std::to_string(agent.pid());
+    EXPECT_TRUE(runLoopUntil([&] { return std::ranges::count(log().complaints(), message) == 1; }));
+}
+
+} // namespace
+} // namespace veltra

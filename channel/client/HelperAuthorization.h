@@ -1,0 +1,79 @@
+#pragma once
+
+#include "channel/protocol/HelperAuthorizationRight.h"
+#include "platform/rights/AuthorizationServices.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace veltra {
+
+/// Everything about the rights that guard the helper's commands: their registration, the external
+/// form that goes with each command, and the check of it.
+///
+/// There is no state; every function may be called from any thread, and those that throw throw
+/// HelperAuthorizationError. A status of the services is thrown as its words, like
+/// "Optional(The authorization was denied)", or "nil" where there are none. `services` are the
+/// system's own unless given.
+class HelperAuthorization {
+  public:
+    using Data = std::vector<std::uint8_t>;
+
+    HelperAuthorization() = delete;
+
+    /// The rights, in the order in which they are registered. Never changes.
+    [[nodiscard]] static const std::vector<HelperAuthorizationRight>& authorizationRights();
+
+    /// The first right for a command; null for a command that no right guards.
+    [[nodiscard]] static const HelperAuthorizationRight*
+    authorizationRight(const Selector& forCommand);
+
+    /// Registers the rights that are missing or stored in another version. May prompt. A right
+    /// that cannot be registered is logged and passed over.
+    static void authorizationRightsUpdateDatabase(AuthorizationServices& services = system());
+    /// The same for other rights than the helper's.
+    static void
+    authorizationRightsUpdateDatabase(const std::vector<HelperAuthorizationRight>& rights,
+                                      AuthorizationServices& services);
+
+    /// Whether a right must be written because of how it is stored now. Of a custom rule only the
+    /// version counts.
+    [[nodiscard]] static bool
+    authorizationRuleUpdateRequired(const std::optional<RightDefinition>& current,
+                                    const HelperAuthorizationRight& authorizationRight);
+
+    /// An authorization without any rights. May be null.
+    [[nodiscard]] static AuthorizationRef
+    emptyAuthorizationRef(AuthorizationServices& services = system());
+
+    /// An authorization; see AuthorizationServices. May be null, and may prompt.
+    [[nodiscard]] static AuthorizationRef
+    authorizationRef(const AuthorizationItemSet* rights, const AuthorizationItemSet* environment,
+                     AuthorizationFlags flags, AuthorizationServices& services = system());
+
+    /// The authorization that an external form stands for: 32 bytes, of which those that `data`
+    /// lacks are zero. May be null.
+    [[nodiscard]] static AuthorizationRef
+    authorizationRef(const Data& fromExternalForm, AuthorizationServices& services = system());
+
+    /// The external form of a new authorization without rights.
+    [[nodiscard]] static std::optional<AuthorizationExternalForm>
+    emptyAuthorizationExternalForm(AuthorizationServices& services = system());
+    [[nodiscard]] static std::optional<Data>
+    emptyAuthorizationExternalFormData(AuthorizationServices& services = system());
+
+    /// Returns when the authorization behind an external form has the right for a command, or
+    /// gains it. May prompt.
+    static void verifyAuthorization(const std::optional<Data>& authData, const Selector& forCommand,
+                                    AuthorizationServices& services = system());
+    static void verifyAuthorization(const AuthorizationRef& reference,
+                                    const HelperAuthorizationRight& forAuthenticationRight,
+                                    AuthorizationServices& services = system());
+
+  private:
+    static AuthorizationServices& system();
+};
+
+} // namespace veltra

@@ -1,0 +1,289 @@
+#include "channel/client/HelperToolController.h"
+
+#include "channel/client/HelperAuthorization.h"
+#include "channel/protocol/HelperConstants.h"
+#include "platform/bundle/ExecutableInformation.h"
+#include "platform/desktop/MainQueue.h"
+
+#include <QFile>
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <utility>
+
+namespace veltra {
+
+namespace {
+
+void print(const char* line)
+{
+    std::puts(line);
+    std::fflush(stdout);
+}
+
+// QObjects go on their own thread, whichever lets go of the last.
+struct DestroyOnMainThread {
+    void operator()(HelperToolController* controller) const
+    {
+        if (MainQueue::isMainThread())
+            delete controller;
+        else
+            MainQueue::post([controller] { delete controller; });
+    }
+};
+
+} // namespace
+
+/// Takes the output of one connection for the controller, which it does not hold.
+class HelperToolController::Output : public AppProtocol {
+  public:
+    Output(std::weak_ptr<HelperToolController> controller,
+           std::weak_ptr<HelperConnection> connection)
+        : controller_{std::move(controller)}, connection_{std::move(connection)}
+    {
+    }
+
+    // Error output is not told apart.
+    void logWithStdOut(const std::string& text) override { pass(text); }
+    void logWithStdErr(const std::string& text) override { pass(text); }
+
+  private:
+    void pass(const std::string& text)
+    {
+        if (const auto controller = controller_.lock())
+            controller->accept(connection_.lock(), QString::fromStdString(text));
+    }
+
+    std::weak_ptr<HelperToolController> controller_;
+    std::weak_ptr<HelperConnection> connection_;
+};
+
+std::shared_ptr<HelperToolController> HelperToolController::init(Surroundings surroundings)
+{
+    return adopt(
+        std::unique_ptr<HelperToolController>{new HelperToolController{std::move(surroundings)}});
+}
+
+std::shared_ptr<HelperToolController>
+HelperToolController::adopt(std::unique_ptr<HelperToolController> controller)
+{
+    std::shared_ptr<HelperToolController> shared{controller.release(), DestroyOnMainThread{}};
+    shared->self_ = shared;
+    return shared;
+}
+
+HelperToolController::HelperToolController(Surroundings surroundings)
+    : surroundings_{std::move(surroundings)}
+{
+}
+
+HelperToolController::~HelperToolController() = default;
+
+void HelperToolController::installHelper()
+{
+    hasKeyPaths_ = true;
+    try {
+        helperInstall();
+    } catch (const std::exception&) {
+        MainQueue::post([] { print("Failed to install helper"); });
+    }
+}
+
+QString HelperToolController::currentHelperAuthDataKeyPath() const
+{
+    return hasKeyPaths_ ? QStringLiteral("currentHelperAuthData") : QString{};
+}
+
+QString HelperToolController::helperIsInstalledKeyPath() const
+{
+    return hasKeyPaths_ ? QStringLiteral("helperIsInstalled") : QString{};
+}
+
+void HelperToolController::LaunchHelper()
+{
+    try {
+        HelperAuthorization::authorizationRightsUpdateDatabase(surroundings_->authorization);
+    } catch (const std::exception&) {
+        print("unable to launch helper");
+    }
+}
+
+std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
+{
+    if (auto current = currentHelperConnection())
+        return current;
+
+    auto connection = surroundings_->connect();
+    connection->setExportedObject(std::make_shared<Output>(self_, connection));
+    connection->setInvalidationHandler([self = self_.lock(), weak = std::weak_ptr{connection}] {
+        if (const auto ended = weak.lock())
+            ended->setInvalidationHandler({});
+        MainQueue::post([self, weak] { self->forgetConnection(weak.lock()); });
+    });
+    {
+        const QMutexLocker lock{&mutex_};
+        exchange_.connection = connection;
+    }
+    connection->resume();
+    return connection;
+}
+
+// By then another connection may have taken its place.
+void HelperToolController::forgetConnection(const std::shared_ptr<HelperConnection>& ended)
+{
+    const QMutexLocker lock{&mutex_};
+    if (exchange_.connection == ended)
+        exchange_.connection.reset();
+}
+
+void HelperToolController::disconnectHelper()
+{
+    // The controller may go with the connection, which therefore goes before it and unlocked.
+    const auto self = self_.lock();
+    std::shared_ptr<HelperConnection> connection;
+    const QMutexLocker lock{&mutex_};
+    connection.swap(exchange_.connection);
+}
+
+void HelperToolController::helperStatusWithCompletion(const Status& completion)
+{
+    const auto version = versionOfCopy();
+    const auto proxy = version ? helper(completion) : nullptr;
+    if (!proxy) {
+        completion(false);
+        return;
+    }
+    // Another version is not the copy's, whichever is the newer one.
+    proxy->getVersion(
+        [completion, version](const std::string& installed) { completion(installed == *version); });
+}
+
+std::optional<std::string> HelperToolController::versionOfCopy() const
+{
+    const std::string path = QFile::encodeName(surroundings_->helperCopy).toStdString();
+    const auto information = informationOfExecutable(path);
+    return information ? information.value().text("CFBundleShortVersionString") : std::nullopt;
+}
+
+std::shared_ptr<HelperProtocol> HelperToolController::helper(const Status& completion)
+{
+    const auto connection = helperConnection();
+    if (!connection)
+        return nullptr;
+    return connection->remoteObjectProxyWithErrorHandler([completion] {
+        if (completion)
+            completion(false);
+    });
+}
+
+bool HelperToolController::helperInstall()
+{
+    const AuthorizationItemSet rights{{kSMRightBlessPrivilegedHelper}};
+    const AuthorizationRef authorization = HelperAuthorization::authorizationRef(
+        &rights, nullptr,
+        kAuthorizationFlagInteractionAllowed | kAuthorizationFlagExtendRights |
+            kAuthorizationFlagPreAuthorize,
+        surroundings_->authorization);
+    if (!authorization)
+        return false;
+
+    const auto outcome = surroundings_->serviceManagement.SMJobBless(
+        kSMDomainSystemLaunchd, HelperConstants::machServiceName, authorization);
+    if (outcome.error && !outcome.isDone)
+        throw std::runtime_error{outcome.error->message()};
+    if (!outcome.isDone)
+        return false;
+    // The next use is to reach the helper that is installed now.
+    if (const auto connection = currentHelperConnection()) {
+        connection->invalidate();
+        forgetConnection(connection);
+    }
+    return true;
+}
+
+void HelperToolController::runCommand(const QString& option, std::function<void()> ended)
+{
+    const auto tell = [ended = std::move(ended)] {
+        if (ended)
+            MainQueue::post(ended);
+    };
+    const auto proxy = helper([tell](bool) { tell(); });
+    const auto data = proxy ? authorizationData() : std::nullopt;
+    if (!data) {
+        tell();
+        return;
+    }
+    {
+        const QMutexLocker lock{&mutex_};
+        exchange_.command = option;
+    }
+    // Output, not the exit status, is what reaches the user, a failed authorization's included.
+    proxy->runCommand(option.toStdString(), *data, [tell](std::int32_t /*exitStatus*/) { tell(); });
+}
+
+std::optional<HelperProtocol::AuthorizationData> HelperToolController::authorizationData()
+{
+    if (!currentHelperAuthData_.isNull())
+        return HelperProtocol::AuthorizationData{currentHelperAuthData_.begin(),
+                                                 currentHelperAuthData_.end()};
+    try {
+        return HelperAuthorization::emptyAuthorizationExternalFormData(
+            surroundings_->authorization);
+    } catch (const std::exception&) {
+        print("Command execution failed");
+        return std::nullopt;
+    }
+}
+
+// What an earlier connection still had to say is not of the helper that runs now.
+void HelperToolController::accept(const std::shared_ptr<HelperConnection>& from,
+                                  const QString& text)
+{
+    if (from && from == currentHelperConnection())
+        take(text);
+}
+
+void HelperToolController::logWithStdOut(const QString& text)
+{
+    take(text);
+}
+
+void HelperToolController::logWithStdErr(const QString& text)
+{
+    take(text);
+}
+
+void HelperToolController::take(const QString& text)
+{
+    if (text.isEmpty())
+        return;
+    bool isInformation = false;
+    {
+        const QMutexLocker lock{&mutex_};
+        exchange_.commandOutPut = text;
+        isInformation = exchange_.command == QStringLiteral("-i");
+    }
+    if (isInformation)
+        surroundings_->notifications.postNotificationName(QStringLiteral("commandUpdate"));
+}
+
+QString HelperToolController::getCommandOutPut() const
+{
+    const QMutexLocker lock{&mutex_};
+    return exchange_.commandOutPut;
+}
+
+QString HelperToolController::command() const
+{
+    const QMutexLocker lock{&mutex_};
+    return exchange_.command;
+}
+
+std::shared_ptr<HelperConnection> HelperToolController::currentHelperConnection() const
+{
+    const QMutexLocker lock{&mutex_};
+    return exchange_.connection;
+}
+
+} // namespace veltra

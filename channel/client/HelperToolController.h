@@ -1,0 +1,143 @@
+#pragma once
+
+#include "channel/client/HelperConnection.h"
+#include "platform/desktop/NotificationCenter.h"
+#include "platform/rights/AuthorizationServices.h"
+#include "platform/rights/ServiceManagement.h"
+
+#include <QByteArray>
+#include <QMutex>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace veltra {
+
+/// What controllers of the helper are given instead of looking it up themselves. All of it must
+/// outlive them.
+struct HelperToolSurroundings {
+    NotificationCenter& notifications;
+    AuthorizationServices& authorization;
+    ServiceManagement& serviceManagement;
+    /// Makes a connection to the helper's service.
+    std::function<std::shared_ptr<HelperConnection>()> connect;
+    /// The copy of the helper in the program's bundle.
+    QString helperCopy;
+};
+
+/// The program's client of the privileged helper: installs it, asks it for its version, sends it
+/// commands for the agent and keeps what they print.
+///
+/// A controller is held by whoever made it and by its connection, until that is invalidated; it is
+/// destroyed on the main thread. Its functions are called there unless said otherwise.
+class HelperToolController : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(
+        QByteArray currentHelperAuthData READ currentHelperAuthData WRITE setCurrentHelperAuthData)
+    Q_PROPERTY(QString currentHelperAuthDataKeyPath READ currentHelperAuthDataKeyPath)
+    Q_PROPERTY(bool helperIsInstalled READ helperIsInstalled WRITE setHelperIsInstalled)
+    Q_PROPERTY(QString helperIsInstalledKeyPath READ helperIsInstalledKeyPath)
+    Q_PROPERTY(QString command READ command)
+    Q_PROPERTY(QString commandOutPut READ getCommandOutPut)
+    Q_PROPERTY(bool helperInstalled MEMBER helperInstalled_)
+
+  public:
+    /// Tells whether a helper of the copy's version answers.
+    using Status = std::function<void(bool)>;
+
+    using Surroundings = std::shared_ptr<const HelperToolSurroundings>;
+
+    /// Without a connection, and without having sent anything.
+    [[nodiscard]] static std::shared_ptr<HelperToolController> init(Surroundings surroundings);
+
+    ~HelperToolController() override;
+
+    /// Installs the helper, or replaces it. Waits for the user, who is asked for consent.
+    Q_INVOKABLE void installHelper();
+
+    /// Registers the rights that guard the helper's commands. Sends nothing to the helper.
+    Q_INVOKABLE void LaunchHelper();
+
+    /// Calls `completion` once: at once, or on the connection's thread.
+    Q_INVOKABLE void helperStatusWithCompletion(const Status& completion);
+
+    /// Has the helper run the agent's command-line tool with one option. What it prints arrives as
+    /// output. `ended`, if there is one, is called on the main thread when the command is over: its
+    /// exit status has come, or never will.
+    Q_INVOKABLE void runCommand(const QString& option) { runCommand(option, {}); }
+    void runCommand(const QString& option, std::function<void()> ended);
+
+    /// Lets go of the connection, which then holds the controller no more. For the end of the
+    /// program.
+    void disconnectHelper();
+
+    /// Output of a command, as the helper sends it. On any thread.
+    Q_INVOKABLE void logWithStdOut(const QString& text);
+    Q_INVOKABLE void logWithStdErr(const QString& text);
+
+    /// The newest piece of output that was not empty; empty before there is any. On any thread.
+    Q_INVOKABLE [[nodiscard]] QString getCommandOutPut() const;
+
+    /// The external form of an authorization to send with commands; null for a fresh one each.
+    [[nodiscard]] QByteArray currentHelperAuthData() const { return currentHelperAuthData_; }
+    Q_INVOKABLE void setCurrentHelperAuthData(const QByteArray& data)
+    {
+        currentHelperAuthData_ = data;
+    }
+    [[nodiscard]] bool helperIsInstalled() const { return helperIsInstalled_; }
+    Q_INVOKABLE void setHelperIsInstalled(bool isInstalled) { helperIsInstalled_ = isInstalled; }
+
+    /// The names of the two properties, once installHelper() was called; empty before.
+    [[nodiscard]] QString currentHelperAuthDataKeyPath() const;
+    [[nodiscard]] QString helperIsInstalledKeyPath() const;
+    /// The option that was sent last. On any thread.
+    [[nodiscard]] QString command() const;
+    /// The connection to the helper, if there is one. On any thread.
+    [[nodiscard]] std::shared_ptr<HelperConnection> currentHelperConnection() const;
+
+  protected:
+    explicit HelperToolController(Surroundings surroundings);
+
+    /// For what is made as a subclass: like init().
+    [[nodiscard]] static std::shared_ptr<HelperToolController>
+    adopt(std::unique_ptr<HelperToolController> controller);
+
+    /// The current connection, made when there is none.
+    virtual std::shared_ptr<HelperConnection> helperConnection();
+    /// The helper. When it fails, `completion`, if there is one, gets false on the connection's
+    /// thread.
+    virtual std::shared_ptr<HelperProtocol> helper(const Status& completion);
+    /// Whether the helper was installed. Throws when it was
+    /// refused with a reason.
+    virtual bool helperInstall();
+
+  private:
+    class Output;
+    /// What the connection's thread uses too.
+    struct Exchange {
+        QString command;
+        QString commandOutPut = QStringLiteral(""); // never null
+        std::shared_ptr<HelperConnection> connection;
+    };
+
+    void accept(const std::shared_ptr<HelperConnection>& from, const QString& text);
+    void take(const QString& text);
+    void forgetConnection(const std::shared_ptr<HelperConnection>& ended);
+    std::optional<HelperProtocol::AuthorizationData> authorizationData();
+    [[nodiscard]] std::optional<std::string> versionOfCopy() const;
+
+    Surroundings surroundings_;
+    std::weak_ptr<HelperToolController> self_; // for who holds the controller
+    mutable QMutex mutex_;
+    Exchange exchange_; // guarded by the mutex
+
+    QByteArray currentHelperAuthData_;
+    bool hasKeyPaths_ = false;
+    bool helperIsInstalled_ = false;
+    bool helperInstalled_ = false;
+};
+
+} // namespace veltra

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "channel/client/HelperToolController.h"
+#include "channel/client/fakes/FakeHelperConnection.h"
+#include "platform/rights/fakes/FakeAuthorization.h"
+#include "platform/rights/fakes/FakeServiceManagement.h"
+
+#include <memory>
+#include <vector>
+
+namespace veltra {
+
+/// What surrounds controllers of the helper in a test. Must outlive them.
+class FakeHelperSurroundings {
+  public:
+    explicit FakeHelperSurroundings(const char* helperCopy)
+        : helperCopy_{QString::fromUtf8(helperCopy)}
+    {
+        authorization.gained().insert(kSMRightBlessPrivilegedHelper);
+    }
+
+    /// The controllers that nothing but their connections holds go, too.
+    ~FakeHelperSurroundings()
+    {
+        for (const auto& connection : connections)
+            connection->letGo();
+    }
+    FakeHelperSurroundings(const FakeHelperSurroundings&) = delete;
+    FakeHelperSurroundings& operator=(const FakeHelperSurroundings&) = delete;
+
+    [[nodiscard]] std::shared_ptr<HelperToolController> makeController()
+    {
+        return HelperToolController::init(surroundings());
+    }
+
+    [[nodiscard]] HelperToolController::Surroundings surroundings()
+    {
+        return std::make_shared<const HelperToolSurroundings>(HelperToolSurroundings{
+            .notifications = notifications,
+            .authorization = authorization,
+            .serviceManagement = serviceManagement,
+            .connect =
+                [this] {
+                    connections.push_back(std::make_shared<FakeHelperConnection>());
+                    connections.back()->setCallHandler(onCall);
+                    return connections.back();
+                },
+            .helperCopy = helperCopy_});
+    }
+
+    /// The newest connection.
+    [[nodiscard]] FakeHelperConnection& connection() { return *connections.back(); }
+    /// The newest call on it.
+    [[nodiscard]] FakeHelperConnection::Call& call() { return connection().calls().back(); }
+
+    NotificationCenter notifications;
+    FakeAuthorization authorization;
+    FakeServiceManagement serviceManagement;
+    std::vector<std::shared_ptr<FakeHelperConnection>> connections;
+    /// Called for every call on connections that are made from then on.
+    std::function<void(FakeHelperConnection&, const FakeHelperConnection::Call&)> onCall;
+
+  private:
+    QString helperCopy_;
+};
+
+} // namespace veltra

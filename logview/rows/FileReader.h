@@ -1,0 +1,100 @@
+#pragma once
+
+#include "platform/base/Fd.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace veltra {
+
+/// Lines that follow one another in a file, each with its delimiter.
+struct LineBlock {
+    std::vector<char> memory; ///< where they stand
+    std::vector<std::string_view> lines;
+};
+
+/// Reads a text file line by line from a byte offset and tells how far it got.
+///
+/// The file's length is measured once, when the reader is made; bytes appended later are not
+/// read. Every line keeps its delimiter; a last line without one is returned as it is. Offsets
+/// and results are the same for every chunk size as long as the delimiter is one byte long. Used
+/// by one thread at a time; closes the file when destroyed.
+class FileReader {
+  public:
+    /// A reader of the regular file at `path`, from its beginning or from `offset`, which may lie
+    /// behind the file's end. Null when there is no such file or it cannot be opened for reading.
+    [[nodiscard]] static std::unique_ptr<FileReader> initWithFilePath(const std::string& path);
+    [[nodiscard]] static std::unique_ptr<FileReader> initWithFilePath(const std::string& path,
+                                                                      std::uint64_t offset);
+
+    /// The offset in bytes at which the next line starts.
+    [[nodiscard]] std::uint64_t getCurrentOffset() const noexcept { return currentOffset_; }
+
+    /// How many bytes there were from that offset to the end, when the length was measured.
+    [[nodiscard]] std::uint64_t unreadLength() const noexcept
+    {
+        return totalFileLength_ - std::min(currentOffset_, totalFileLength_);
+    }
+
+    /// The next line with its delimiter, valid until the next call.
+    ///
+    /// Nothing at the end of the measured length; nothing for a line that is not valid UTF-8,
+    /// behind which the reader then stands; nothing when the file was cut short meanwhile and has
+    /// no byte left here.
+    std::optional<std::string_view> readLine();
+
+    /// Reads as many lines as one reading of the file brought, at least one, into `block`, in
+    /// place of what it held. False, with no line, where readLine() gives nothing. A line that is
+    /// not valid UTF-8 ends the block in front of it. Throws std::bad_alloc, after which nothing
+    /// in the block may be used.
+    bool readLines(LineBlock& block);
+
+    /// readLine() without white space and line breaks at both ends.
+    std::optional<std::string_view> readTrimmedLine();
+
+    /// Hands line after line to `block` until readLine() returns nothing or the block sets the
+    /// flag it is given.
+    void enumerateLinesUsingBlock(const std::function<void(std::string_view, bool& stop)>& block);
+
+    /// What ends a line, "\n" at first, as UTF-8; and how many bytes of a line are looked at in
+    /// one step, 10 at first. The chunk size is not how much is read from the disk at once.
+    [[nodiscard]] const std::string& lineDelimiter() const noexcept { return lineDelimiter_; }
+    void setLineDelimiter(std::string delimiter) { lineDelimiter_ = std::move(delimiter); }
+    [[nodiscard]] std::uint64_t chunkSize() const noexcept { return chunkSize_; }
+    void setChunkSize(std::uint64_t bytes) noexcept { chunkSize_ = bytes; }
+
+  private:
+    FileReader(Fd fileHandle, std::uint64_t totalFileLength, std::uint64_t offset);
+
+    std::string_view takeLine(std::size_t length) noexcept;
+    void takeBufferedLines(std::vector<std::string_view>& lines);
+    void exchangeBuffer(std::vector<char>& memory);
+    bool isValidLine(std::size_t length);
+    [[nodiscard]] bool isInsideCharacter(std::size_t index) const noexcept;
+    std::size_t lengthOfLine();
+    std::size_t lengthOfLineEndedByOneByte(char delimiter);
+    std::size_t lengthOfLineInChunks();
+    [[nodiscard]] std::string_view buffered() const noexcept;
+    std::string_view bufferAtLeast(std::size_t wanted);
+    bool fillBuffer();
+    void makeRoomFor(std::uint64_t unread);
+
+    Fd fileHandle_;
+    std::uint64_t totalFileLength_;
+    std::uint64_t currentOffset_;
+    std::string lineDelimiter_ = "\n";
+    std::uint64_t chunkSize_ = 10;
+
+    std::vector<char> buffer_;  // holds the file's bytes from the current line on
+    std::size_t lineStart_ = 0; // where in it the byte at currentOffset_ stands
+    std::size_t bufferEnd_ = 0; // how much of it is filled
+    std::size_t validEnd_ = 0;  // up to where it is known to be valid UTF-8
+};
+
+} // namespace veltra

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "logview/rows/LogLineScanner.h"
+
+#include <string>
+
+namespace veltra {
+
+/// The texts of a row as one line, without a line break at its end: date, time, component,
+/// message type and message, parted by tabulators. Backslash, tabulator, line feed and carriage
+/// return inside them are written \\ \t \n \r.
+[[nodiscard]] std::string tabSeparatedRow(const LogLineTexts& texts);
+
+} // namespace veltra

@@ -1,0 +1,101 @@
+#include "logview/table/SeverityIcon.h"
+
+#include <QImage>
+#include <QPainter>
+
+#include <array>
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+namespace veltra {
+namespace {
+
+constexpr int side = 32;
+
+QImage imageOf(std::string_view messageType, int size = side)
+{
+    return severityIcon(messageType)
+        .pixmap(QSize{size, size}, 1.0)
+        .toImage()
+        .convertToFormat(QImage::Format_ARGB32);
+}
+
+int coveredPixels(const QImage& image)
+{
+    int covered = 0;
+    for (int y = 0; y < image.height(); ++y)
+        for (int x = 0; x < image.width(); ++x)
+            covered += qAlpha(image.pixel(x, y)) > 127 ? 1 : 0;
+    return covered;
+}
+
+// Pixels that one covers and the other does not: what is seen without any colour.
+int differentlyCovered(const QImage& one, const QImage& other)
+{
+    int different = 0;
+    for (int y = 0; y < one.height(); ++y)
+        for (int x = 0; x < one.width(); ++x)
+            different += (qAlpha(one.pixel(x, y)) > 127) != (qAlpha(other.pixel(x, y)) > 127);
+    return different;
+}
+
+TEST(SeverityIcon, HasAnotherOutlineForEverySeverity)
+{
+    const std::array images{imageOf("Error"), imageOf("Warning"), imageOf("Info")};
+
+    for (std::size_t i = 0; i < images.size(); ++i)
+        EXPECT_GT(differentlyCovered(images[i], images[(i + 1) % images.size()]), side * side / 10);
+}
+
+TEST(SeverityIcon, BearsAMarkInsideTheErrorAndTheWarning)
+{
+    const QImage error = imageOf("Error");
+    const QImage warning = imageOf("Warning");
+
+    EXPECT_EQ(error.pixelColor(16, 16).rgb(), QColor{Qt::white}.rgb());
+    EXPECT_NE(error.pixelColor(16, 5).rgb(), QColor{Qt::white}.rgb());
+    EXPECT_EQ(warning.pixelColor(16, 16).rgb(), QColor{Qt::white}.rgb());
+    EXPECT_NE(warning.pixelColor(8, 26).rgb(), QColor{Qt::white}.rgb());
+}
+
+TEST(SeverityIcon, LeavesTheCornersClear)
+{
+    for (const std::string_view severity : {"Error", "Warning", "Info"}) {
+        const QImage image = imageOf(severity);
+        EXPECT_GT(coveredPixels(image), side * side / 20) << severity;
+        EXPECT_EQ(qAlpha(image.pixel(0, 0)), 0) << severity;
+        EXPECT_EQ(qAlpha(image.pixel(side - 1, 0)), 0) << severity;
+    }
+}
+
+TEST(SeverityIcon, IsPaintedAfreshAtEverySize)
+{
+    for (const int size : {8, 16, 48, 200}) {
+        const QImage image = imageOf("Error", size);
+        EXPECT_EQ(image.size(), QSize(size, size));
+        EXPECT_NEAR(coveredPixels(image), size * size * 0.6, size * size * 0.1) << size;
+    }
+}
+
+TEST(SeverityIcon, StaysInTheRectangleItIsPaintedInto)
+{
+    QImage image{QSize{64, 64}, QImage::Format_ARGB32};
+    image.fill(Qt::transparent);
+    QPainter painter{&image};
+
+    severityIcon("Error").paint(&painter, QRect{32, 32, 32, 32});
+    painter.end();
+
+    EXPECT_EQ(coveredPixels(image.copy(0, 0, 64, 31)), 0);
+    EXPECT_GT(coveredPixels(image.copy(32, 32, 32, 32)), 500);
+}
+
+TEST(SeverityIcon, IsNoneForOtherMessageTypes)
+{
+    for (const std::string_view messageType : {"", "info", "INFO", "Errors", "Debug", " Info"})
+        EXPECT_TRUE(severityIcon(messageType).isNull()) << messageType;
+}
+
+} // namespace
+} // namespace veltra

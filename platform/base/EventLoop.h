@@ -1,0 +1,122 @@
+#pragma once
+
+#include "platform/base/Error.h"
+#include "platform/base/EventFd.h"
+
+#include <chrono>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+struct sd_event;
+struct sd_event_source;
+
+namespace veltra {
+
+/// Serves descriptors, timers, posted work and a bus connection on one thread, the one that calls
+/// run(). See sd-event(3).
+///
+/// post() and stop() may be called from any thread, all else is for the loop's thread, or for the
+/// one that sets the loop up before it runs.
+class EventLoop {
+    struct Source;
+
+  public:
+    using Handler = std::function<void()>;
+    using ThrownHandler = std::function<void(const std::exception&)>;
+
+    /// When a descriptor is looked at.
+    enum class Reading {
+        always,
+        whileAllIsSent, ///< not while something waits to be sent; see pauseReadingWhile()
+    };
+
+    /// Keeps a descriptor or a timer registered. Move-only. A handler may end its own registration;
+    /// one that outlives the loop does nothing.
+    class [[nodiscard]] Registration {
+      public:
+        Registration() = default;
+        Registration(Registration&& other) noexcept = default;
+        Registration& operator=(Registration&& other) noexcept;
+        Registration(const Registration&) = delete;
+        Registration& operator=(const Registration&) = delete;
+        ~Registration();
+
+      private:
+        friend class EventLoop;
+        explicit Registration(std::weak_ptr<Source> source) noexcept : source_{std::move(source)} {}
+
+        std::weak_ptr<Source> source_;
+    };
+
+    /// What handlers throw is given to `onThrown`, and the loop goes on.
+    [[nodiscard]] static Result<std::unique_ptr<EventLoop>> open(ThrownHandler onThrown);
+
+    EventLoop(const EventLoop&) = delete;
+    EventLoop& operator=(const EventLoop&) = delete;
+    ~EventLoop();
+
+    /// Serves until stop() is called. Can be called again after that. Fails when it cannot wait for
+    /// events.
+    [[nodiscard]] Result<std::monostate> run();
+
+    /// Has run() return soon, or at once when it is called the next time.
+    void stop();
+
+    /// Runs `work` on the loop's thread, soon, in the order of posting. What is posted while the
+    /// loop does not run waits until it does.
+    void post(Handler work);
+
+    /// Calls `onReadable` whenever `descriptor` is readable or its other end is closed. The
+    /// descriptor must stay open as long as the registration lives. Fails when the system refuses
+    /// to watch it, a plain file for example. See epoll_ctl(2).
+    [[nodiscard]] Result<Registration> watch(int descriptor, Handler onReadable,
+                                             Reading reading = Reading::always);
+
+    /// Calls `handler` once, not before `delay` has passed.
+    Registration callAfter(std::chrono::milliseconds delay, Handler handler);
+
+    /// Descriptors that are read `whileAllIsSent` are left alone while `isSending` says so, which
+    /// is asked before every wait. Empty for never.
+    void pauseReadingWhile(std::function<bool()> isSending) { isSending_ = std::move(isSending); }
+
+    /// The library's loop, for what serves itself on it. Lives as long as this.
+    [[nodiscard]] sd_event* handle() const noexcept { return event_.get(); }
+
+  private:
+    struct Unref {
+        void operator()(sd_event* event) const noexcept;
+        void operator()(sd_event_source* source) const noexcept;
+    };
+    using EventHandle = std::unique_ptr<sd_event, Unref>;
+    using SourceHandle = std::unique_ptr<sd_event_source, Unref>;
+
+    EventLoop(EventHandle event, EventFd wakeUp, ThrownHandler onThrown);
+
+    [[nodiscard]] int prepare();
+    [[nodiscard]] bool takeStop();
+    void runGuarded(const Handler& handler);
+    void runPosted();
+    void pauseReading();
+    Registration add(const std::shared_ptr<Source>& source);
+    void forget(const Source& source) noexcept;
+
+    EventHandle event_;
+    EventFd wakeUp_;
+    ThrownHandler onThrown_;
+    SourceHandle wakeUpSource_;
+    SourceHandle clock_;
+    std::unordered_map<const Source*, std::shared_ptr<Source>> sources_;
+    std::function<bool()> isSending_;
+    bool isReadingPaused_ = false;
+
+    std::mutex postedMutex_;
+    std::vector<Handler> posted_; // guarded by the mutex, as is:
+    bool isStopped_ = false;
+};
+
+} // namespace veltra

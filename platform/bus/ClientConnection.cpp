@@ -1,0 +1,325 @@
+#include "platform/bus/ClientConnection.h"
+
+#include "platform/bus/ConnectionNames.h"
+#include "platform/log/SystemLog.h"
+
+#include <atomic>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace veltra {
+
+using namespace connections;
+
+namespace {
+
+// Each takes an instance of the service that ended just then; more is no coincidence.
+constexpr int mostAttempts = 10;
+
+// Guards the handlers of all connections, which are many; none is called under it.
+std::mutex handlerMutex;
+
+ServiceBus::ClientNumber newNumber()
+{
+    static std::atomic<ServiceBus::ClientNumber> last{0};
+    return ++last;
+}
+
+// Whether the error says that the service has not seen the call.
+bool isUnseen(const BusError& error)
+{
+    return error.name == unknownObjectError;
+}
+
+} // namespace
+
+/// What a connection is on the bus's thread, which is the only one to use it but for the handler.
+class ClientConnection::Link : public ServiceBusClient, public std::enable_shared_from_this<Link> {
+  public:
+    Link(ServiceBus& bus, const char* service) : bus_{bus}, service_{service} {}
+
+    [[nodiscard]] ServiceBus& bus() const noexcept { return bus_; }
+
+    void setInvalidationHandler(std::function<void()> handler)
+    {
+        const std::lock_guard lock{handlerMutex};
+        onEnd_ = std::move(handler);
+    }
+
+    void setExportedObject(Receiver takeCall) { takeCall_ = std::move(takeCall); }
+
+    void resume()
+    {
+        isResumed_ = true;
+        flush();
+    }
+
+    void send(const std::shared_ptr<const ServiceCall>& call)
+    {
+        if (isInvalid_) {
+            call->fail();
+            return;
+        }
+        queue_.push_back({call, 0});
+        flush();
+    }
+
+    void invalidate()
+    {
+        closeAtServer();
+        end();
+    }
+
+    [[nodiscard]] std::string_view service() const override { return service_; }
+
+    // Calls that the instance has not seen go to the next one.
+    void ownerChanged(const std::string& owner) override
+    {
+        if (serverName_.empty() || owner == serverName_)
+            return;
+        serverPath_.clear();
+        serverName_.clear();
+        notifyOfEnd();
+    }
+
+    void called(BusMessage& call) override
+    {
+        if (takeCall_ && !serverName_.empty() && call.sender() == serverName_)
+            takeCall_(call);
+    }
+
+    void letGo()
+    {
+        isInvalid_ = true;
+        closeWhenDone();
+    }
+
+  private:
+    struct Queued {
+        std::shared_ptr<const ServiceCall> call;
+        int attempts = 0;
+    };
+
+    void flush()
+    {
+        if (!isResumed_ || queue_.empty())
+            return;
+        if (serverPath_.empty()) {
+            open();
+            return;
+        }
+        for (Queued& queued : std::exchange(queue_, {}))
+            bus_.whenThereIsRoom([self = shared_from_this(), queued = std::move(queued)](
+                                     auto underWay) { self->transmit(queued, underWay); });
+    }
+
+    void open()
+    {
+        if (isOpening_)
+            return;
+        isOpening_ = true;
+        bus_.whenThereIsRoom(
+            [self = shared_from_this()](auto underWay) { self->sendOpen(underWay); });
+    }
+
+    void sendOpen(const ServiceBus::CallUnderWay& underWay)
+    {
+        BusConnection* const connection = bus_.connection();
+        if (!connection) {
+            failToOpen("there is no bus");
+            return;
+        }
+        if (const auto added = bus_.add(number_, shared_from_this()); !added) {
+            failToOpen(added.error().message());
+            return;
+        }
+        auto request =
+            connection->methodCall(service_, rootPath(service_), connectionsInterface, "Open");
+        auto sent = connection->call(request.append(ObjectPath{ServiceBus::pathOfClient(number_)}),
+                                     [self = shared_from_this(), underWay](BusMessage& answer) {
+                                         self->takeOpened(answer);
+                                     });
+        if (sent)
+            sent.value().detach();
+        else
+            failToOpen(sent.error().message());
+    }
+
+    void takeOpened(BusMessage& answer)
+    {
+        isOpening_ = false;
+        const auto error = answer.error();
+        if (error && isUnseen(*error) && ++openAttempts_ < mostAttempts) {
+            open();
+            return;
+        }
+        ObjectPath server;
+        if (error)
+            failToOpen(error->message);
+        else if (!answer.read(server))
+            failToOpen("its answer cannot be read");
+        else
+            opened(server.text, std::string{answer.sender()});
+    }
+
+    void opened(const std::string& path, const std::string& name)
+    {
+        openAttempts_ = 0;
+        serverPath_ = path;
+        serverName_ = name;
+        flush();
+        closeWhenDone();
+    }
+
+    void failToOpen(const std::string& reason)
+    {
+        isOpening_ = false;
+        openAttempts_ = 0;
+        SystemLog::log({"no connection to ", service_, ": ", reason});
+        end();
+    }
+
+    void transmit(const Queued& queued, const ServiceBus::CallUnderWay& underWay)
+    {
+        // The instance may have ended while there was no room.
+        if (serverPath_.empty()) {
+            queue_.push_back(queued);
+            flush();
+            return;
+        }
+        BusConnection& connection = *bus_.connection();
+        auto request = connection.methodCall(service_, serverPath_, queued.call->interface,
+                                             queued.call->method);
+        if (queued.call->appendArguments)
+            queued.call->appendArguments(request);
+        ++callsUnderWay_;
+        auto sent = connection.call(request, [self = shared_from_this(), queued, underWay,
+                                              path = serverPath_](BusMessage& answer) {
+            self->answered(queued, path, answer);
+        });
+        if (sent) {
+            sent.value().detach();
+            return;
+        }
+        --callsUnderWay_;
+        queued.call->fail();
+        closeWhenDone();
+    }
+
+    void answered(Queued queued, const std::string& path, BusMessage& answer)
+    {
+        --callsUnderWay_;
+        const auto error = answer.error();
+        if (error && isUnseen(*error) && ++queued.attempts < mostAttempts) {
+            if (path == serverPath_)
+                serverPath_.clear();
+            queue_.push_back(std::move(queued));
+            flush();
+            return;
+        }
+        closeWhenDone();
+        if (error)
+            queued.call->fail();
+        else
+            queued.call->takeResults(answer);
+    }
+
+    void end()
+    {
+        notifyOfEnd();
+        for (const Queued& queued : std::exchange(queue_, {}))
+            queued.call->fail();
+    }
+
+    void notifyOfEnd()
+    {
+        isInvalid_ = true;
+        std::function<void()> onEnd;
+        {
+            const std::lock_guard lock{handlerMutex};
+            onEnd = std::exchange(onEnd_, {});
+        }
+        if (onEnd)
+            onEnd();
+    }
+
+    void closeWhenDone()
+    {
+        if (isInvalid_ && !isOpening_ && queue_.empty() && callsUnderWay_ == 0)
+            closeAtServer();
+    }
+
+    void closeAtServer()
+    {
+        if (serverPath_.empty())
+            return;
+        BusConnection& connection = *bus_.connection();
+        auto request =
+            connection.methodCall(service_, rootPath(service_), connectionsInterface, "Close");
+        if (const auto sent = connection.send(request.append(ObjectPath{serverPath_})); !sent)
+            SystemLog::log(sent.error().message());
+        serverPath_.clear();
+        serverName_.clear();
+    }
+
+    ServiceBus& bus_;
+    const char* const service_;
+    const ServiceBus::ClientNumber number_ = newNumber();
+    std::function<void()> onEnd_; // guarded by the mutex
+
+    Receiver takeCall_;
+    bool isResumed_ = false;
+    bool isOpening_ = false;
+    bool isInvalid_ = false;
+    int openAttempts_ = 0;
+    int callsUnderWay_ = 0;
+    std::string serverPath_; // empty while not opened, and when the bus is gone; as is:
+    std::string serverName_;
+    std::vector<Queued> queue_;
+};
+
+ClientConnection ClientConnection::initWithMachServiceName(const char* name, ServiceBus& bus)
+{
+    return ClientConnection{std::make_shared<Link>(bus, name)};
+}
+
+ClientConnection::~ClientConnection()
+{
+    if (!link_)
+        return;
+    link_->setInvalidationHandler({});
+    // The link goes on the bus's thread, whose objects it has.
+    ServiceBus& bus = link_->bus();
+    bus.post([link = std::move(link_)] { link->letGo(); });
+}
+
+void ClientConnection::setExportedObject(Receiver takeCall)
+{
+    link_->bus().post(
+        [link = link_, takeCall = std::move(takeCall)] { link->setExportedObject(takeCall); });
+}
+
+void ClientConnection::setInvalidationHandler(std::function<void()> handler)
+{
+    link_->setInvalidationHandler(std::move(handler));
+}
+
+void ClientConnection::resume()
+{
+    link_->bus().post([link = link_] { link->resume(); });
+}
+
+void ClientConnection::invalidate()
+{
+    link_->bus().post([link = link_] { link->invalidate(); });
+}
+
+void ClientConnection::send(ServiceCall call)
+{
+    link_->bus().post([link = link_, call = std::make_shared<const ServiceCall>(std::move(call))] {
+        link->send(call);
+    });
+}
+
+} // namespace veltra

@@ -1,0 +1,224 @@
+#include "platform/bus/ServiceBus.h"
+
+#include "platform/bus/CallerChallenge.h"
+#include "platform/bus/ConnectionNames.h"
+#include "platform/log/SystemLog.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cstddef>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace veltra {
+
+using namespace connections;
+
+namespace {
+
+// The bus of Debian 12 lets a connection wait for 128 answers.
+constexpr int mostCallsUnderWay = 64;
+
+// What follows, behind a slash, is the client's number.
+constexpr const char* clientsPath = "/com/veltra/agentMonitor/client";
+
+std::shared_ptr<EventLoop> makeLoop()
+{
+    auto loop = EventLoop::open(&SystemLog::logThrown);
+    if (!loop)
+        throw std::runtime_error{loop.error().message()};
+    return std::move(loop.value());
+}
+
+void serve(EventLoop& loop)
+{
+    if (const auto served = loop.run(); !served)
+        SystemLog::log(served.error().message());
+}
+
+const std::array<sd_bus_vtable, 3> peerMethods{
+    {SD_BUS_VTABLE_START(0),
+     SD_BUS_METHOD_WITH_NAMES("Prove", "hay", SD_BUS_PARAM(socket) SD_BUS_PARAM(nonce), "", "",
+                              &BusConnection::useMethod,
+                              SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
+     SD_BUS_VTABLE_END}};
+
+std::string ruleForOwnersOf(const std::string& service)
+{
+    return std::string{"type='signal',sender='"} + busName + "',interface='" + busName +
+           "',member='NameOwnerChanged',arg0='" + service + "'";
+}
+
+} // namespace
+
+ServiceBus& ServiceBus::shared()
+{
+    static ServiceBus bus;
+    return bus;
+}
+
+ServiceBus::ServiceBus() : loop_{makeLoop()}, thread_{[this] { serve(*loop_); }} {}
+
+ServiceBus::~ServiceBus()
+{
+    loop_->stop();
+    thread_.join();
+    // Those who wait for answers tell of their end.
+    connection_.reset();
+}
+
+BusConnection* ServiceBus::connection()
+{
+    if (!connection_)
+        if (const auto connected = connect(); !connected)
+            SystemLog::log(connected.error().message());
+    return connection_.get();
+}
+
+BusConnection::Outcome ServiceBus::connect()
+{
+    auto opened = BusConnection::open();
+    if (!opened)
+        return opened.error();
+    BusConnection& bus = *opened.value();
+    if (auto exported = exportObjects(bus); !exported)
+        return exported;
+    bus.setLossHandler([this] { loop_->post([this] { lose(); }); });
+    if (auto served = bus.serveOn(*loop_); !served)
+        return served;
+    connection_ = std::move(opened.value());
+    return std::monostate{};
+}
+
+BusConnection::Outcome ServiceBus::exportObjects(BusConnection& bus)
+{
+    auto peer = bus.addObject(peerPath, peerInterface, peerMethods.data(),
+                              [this](BusCall call) { prove(call.message()); });
+    if (!peer)
+        return peer.error();
+    // An object for each client would cost each of them a kilobyte.
+    auto calls = bus.addFallback(clientsPath, [this](BusMessage& call) { called(call); });
+    if (!calls)
+        return calls.error();
+    peer_ = std::move(peer.value());
+    calls_ = std::move(calls.value());
+    return std::monostate{};
+}
+
+void ServiceBus::lose()
+{
+    connection_.reset();
+    peer_ = {};
+    calls_ = {};
+    const auto services = std::exchange(services_, {});
+    const auto clients = std::exchange(clients_, {});
+    for (const auto& [name, slot] : services)
+        ownerChanged(clients, name, {});
+}
+
+std::string ServiceBus::pathOfClient(ClientNumber number)
+{
+    return std::string{clientsPath} + "/" + std::to_string(number);
+}
+
+BusConnection::Outcome ServiceBus::add(ClientNumber number,
+                                       const std::shared_ptr<ServiceBusClient>& client)
+{
+    const std::string service{client->service()};
+    if (!services_.contains(service))
+        if (auto watched = watchOwnerOf(service); !watched)
+            return watched;
+    std::erase_if(clients_, [number](const auto& entry) {
+        return entry.first == number || entry.second.expired();
+    });
+    clients_.emplace_back(number, client);
+    return std::monostate{};
+}
+
+BusConnection::Outcome ServiceBus::watchOwnerOf(const std::string& service)
+{
+    auto watch = connection_->match(ruleForOwnersOf(service), [this, service](BusMessage& signal) {
+        std::string changed;
+        std::string previous;
+        std::string owner;
+        // Anybody may send us one that looks like it. A copy, as clients may be added meanwhile.
+        if (signal.sender() == busName && signal.read(changed, previous, owner) &&
+            changed == service)
+            ownerChanged(Clients{clients_}, service, owner);
+    });
+    if (!watch)
+        return watch.error();
+    services_[service] = std::move(watch.value());
+    return std::monostate{};
+}
+
+void ServiceBus::ownerChanged(const Clients& clients, const std::string& service,
+                              const std::string& owner)
+{
+    for (const auto& [number, weak] : clients)
+        if (const auto client = weak.lock(); client && client->service() == service)
+            client->ownerChanged(owner);
+}
+
+void ServiceBus::called(BusMessage& call) const
+{
+    const std::string_view number = call.path().substr(std::string_view{clientsPath}.size());
+    ClientNumber wanted = 0;
+    if (number.starts_with('/'))
+        std::from_chars(number.data() + 1, number.data() + number.size(), wanted);
+    const auto known = std::ranges::find(clients_, wanted, &Clients::value_type::first);
+    if (const auto client = known != clients_.end() ? known->second.lock() : nullptr)
+        client->called(call);
+}
+
+void ServiceBus::whenThereIsRoom(std::function<void(CallUnderWay)> send)
+{
+    waiting_.push_back(std::move(send));
+    sendWaiting();
+}
+
+void ServiceBus::sendWaiting()
+{
+    // Later, so that calls that fail at once do not pile up on the stack.
+    const auto end = [this](std::nullptr_t) {
+        --callsUnderWay_;
+        if (!waiting_.empty())
+            post([this] { sendWaiting(); });
+    };
+    while (!waiting_.empty() && callsUnderWay_ < mostCallsUnderWay) {
+        ++callsUnderWay_;
+        const auto send = std::move(waiting_.front());
+        waiting_.pop_front();
+        send(CallUnderWay{nullptr, end});
+    }
+}
+
+void ServiceBus::prove(BusMessage& request)
+{
+    Fd socket;
+    std::vector<std::uint8_t> nonce;
+    if (request.read(socket, nonce) && isServiceOfRoot(std::string{request.sender()}))
+        answerChallenge(socket, nonce, connection_->uniqueName());
+}
+
+bool ServiceBus::isServiceOfRoot(const std::string& uniqueName)
+{
+    const auto ask = [this](const char* method, const std::string& name, auto& result) {
+        auto question = connection_->methodCall(busName, busPath, busName, method);
+        auto answer = connection_->call(question.append(name));
+        return answer && answer.value().read(result);
+    };
+    std::uint32_t user = 0;
+    std::string owner;
+    return ask("GetConnectionUnixUser", uniqueName, user) && user == 0 &&
+           std::ranges::any_of(services_, [&](const auto& service) {
+               return ask("GetNameOwner", service.first, owner) && owner == uniqueName;
+           });
+}
+
+} // namespace veltra

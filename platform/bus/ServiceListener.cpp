@@ -1,0 +1,249 @@
+#include "platform/bus/ServiceListener.h"
+
+#include "platform/bus/ConnectionNames.h"
+#include "platform/log/SystemLog.h"
+
+#include <array>
+#include <chrono>
+#include <random>
+#include <utility>
+
+namespace veltra {
+
+using namespace connections;
+
+namespace {
+
+// Of one program, those that wait to be opened included.
+constexpr std::size_t mostConnections = 4096;
+
+const std::array<sd_bus_vtable, 4> rootMethods{
+    {SD_BUS_VTABLE_START(0),
+     SD_BUS_METHOD_WITH_NAMES("Open", "o", SD_BUS_PARAM(client), "o", SD_BUS_PARAM(server),
+                              &BusConnection::useMethod, SD_BUS_VTABLE_UNPRIVILEGED),
+     SD_BUS_METHOD_WITH_NAMES("Close", "o", SD_BUS_PARAM(server), "", "", &BusConnection::useMethod,
+                              SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
+     SD_BUS_VTABLE_END}};
+
+BusError refusedBecause(const std::string& reason)
+{
+    return {refusedError, reason};
+}
+
+Result<pid_t> processOfDaemon(BusConnection& bus)
+{
+    auto question = bus.methodCall(busName, busPath, busName, "GetConnectionUnixProcessID");
+    auto answer = bus.call(question.append(std::string{busName}));
+    if (!answer)
+        return answer.error();
+    std::uint32_t process = 0;
+    if (!answer.value().read(process))
+        return Error{std::make_error_code(std::errc::bad_message), "ask for the bus's process"};
+    return static_cast<pid_t>(process);
+}
+
+} // namespace
+
+ServiceListener::ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName)
+    : loop_{std::move(loop)}, name_{std::move(machServiceName)}, instance_{std::random_device{}()}
+{
+}
+
+ServiceListener::~ServiceListener()
+{
+    loop_->pauseReadingWhile({});
+}
+
+Result<std::monostate> ServiceListener::resume()
+{
+    auto connection = BusConnection::open();
+    if (!connection)
+        return connection.error();
+    bus_ = std::move(connection.value());
+    bus_->setLossHandler([this] {
+        forgetAll();
+        if (onLoss_)
+            onLoss_();
+    });
+    loop_->pauseReadingWhile([bus = bus_] { return bus->isSending(); });
+    return takePlace();
+}
+
+BusConnection::Outcome ServiceListener::takePlace()
+{
+    const auto daemon = processOfDaemon(*bus_);
+    if (!daemon)
+        return daemon.error();
+    setting_ = {.loop = loop_,
+                .bus = bus_.get(),
+                .busDaemonProcess = daemon.value(),
+                .examine = examine_,
+                .takesPidfds = takesPidfds_,
+                .underWay = std::make_shared<std::map<uid_t, int>>()};
+    if (auto watched = watchClients(); !watched)
+        return watched;
+    if (auto exported = exportRoot(); !exported)
+        return exported;
+    if (auto named = bus_->requestName(name_); !named)
+        return named;
+    return bus_->serveOn(*loop_);
+}
+
+void ServiceListener::end()
+{
+    if (!bus_)
+        return;
+    const auto released = bus_->releaseName(name_);
+    withdrawAll();
+    root_ = {};
+    const auto processed = released ? bus_->processArrived() : released;
+    if (!processed)
+        SystemLog::log(processed.error().message());
+}
+
+void ServiceListener::flush()
+{
+    if (!bus_)
+        return;
+    // The bus deals with what it is sent in that order.
+    auto question = bus_->methodCall(busName, busPath, busName, "GetId");
+    if (const auto answer = bus_->call(question, std::chrono::seconds{1}); !answer)
+        SystemLog::log({"the bus does not answer at the end: ", answer.error().message()});
+}
+
+// Who waits to be let in has not been served either.
+void ServiceListener::withdrawAll()
+{
+    for (auto& [name, client] : std::exchange(clients_, {})) {
+        for (Waiting& waiting : client.waiting)
+            waiting.call.refuse({unknownObjectError, "this instance of the service has ended"});
+        for (const auto& [path, connection] : client.connections)
+            connection->withdraw();
+    }
+}
+
+// One match for all clients: the bus allows a connection 512.
+BusConnection::Outcome ServiceListener::watchClients()
+{
+    const std::string departures = std::string{"type='signal',sender='"} + busName +
+                                   "',interface='" + busName +
+                                   "',member='NameOwnerChanged',arg2=''";
+    auto watch = bus_->match(departures, [this](BusMessage& signal) {
+        std::string name;
+        std::string previous;
+        std::string owner;
+        // Anybody may send us one that looks like it.
+        if (signal.sender() == busName && signal.read(name, previous, owner))
+            forget(name);
+    });
+    if (!watch)
+        return watch.error();
+    departures_ = std::move(watch.value());
+    return std::monostate{};
+}
+
+BusConnection::Outcome ServiceListener::exportRoot()
+{
+    auto root = bus_->addObject(rootPath(name_), connectionsInterface, rootMethods.data(),
+                                [this](BusCall call) { called(std::move(call)); });
+    if (!root)
+        return root.error();
+    root_ = std::move(root.value());
+    return std::monostate{};
+}
+
+void ServiceListener::called(BusCall call)
+{
+    ObjectPath path;
+    if (!call.message().read(path))
+        return;
+    const std::string client{call.message().sender()};
+    if (call.message().member() == "Open")
+        open(client, {std::move(call), path.text});
+    else
+        close(client, path.text);
+}
+
+void ServiceListener::open(const std::string& client, Waiting waiting)
+{
+    Client& known = clients_[client];
+    if (known.waiting.size() + known.connections.size() >= mostConnections) {
+        waiting.call.refuse(refusedBecause("it has too many connections"));
+        return;
+    }
+    if (known.process) {
+        accept(client, std::move(waiting));
+        return;
+    }
+    known.waiting.push_back(std::move(waiting));
+    if (known.settlement)
+        return;
+    known.settlement = std::make_shared<CallerSettlement>(setting_, client);
+    known.settlement->start([this, client](const auto& process, const std::string& reason) {
+        settled(client, process, reason);
+    });
+}
+
+void ServiceListener::settled(const std::string& client, const CallerSettlement::Process& process,
+                              const std::string& refusal)
+{
+    Client& known = clients_[client];
+    const auto settlement = std::exchange(known.settlement, nullptr);
+    known.process = process;
+    for (Waiting& waiting : std::exchange(known.waiting, {}))
+        if (process)
+            accept(client, std::move(waiting));
+        else
+            waiting.call.refuse(refusedBecause(refusal));
+}
+
+void ServiceListener::accept(const std::string& client, Waiting waiting)
+{
+    Client& known = clients_[client];
+    if (const auto change = known.process->change()) {
+        waiting.call.refuse(refusedBecause(*change));
+        return;
+    }
+    const std::string path = newPath();
+    auto connection = std::make_shared<ServiceConnection>(
+        known.process, ServiceConnection::Place{bus_, bus_->uniqueName(), path},
+        ServiceConnection::Place{bus_, client, waiting.remotePath});
+    if (!delegate_ || !delegate_->listener(*this, connection)) {
+        waiting.call.refuse(refusedBecause("the service does not accept it"));
+        return;
+    }
+    known.connections[path] = std::move(connection);
+    waiting.call.answer(ObjectPath{path});
+}
+
+void ServiceListener::close(const std::string& client, const std::string& path)
+{
+    const auto known = clients_.find(client);
+    if (known == clients_.end())
+        return;
+    if (const auto closed = known->second.connections.extract(path))
+        closed.mapped()->invalidate();
+}
+
+void ServiceListener::forget(const std::string& client)
+{
+    const auto gone = clients_.extract(client);
+    if (!gone)
+        return;
+    for (const auto& [path, connection] : gone.mapped().connections)
+        connection->invalidate();
+}
+
+void ServiceListener::forgetAll()
+{
+    while (!clients_.empty())
+        forget(clients_.begin()->first);
+}
+
+std::string ServiceListener::newPath()
+{
+    return rootPath(name_) + "/client" + std::to_string(instance_) + "_" +
+           std::to_string(++lastPath_);
+}
+
+} // namespace veltra

@@ -1,0 +1,182 @@
+#include "platform/bus/TransientUnits.h"
+
+#include "platform/process/TaskStreams.h"
+
+#include <cstdlib>
+#include <tuple>
+#include <utility>
+
+#include <systemd/sd-bus.h>
+#include <systemd/sd-daemon.h>
+#include <unistd.h>
+
+namespace veltra {
+
+namespace {
+
+constexpr const char* systemdName = "org.freedesktop.systemd1";
+constexpr const char* managerPath = "/org/freedesktop/systemd1";
+constexpr const char* managerInterface = "org.freedesktop.systemd1.Manager";
+constexpr const char* serviceInterface = "org.freedesktop.systemd1.Service";
+constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
+
+using Words = std::vector<std::string>;
+// The program, its words with its name in front, and how they are meant.
+using Command = std::tuple<std::string, Words, Words>;
+using Property =
+    std::tuple<std::string, BusVariant<bool, std::string, Words, std::vector<Command>, Fd>>;
+
+std::string unitPath(const std::string& name)
+{
+    char* path = nullptr;
+    if (sd_bus_path_encode("/org/freedesktop/systemd1/unit", name.c_str(), &path) < 0)
+        return {};
+    std::string result{path};
+    std::free(path);
+    return result;
+}
+
+std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
+{
+    Words words{task.launchPath};
+    words.insert(words.end(), task.arguments.begin(), task.arguments.end());
+    // What systemd would tell the program of itself.
+    const Words unset{
+        "INVOCATION_ID",         "JOURNAL_STREAM", "SYSTEMD_EXEC_PID", "MEMORY_PRESSURE_WATCH",
+        "MEMORY_PRESSURE_WRITE", "USER",           "LOGNAME",          "SHELL"};
+    std::vector<Property> properties;
+    const auto set = [&](const char* name, auto value) {
+        properties.emplace_back(name, std::move(value));
+    };
+    set("Description", std::string{"The agent's command-line tool"});
+    set("Type", std::string{"exec"});
+    set("ExecStartEx", std::vector<Command>{{task.launchPath, words, {"no-env-expand"}}});
+    set("Environment", task.environment);
+    set("UnsetEnvironment", unset);
+    set("StandardOutputFileDescriptor", std::move(output));
+    set("StandardErrorFileDescriptor", std::move(error));
+    set("CollectMode", std::string{"inactive-or-failed"});
+    // What it leaves running is its own affair.
+    set("KillMode", std::string{"process"});
+    // Keeps the unit until it was asked how it ended.
+    set("AddRef", true);
+    return properties;
+}
+
+} // namespace
+
+bool TransientUnits::areAvailable()
+{
+    return ::sd_booted() > 0;
+}
+
+Result<std::unique_ptr<TransientUnits>> TransientUnits::open(EventLoop& loop, BusConnection& bus)
+{
+    std::unique_ptr<TransientUnits> units{new TransientUnits{loop, bus}};
+    if (const auto listening = units->listen(); !listening)
+        return listening.error();
+    return units;
+}
+
+BusConnection::Outcome TransientUnits::listen()
+{
+    auto watch = bus_.match(std::string{"type='signal',sender='"} + systemdName + "',interface='" +
+                                propertiesInterface + "',member='PropertiesChanged',arg0='" +
+                                serviceInterface + "'",
+                            [this](BusMessage& signal) {
+                                std::string interface;
+                                Properties changed;
+                                std::vector<std::string> invalidated;
+                                if (signal.read(interface, changed, invalidated))
+                                    takeChange(std::string{signal.path()}, std::move(changed));
+                            });
+    if (!watch)
+        return watch.error();
+    changes_ = std::move(watch.value());
+    // Nobody is told of changes otherwise. It is done before anything that is sent later.
+    auto subscription = bus_.methodCall(systemdName, managerPath, managerInterface, "Subscribe");
+    return bus_.send(subscription);
+}
+
+Result<std::monostate> TransientUnits::launch(const Task& task,
+                                              std::function<void(const std::string&)> onFailure)
+{
+    // systemd would tell only the program's exit status of that.
+    if (::access(task.launchPath.c_str(), X_OK) != 0)
+        return Error::last("start", task.launchPath);
+    const auto streams = std::make_shared<TaskStreams>(task.standardOutput, task.standardError);
+    auto ends = streams->start(loop_);
+    if (!ends)
+        return ends.error();
+
+    const std::string name = "veltra-agent-tool-" + std::to_string(::getpid()) + "-" +
+                             std::to_string(++lastUnit_) + ".service";
+    const std::string path = unitPath(name);
+    units_[path] = {name,
+                    task.terminationHandler,
+                    [streams, onFailure = std::move(onFailure)](const std::string& reason) {
+                        streams->stop();
+                        onFailure(reason);
+                    },
+                    {}};
+    auto requested =
+        request(path, task, std::move(ends.value().output), std::move(ends.value().error));
+    if (!requested) {
+        units_.erase(path);
+        streams->stop();
+    }
+    return requested;
+}
+
+BusConnection::Outcome TransientUnits::request(const std::string& path, const Task& task, Fd output,
+                                               Fd error)
+{
+    using Auxiliary = std::vector<std::tuple<std::string, std::vector<Property>>>;
+    auto start = bus_.methodCall(systemdName, managerPath, managerInterface, "StartTransientUnit");
+    start.append(units_[path].name, std::string{"fail"},
+                 propertiesOf(task, std::move(output), std::move(error)), Auxiliary{});
+    auto sent = bus_.call(start, [this, path](BusMessage& answer) {
+        if (const auto failure = answer.error())
+            fail(path, failure->message);
+    });
+    if (!sent)
+        return sent.error();
+    units_[path].request = std::move(sent.value());
+    return std::monostate{};
+}
+
+void TransientUnits::takeChange(const std::string& path, Properties changed)
+{
+    const auto* const ended =
+        findProperty<std::uint64_t>(changed, "ExecMainExitTimestampMonotonic");
+    const auto* const status = findProperty<std::int32_t>(changed, "ExecMainStatus");
+    const auto* const result = findProperty<std::string>(changed, "Result");
+    if (ended && *ended != 0 && status) {
+        // The exit status or the signal, whichever it was; see waitid(2).
+        if (const auto unit = take(path))
+            unit->terminationHandler(*status);
+    } else if (result && *result != "success") {
+        fail(path, *result);
+    }
+}
+
+void TransientUnits::fail(const std::string& path, const std::string& reason)
+{
+    if (const auto unit = take(path))
+        unit->onFailure(reason);
+}
+
+std::optional<TransientUnits::Unit> TransientUnits::take(const std::string& path)
+{
+    const auto found = units_.find(path);
+    if (found == units_.end())
+        return std::nullopt;
+    Unit unit = std::move(found->second);
+    units_.erase(found);
+    auto release = bus_.methodCall(systemdName, managerPath, managerInterface, "UnrefUnit");
+    // It may be gone already.
+    static_cast<void>(bus_.send(release.append(unit.name)));
+    return unit;
+}
+
+} // namespace veltra

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "platform/base/Error.h"
+#include "platform/base/EventLoop.h"
+#include "platform/bus/BusConnection.h"
+#include "platform/process/Task.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace veltra {
+
+/// Runs programs as units of systemd's own, so that nothing that confines this process confines
+/// them. Everything belongs on the thread that serves the bus. See org.freedesktop.systemd1(5).
+class TransientUnits {
+  public:
+    /// Whether systemd runs this machine; see sd_booted(3).
+    [[nodiscard]] static bool areAvailable();
+
+    /// Fails when systemd cannot be listened to. `loop` and `bus` must outlive this, and `loop`
+    /// serve `bus`.
+    [[nodiscard]] static Result<std::unique_ptr<TransientUnits>> open(EventLoop& loop,
+                                                                      BusConnection& bus);
+    TransientUnits(const TransientUnits&) = delete;
+    TransientUnits& operator=(const TransientUnits&) = delete;
+    ~TransientUnits() = default;
+
+    /// Starts the task's program as launch() does, but as a unit: with /dev/null as its input, and
+    /// nothing in its environment but what the task says. Whatever keeps it from being started is
+    /// an error here, or else given to `onFailure` later, instead of a termination.
+    [[nodiscard]] Result<std::monostate> launch(const Task& task,
+                                                std::function<void(const std::string&)> onFailure);
+
+  private:
+    using Properties = std::map<std::string, BusVariant<std::int32_t, std::uint64_t, std::string>>;
+    struct Unit {
+        std::string name;
+        std::function<void(int)> terminationHandler;
+        std::function<void(const std::string&)> onFailure;
+        BusSlot request;
+    };
+
+    TransientUnits(EventLoop& loop, BusConnection& bus) noexcept : loop_{loop}, bus_{bus} {}
+
+    [[nodiscard]] BusConnection::Outcome listen();
+    [[nodiscard]] BusConnection::Outcome request(const std::string& path, const Task& task,
+                                                 Fd output, Fd error);
+    void takeChange(const std::string& path, Properties changed);
+    std::optional<Unit> take(const std::string& path);
+    void fail(const std::string& path, const std::string& reason);
+
+    EventLoop& loop_;
+    BusConnection& bus_;
+    std::map<std::string, Unit> units_; // by their paths
+    BusSlot changes_;
+    std::uint64_t lastUnit_ = 0;
+};
+
+} // namespace veltra

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "platform/desktop/SessionBus.h"
+
+#include <functional>
+#include <memory>
+
+namespace veltra {
+
+/// Whether the user wants dark windows, as the desktop tells it to programs of every toolkit: the
+/// setting "color-scheme" of "org.freedesktop.appearance" in the desktop portal's settings.
+/// Main thread only.
+class DesktopAppearance {
+  public:
+    enum class ColorScheme { noPreference, dark, light };
+
+    /// Asks the desktop without waiting, and calls `onChange`, which must not throw, with its
+    /// answer and again whenever the user changes the setting; never where no desktop answers.
+    explicit DesktopAppearance(std::function<void(ColorScheme)> onChange);
+    DesktopAppearance(const DesktopAppearance&) = delete;
+    DesktopAppearance& operator=(const DesktopAppearance&) = delete;
+
+  private:
+    static int answered(sd_bus_message* answer, void* self, sd_bus_error* error) noexcept;
+    static int settingChanged(sd_bus_message* signal, void* self, sd_bus_error* error) noexcept;
+    void take(sd_bus_message* message) const;
+
+    std::function<void(ColorScheme)> onChange_;
+    std::shared_ptr<SessionBus> bus_;
+    SessionBus::Match change_;
+    SessionBus::Match answer_;
+};
+
+} // namespace veltra

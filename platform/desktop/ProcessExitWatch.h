@@ -1,0 +1,40 @@
+#pragma once
+
+#include "platform/base/Error.h"
+#include "platform/base/Fd.h"
+
+#include <QSocketNotifier>
+
+#include <functional>
+#include <memory>
+
+#include <sys/types.h>
+
+namespace veltra {
+
+/// Watches one process for its exit.
+///
+/// The process need not be a child and may belong to any user. `onExit` is called once, by the
+/// event loop of the thread that opened the watch; it may destroy the watch. Destroying the watch
+/// earlier cancels quietly. Costs a descriptor, and no processor time until the exit. See
+/// pidfd_open(2).
+class ProcessExitWatch {
+  public:
+    /// Fails with std::errc::no_such_process when the process is gone already.
+    [[nodiscard]] static Result<std::unique_ptr<ProcessExitWatch>>
+    open(pid_t process, std::function<void()> onExit);
+
+    ProcessExitWatch(Fd pidfd, std::function<void()> onExit);
+    ProcessExitWatch(const ProcessExitWatch&) = delete;
+    ProcessExitWatch& operator=(const ProcessExitWatch&) = delete;
+    ~ProcessExitWatch();
+
+  private:
+    void exited();
+
+    Fd pidfd_;
+    std::function<void()> onExit_;
+    QSocketNotifier* notifier_; // may be in the middle of its signal when the watch ends
+};
+
+} // namespace veltra

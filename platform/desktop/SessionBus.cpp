@@ -1,0 +1,86 @@
+#include "platform/desktop/SessionBus.h"
+
+#include <chrono>
+#include <cstdint>
+
+namespace veltra {
+
+namespace {
+
+// More messages than this in one turn would keep input and painting waiting.
+constexpr int mostPerTurn = 64;
+
+constexpr std::chrono::microseconds longestAnswer = std::chrono::seconds{5};
+
+} // namespace
+
+std::shared_ptr<SessionBus> SessionBus::connection()
+{
+    static std::weak_ptr<SessionBus> current;
+    auto inUse = current.lock();
+    if (inUse && sd_bus_is_open(inUse->bus_) > 0)
+        return inUse;
+
+    sd_bus* bus = nullptr;
+    if (sd_bus_open_user(&bus) < 0)
+        return nullptr;
+
+    sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(longestAnswer.count()));
+    auto connection = std::make_shared<SessionBus>(bus);
+    current = connection;
+    return connection;
+}
+
+SessionBus::SessionBus(sd_bus* bus)
+    : bus_{bus}, readable_{sd_bus_get_fd(bus), QSocketNotifier::Read}
+{
+    QObject::connect(&readable_, &QSocketNotifier::activated, &readable_, [this] { process(); });
+    again_.setSingleShot(true);
+    QObject::connect(&again_, &QTimer::timeout, &readable_, [this] { process(); });
+}
+
+SessionBus::~SessionBus()
+{
+    readable_.setEnabled(false);
+    sd_bus_flush_close_unref(bus_);
+}
+
+SessionBus::Match SessionBus::match(const std::string& interface, const std::string& member,
+                                    sd_bus_message_handler_t callback, void* context)
+{
+    sd_bus_slot* slot = nullptr;
+    sd_bus_match_signal(bus_, &slot, nullptr, nullptr, interface.c_str(), member.c_str(), callback,
+                        context);
+    // What came in while the bus was asked waits in memory now, where no descriptor tells of it.
+    again_.start();
+    return Match{slot};
+}
+
+SessionBus::Match SessionBus::call(const Method& method,
+                                   const std::array<const char*, 2>& arguments,
+                                   sd_bus_message_handler_t callback, void* context)
+{
+    sd_bus_slot* slot = nullptr;
+    sd_bus_call_method_async(bus_, &slot, method.service, method.path, method.interface,
+                             method.name, callback, context, "ss", arguments[0], arguments[1]);
+    // Sends what did not fit into the socket at once.
+    again_.start();
+    return Match{slot};
+}
+
+void SessionBus::process()
+{
+    // A callback may let go of the last one who holds this connection.
+    const auto alive = shared_from_this();
+    int remaining = mostPerTurn;
+    int result = 1;
+    while (result > 0 && remaining-- > 0)
+        result = sd_bus_process(bus_, nullptr);
+
+    if (result > 0)
+        again_.start();
+    else if (result < 0 || sd_bus_is_open(bus_) <= 0)
+        readable_.setEnabled(false);
+}
+
+} // namespace veltra

@@ -1,0 +1,240 @@
+#include "platform/process/PinnedProcess.h"
+
+#include "platform/base/ProcessStatus.h"
+#include "platform/process/ProcessMappings.h"
+
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+#include <string_view>
+#include <utility>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/statvfs.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace veltra {
+
+namespace {
+
+constexpr mode_t writableByOthers = S_IWGRP | S_IWOTH;
+
+bool isSameFile(const struct stat& one, const struct stat& other) noexcept
+{
+    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
+}
+
+bool isOnNosuidMount(const Fd& file)
+{
+    struct statvfs mount {};
+    return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
+}
+
+std::string pathOf(pid_t process, const char* name)
+{
+    return "/proc/" + std::to_string(process) + "/" + name;
+}
+
+// See the section on pidfds of proc_pid_fdinfo(5).
+bool standsFor(const Fd& pidfd, pid_t process)
+{
+    const ProcessStatus information{"/proc/self/fdinfo/" + std::to_string(pidfd.get())};
+    return information["Pid"] == std::to_string(process);
+}
+
+// The kernel names a mapped file without links. Following one would let its owner put a link to
+// somebody else's file, and with it that file's owner, in its place before we look.
+// Name by name, because a systemd unit that forbids setting of setuid bits has no openat2(2).
+Fd openWithoutLinks(Fd root, const std::string& path)
+{
+    Fd file = std::move(root);
+    std::istringstream names{path};
+    for (std::string name; file && std::getline(names, name, '/');)
+        if (!name.empty())
+            file = Fd{::openat(file.get(), name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
+    return file;
+}
+
+// A thread that has ended meanwhile has nothing to say, and nobody traces it.
+bool isThreadTraced(const std::filesystem::path& thread)
+{
+    const ProcessStatus status{thread / "status"};
+    const std::string_view tracer = status["TracerPid"];
+    std::error_code ignored;
+    return tracer.empty() ? std::filesystem::exists(thread, ignored) : tracer != "0";
+}
+
+} // namespace
+
+Result<PinnedProcess> PinnedProcess::open(pid_t process)
+{
+    Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
+    if (!pidfd)
+        return Error::last("pin process", std::to_string(process));
+    return open(process, std::move(pidfd));
+}
+
+Result<PinnedProcess> PinnedProcess::open(pid_t process, Fd pidfd)
+{
+    const Error gone{std::make_error_code(std::errc::no_such_process), "pin process",
+                     std::to_string(process)};
+    if (!standsFor(pidfd, process))
+        return gone;
+    Fd file{::open(pathOf(process, "exe").c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
+    struct stat status {};
+    if (!file || ::fstat(file.get(), &status) != 0)
+        return Error::last("open the executable of process", std::to_string(process));
+
+    PinnedProcess pinned{process, std::move(pidfd), std::move(file), status};
+    // The number may have gone to another process before the executable was opened.
+    if (!pinned.isAlive())
+        return gone;
+    return pinned;
+}
+
+PinnedProcess::PinnedProcess(pid_t pid, Fd pidfd, Fd executable, const struct stat& file)
+    : pid_{pid}, pidfd_{std::move(pidfd)}, executable_{std::move(executable)}, file_{file}
+{
+}
+
+std::optional<std::string> PinnedProcess::objection(const Expectation& expected) const
+{
+    Objection objection = toExecutable(expected.user);
+    if (!objection)
+        objection = toStatus(expected);
+    if (!objection)
+        objection = toNamespaces(expected.busDaemon);
+    if (!objection && expected.user != 0)
+        objection = toMappings();
+    // What was read above was the process's own only if it still lives. If not, or if it changed
+    // meanwhile, that is why the rest is amiss.
+    const Objection changed = change();
+    return changed ? changed : objection;
+}
+
+std::optional<std::string> PinnedProcess::change() const
+{
+    struct stat now {};
+    const bool isSameProgram = ::stat(path("exe").c_str(), &now) == 0 && isSameFile(now, file_);
+    const bool isTracedNow = isTraced();
+    const bool isInOurUserNamespace = hasSame("ns/user", ::getpid());
+    if (!isAlive())
+        return "it has exited";
+    if (!isSameProgram)
+        return "it runs another executable";
+    if (isTracedNow)
+        return "it is traced";
+    if (!isInOurUserNamespace)
+        return "it is in another user namespace";
+    return std::nullopt;
+}
+
+bool PinnedProcess::end(std::chrono::milliseconds patience) const
+{
+    // One that has ended cannot be sent a signal, which is as well.
+    ::syscall(SYS_pidfd_send_signal, pidfd_.get(), SIGTERM, nullptr, 0);
+    return !isAlive(patience);
+}
+
+std::string PinnedProcess::path(const char* name) const
+{
+    return pathOf(pid_, name);
+}
+
+// Whether it still is when that time is over.
+bool PinnedProcess::isAlive(std::chrono::milliseconds patience) const
+{
+    pollfd exit{pidfd_.get(), POLLIN, 0};
+    return ::poll(&exit, 1, static_cast<int>(patience.count())) == 0;
+}
+
+// A tracer holds single threads, and the process's own status tells of the first one only.
+bool PinnedProcess::isTraced() const
+{
+    std::error_code error;
+    std::filesystem::directory_iterator thread{path("task"), error};
+    for (; !error && thread != std::filesystem::directory_iterator{}; thread.increment(error))
+        if (isThreadTraced(thread->path()))
+            return true;
+    return error != std::error_code{};
+}
+
+// Whether what /proc says under `name` of both is one and the same object.
+bool PinnedProcess::hasSame(const char* name, pid_t other) const
+{
+    struct stat mine {};
+    struct stat its {};
+    return ::stat(path(name).c_str(), &its) == 0 &&
+           ::stat(pathOf(other, name).c_str(), &mine) == 0 && isSameFile(its, mine);
+}
+
+PinnedProcess::Objection PinnedProcess::toExecutable(uid_t user) const
+{
+    struct stat now {};
+    if (::fstat(executable_.get(), &now) != 0 || now.st_nlink == 0)
+        return "its executable was deleted";
+    if (!S_ISREG(now.st_mode))
+        return "its executable is no plain file";
+    if ((now.st_mode & writableByOthers) != 0)
+        return "others may write to its executable";
+    if (user != 0 && isOnNosuidMount(executable_))
+        return "its executable is on a nosuid mount";
+    return std::nullopt;
+}
+
+PinnedProcess::Objection PinnedProcess::toStatus(const Expectation& expected) const
+{
+    const ProcessStatus status{path("status")};
+    std::istringstream ids{std::string{status["Uid"]}};
+    int count = 0;
+    for (uid_t id = 0; ids >> id; ++count)
+        if (id != expected.user)
+            return "it runs as another user";
+    if (count != 4)
+        return "its status cannot be read";
+    // A container's own filters are on all of its processes and nobody's means of attack.
+    const ProcessStatus first{pathOf(expected.first, "status")};
+    for (const char* name : {"Seccomp", "Seccomp_filters"})
+        if (status[name].empty() || status[name] != first[name])
+            return "it is under a seccomp filter of its own";
+    return std::nullopt;
+}
+
+PinnedProcess::Objection PinnedProcess::toNamespaces(pid_t busDaemon) const
+{
+    if (!hasSame("ns/pid", ::getpid()))
+        return "it is in another pid namespace";
+    if (!hasSame("ns/mnt", busDaemon))
+        return "it is in another mount namespace";
+    if (!hasSame("root", busDaemon))
+        return "its root folder is another one";
+    return std::nullopt;
+}
+
+PinnedProcess::Objection PinnedProcess::toMappings() const
+{
+    const auto mappings = executableFileMappings(pid_);
+    // There are none while a process is about to become another program.
+    if (mappings.empty())
+        return "it has no executable mappings";
+    for (const ProcessMapping& mapping : mappings) {
+        // Where the process sees it: our own mounts may all be nosuid, or hide a folder.
+        const Fd file = openWithoutLinks(
+            Fd{::open(path("root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)}, mapping.path);
+        struct stat status {};
+        if (!file || ::fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode) ||
+            status.st_ino != mapping.inode)
+            return mapping.path + " was replaced since it was loaded; restarting the program helps";
+        if (status.st_uid != 0 || (status.st_mode & writableByOthers) != 0)
+            return mapping.path + ", which it has loaded, is not root's alone";
+        if (isOnNosuidMount(file))
+            return mapping.path + ", which it has loaded, is on a nosuid mount";
+        if (mapping.isWrittenTo)
+            return mapping.path + " was changed in its memory";
+    }
+    return std::nullopt;
+}
+
+} // namespace veltra

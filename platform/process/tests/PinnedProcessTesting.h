@@ -1,0 +1,151 @@
+#pragma once
+
+#include "platform/base/tests/ForkedChild.h"
+#include "platform/base/tests/TemporaryFolder.h"
+#include "platform/process/PinnedProcess.h"
+#include "platform/process/tests/AnsweringProcess.h"
+
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+namespace veltra {
+
+namespace fs = std::filesystem;
+using Objection = std::optional<std::string>;
+
+inline constexpr uid_t nobody = 65534;
+inline constexpr int refused = 77; ///< what a child answers that may not do what it must
+inline const Objection none;
+inline const std::string rootsProgram = "/bin/cat";
+
+inline bool isRoot()
+{
+    return ::geteuid() == 0;
+}
+
+/// A user whose processes are looked at more closely: this one, unless it is root.
+inline uid_t ordinaryUser()
+{
+    return isRoot() ? nobody : ::geteuid();
+}
+
+/// A namespace of any kind needs none of root's rights in a user namespace of its own.
+inline int withOwnUserUnlessRoot(int namespaces)
+{
+    return isRoot() ? namespaces : namespaces | CLONE_NEWUSER;
+}
+
+inline bool isOnNosuidMount(const std::string& path)
+{
+    struct statvfs mount {};
+    return ::statvfs(path.c_str(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
+}
+
+inline PinnedProcess pin(const AnsweringProcess& process)
+{
+    return std::move(PinnedProcess::open(process.pid()).value());
+}
+
+inline Objection objectionTo(const PinnedProcess& pinned, uid_t user = ::geteuid())
+{
+    return pinned.objection({.user = user, .busDaemon = ::getpid()});
+}
+
+inline Objection objectionTo(const AnsweringProcess& process, uid_t user = ::geteuid())
+{
+    return objectionTo(pin(process), user);
+}
+
+inline ino_t inodeOf(const Fd& file)
+{
+    struct stat status {};
+    EXPECT_EQ(::fstat(file.get(), &status), 0);
+    return status.st_ino;
+}
+
+inline bool put(const std::string& path, const std::string& text)
+{
+    return static_cast<bool>(std::ofstream{path} << text << std::flush);
+}
+
+/// Whether this process could leave the mounts of the others. It stays the same user.
+inline bool enterOwnMounts()
+{
+    const std::string user = std::to_string(::geteuid());
+    const std::string group = std::to_string(::getegid());
+    if (::unshare(withOwnUserUnlessRoot(CLONE_NEWNS)) != 0)
+        return false;
+    if (user != "0" && !(put("/proc/self/setgroups", "deny") &&
+                         put("/proc/self/uid_map", user + " " + user + " 1") &&
+                         put("/proc/self/gid_map", group + " " + group + " 1")))
+        return false;
+    return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+/// What the tests of one class in several files share: a folder of files to be executed, which
+/// every user can reach.
+class PinnedProcessTest : public testing::Test {
+  protected:
+    PinnedProcessTest() { fs::permissions(folder_.path(), fs::perms{0755}); }
+
+    [[nodiscard]] const TemporaryFolder& folder() const { return folder_; }
+
+    /// A copy that belongs to this user, for a test to do with it what it likes.
+    [[nodiscard]] std::string copy(const std::string& file, const std::string& name) const
+    {
+        fs::copy_file(file, folder_.file(name));
+        fs::permissions(folder_.file(name), fs::perms{0755});
+        return folder_.file(name);
+    }
+    [[nodiscard]] std::string program() const { return copy(rootsProgram, "program"); }
+    [[nodiscard]] std::string sleeper() const { return copy(VELTRA_TEST_ODD_SLEEPER, "sleeper"); }
+    [[nodiscard]] std::string library() const { return copy(VELTRA_TEST_ODD_LIBRARY, "odd.so"); }
+
+    [[nodiscard]] std::string usersLibrary() const
+    {
+        std::string path = library();
+        EXPECT_TRUE(!isRoot() || ::chown(path.c_str(), nobody, nobody) == 0);
+        return path;
+    }
+
+    /// A copy of a program in a folder whose file system has just begun to count its inodes.
+    [[nodiscard]] std::string copyWithInode(ino_t inode, const std::string& in) const
+    {
+        for (int i = 0; i < 100; ++i)
+            if (auto path = copy(rootsProgram, in + std::to_string(i));
+                inodeOf(Fd{::open(path.c_str(), O_PATH | O_CLOEXEC)}) == inode)
+                return path;
+        throw std::runtime_error{"the file system counts its inodes in another way"};
+    }
+
+    /// Runs `body` where a nosuid mount is at `folder()`. Answers as runInChild() does, with
+    /// `refused` where this user may not mount.
+    [[nodiscard]] int runOnNosuidMount(const std::function<void()>& body) const
+    {
+        return runInChild([&] {
+            if (!enterOwnMounts() ||
+                ::mount("none", folder_.path().c_str(), "tmpfs", MS_NOSUID, "mode=0755") != 0)
+                return refused;
+            body();
+            return 0;
+        });
+    }
+
+  private:
+    TemporaryFolder folder_;
+};
+
+} // namespace veltra

@@ -1,0 +1,99 @@
+#pragma once
+
+#include "platform/signing/CodeSigningStatus.h"
+
+#include <any>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace veltra {
+
+/// The code of a running program, as the services that gave it out know it.
+class SecCode {
+  public:
+    SecCode() = default;
+    SecCode(const SecCode&) = delete;
+    SecCode& operator=(const SecCode&) = delete;
+    virtual ~SecCode() = default;
+};
+
+/// Code as it lies on disk, as the services that gave it out know it.
+class SecStaticCode {
+  public:
+    SecStaticCode() = default;
+    SecStaticCode(const SecStaticCode&) = delete;
+    SecStaticCode& operator=(const SecStaticCode&) = delete;
+    virtual ~SecStaticCode() = default;
+};
+
+using SecCodeRef = std::shared_ptr<const SecCode>;
+using SecStaticCodeRef = std::shared_ptr<const SecStaticCode>;
+
+/// A dictionary from text keys to values of any kind.
+using SecDictionary = std::map<std::string, std::any>;
+
+using SecCSFlags = std::uint32_t;
+
+/// For SecStaticCodeCheckValidity: resources need not be as they were signed. The services never
+/// look at resources; the flag changes nothing.
+inline constexpr SecCSFlags kSecCSDoNotValidateResources = 4;
+/// For SecStaticCodeCheckValidity: so must each executable nested in the bundle.
+inline constexpr SecCSFlags kSecCSCheckNestedCode = 8;
+/// For SecCodeCopySigningInformation: what the signature holds, its certificates before all.
+inline constexpr SecCSFlags kSecCSSigningInformation = 2;
+
+/// A guest's process identifier, a std::int32_t.
+inline constexpr const char* kSecGuestAttributePid = "pid";
+/// A signature's certificates, a std::vector<SecCertificate>: the signer's own first, then its
+/// issuers up to the anchor.
+inline constexpr const char* kSecCodeInfoCertificates = "certificates";
+/// How many bytes of the file are signed, a std::uint64_t.
+inline constexpr const char* kSecCodeInfoSignedSize = "signed size";
+
+/// Code signatures: whose code runs, whether it is what was signed, and who signed it.
+///
+/// All functions may be called from any thread; they read files and may take long. A code object
+/// is good only for the services that gave it out.
+class CodeSigningServices {
+  public:
+    CodeSigningServices() = default;
+    CodeSigningServices(const CodeSigningServices&) = delete;
+    CodeSigningServices& operator=(const CodeSigningServices&) = delete;
+    virtual ~CodeSigningServices() = default;
+
+    /// The code of the process that asks.
+    [[nodiscard]] virtual SecOutcome<SecCodeRef> SecCodeCopySelf(SecCSFlags flags) const = 0;
+
+    /// The code of the process that `attributes` describe. There is no other host than the
+    /// system: `host` is null.
+    [[nodiscard]] virtual SecOutcome<SecCodeRef>
+    SecCodeCopyGuestWithAttributes(const SecCode* host, const SecDictionary& attributes,
+                                   SecCSFlags flags) const = 0;
+
+    /// What running code was started from.
+    [[nodiscard]] virtual SecOutcome<SecStaticCodeRef>
+    SecCodeCopyStaticCode(const SecCode& code, SecCSFlags flags) const = 0;
+
+    /// The executable, or the bundle's main executable, at `path`.
+    [[nodiscard]] virtual SecOutcome<SecStaticCodeRef>
+    SecStaticCodeCreateWithPath(const std::filesystem::path& path, SecCSFlags flags) const = 0;
+
+    /// Success when the code is signed, and is what was signed.
+    [[nodiscard]] virtual OSStatus SecStaticCodeCheckValidity(const SecStaticCode& code,
+                                                              SecCSFlags flags) const = 0;
+
+    /// What is known about the signature: a SecDictionary, or whatever else the services answer
+    /// with; empty when nothing came back. It tells nothing about whether the code is valid.
+    [[nodiscard]] virtual SecOutcome<std::any>
+    SecCodeCopySigningInformation(const SecStaticCode& code, SecCSFlags flags) const = 0;
+
+    /// The words for a status; none when there are no words for it.
+    [[nodiscard]] virtual std::optional<std::string>
+    SecCopyErrorMessageString(OSStatus status) const = 0;
+};
+
+} // namespace veltra

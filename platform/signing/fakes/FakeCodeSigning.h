@@ -1,0 +1,65 @@
+#pragma once
+
+#include "platform/signing/CodeSigningServices.h"
+#include "platform/signing/SecCertificate.h"
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace veltra {
+
+/// Code-signing services without files and processes, for tests of what stands above: there is
+/// the code that a test puts into the fields. For one thread.
+class FakeCodeSigning : public CodeSigningServices {
+  public:
+    struct Code {
+        OSStatus validity = errSecSuccess;
+        /// What SecCodeCopySigningInformation brings.
+        std::any information = SecDictionary{};
+    };
+
+    /// Valid code with these certificates.
+    [[nodiscard]] static Code signedBy(std::vector<SecCertificate> certificates);
+
+    Code self;
+    std::map<std::int32_t, Code> guests;
+    std::map<std::filesystem::path, Code> files;
+
+    /// Calls, by name, that answer with this status whatever they are asked.
+    std::map<std::string, OSStatus> failing;
+    /// Calls, by name, that succeed and bring nothing.
+    std::set<std::string> empty;
+    /// What statuses besides the system's own mean.
+    std::map<OSStatus, std::string> texts;
+
+    /// The calls so far but those for texts, each with its flags: "SecCodeCopySelf 0".
+    [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
+
+    [[nodiscard]] SecOutcome<SecCodeRef> SecCodeCopySelf(SecCSFlags flags) const override;
+    [[nodiscard]] SecOutcome<SecCodeRef>
+    SecCodeCopyGuestWithAttributes(const SecCode* host, const SecDictionary& attributes,
+                                   SecCSFlags flags) const override;
+    [[nodiscard]] SecOutcome<SecStaticCodeRef>
+    SecCodeCopyStaticCode(const SecCode& code, SecCSFlags flags) const override;
+    [[nodiscard]] SecOutcome<SecStaticCodeRef>
+    SecStaticCodeCreateWithPath(const std::filesystem::path& path, SecCSFlags flags) const override;
+    [[nodiscard]] OSStatus SecStaticCodeCheckValidity(const SecStaticCode& code,
+                                                      SecCSFlags flags) const override;
+    [[nodiscard]] SecOutcome<std::any>
+    SecCodeCopySigningInformation(const SecStaticCode& code, SecCSFlags flags) const override;
+    [[nodiscard]] std::optional<std::string>
+    SecCopyErrorMessageString(OSStatus status) const override;
+
+  private:
+    OSStatus begin(const std::string& call, SecCSFlags flags) const;
+    template <typename Made, typename T>
+    SecOutcome<T> answer(const std::string& call, SecCSFlags flags, const Code* code,
+                         OSStatus whenMissing) const;
+
+    mutable std::vector<std::string> calls_;
+};
+
+} // namespace veltra
