@@ -1,5 +1,6 @@
 #include "agentmon/AgentProcess.h"
 
+#include "platform/base/ProcPath.h"
 #include "platform/log/SystemLog.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ std::int32_t firstPidIn(const std::string& answer)
 
 bool commandLineHolds(std::int32_t pid, std::string_view text)
 {
-    std::ifstream file{"/proc/" + std::to_string(pid) + "/cmdline", std::ios::binary};
+    std::ifstream file{procPath(pid, "cmdline"), std::ios::binary};
     if (!file)
         return errno != ENOENT && errno != ESRCH;
 

@@ -1,5 +1,8 @@
 #include "tools/PrivateLog.h"
 
+#include "platform/base/ProcPath.h"
+#include "platform/base/WriteAll.h"
+
 #include <filesystem>
 #include <utility>
 #include <vector>
@@ -15,24 +18,12 @@ namespace {
 constexpr std::size_t atOnce = std::size_t{1} << 30;
 constexpr std::size_t blockSize = std::size_t{256} << 10;
 
-bool writeAll(int file, const char* bytes, ssize_t count)
-{
-    while (count > 0) {
-        const ssize_t written = ::write(file, bytes, static_cast<std::size_t>(count));
-        if (written < 0)
-            return false;
-        bytes += written;
-        count -= written;
-    }
-    return true;
-}
-
 bool copyThroughMemory(int from, int to)
 {
     std::vector<char> block(blockSize);
     ssize_t count = 0;
     while ((count = ::read(from, block.data(), blockSize)) > 0)
-        if (!writeAll(to, block.data(), count))
+        if (!writeAll(to, {block.data(), static_cast<std::size_t>(count)}))
             return false;
     return count == 0;
 }
@@ -74,7 +65,7 @@ Result<std::monostate> PrivateLog::appendFile(const std::string& path)
 
 std::string PrivateLog::path() const
 {
-    return "/proc/self/fd/" + std::to_string(file_.get());
+    return descriptorPath(file_.get());
 }
 
 } // namespace veltra

@@ -22,10 +22,7 @@ class [[nodiscard]] PidFd {
     /// errno tells which.
     static PidFd open(pid_t process) noexcept;
 
-    [[nodiscard]] explicit operator bool() const noexcept
-    {
-        return static_cast<bool>(descriptor_);
-    }
+    [[nodiscard]] explicit operator bool() const noexcept { return static_cast<bool>(descriptor_); }
 
     /// Readable from the end of the process on.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }

@@ -1,5 +1,7 @@
 #include "platform/base/ProcessStatus.h"
 
+#include "platform/base/ProcPath.h"
+
 #include <fstream>
 #include <sstream>
 #include <utility>
@@ -31,7 +33,7 @@ std::string_view ProcessStatus::operator[](std::string_view name) const
 
 std::optional<std::uint64_t> processStartTime(pid_t process)
 {
-    const std::string stat = contentOf("/proc/" + std::to_string(process) + "/stat");
+    const std::string stat = contentOf(procPath(process, "stat"));
     // The program's name stands in parentheses and may hold any.
     const auto nameEnd = stat.rfind(')');
     if (nameEnd == std::string::npos)

@@ -15,7 +15,8 @@ namespace {
 
 Result<PinnedProcess> pin(pid_t process, Fd pidfd)
 {
-    return pidfd ? PinnedProcess::open(process, std::move(pidfd)) : PinnedProcess::open(process);
+    return pidfd ? PinnedProcess::open(process, PidFd{std::move(pidfd)})
+                 : PinnedProcess::open(process);
 }
 
 } // namespace

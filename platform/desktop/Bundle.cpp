@@ -1,5 +1,7 @@
 #include "platform/desktop/Bundle.h"
 
+#include "platform/base/ProcPath.h"
+
 #include <QDir>
 #include <QFileInfo>
 #include <QLocale>
@@ -42,7 +44,7 @@ std::shared_ptr<Bundle> findMainBundle()
 {
     const QString programFolder = QStringLiteral("/Contents/Linux");
     std::error_code error;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto program = std::filesystem::read_symlink(ownExecutablePath(), error);
     const QString folder = QString::fromStdString(program.parent_path().string());
     if (error || !folder.endsWith(programFolder))
         return nullptr;

@@ -3,26 +3,22 @@
 #include <string>
 #include <utility>
 
-#include <sys/syscall.h>
-#include <unistd.h>
-
 namespace veltra {
 
 Result<std::unique_ptr<ProcessExitWatch>> ProcessExitWatch::open(pid_t process,
                                                                  std::function<void()> onExit)
 {
-    // Some C libraries declare their own function for C alone.
-    Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
-    if (!pidfd)
+    PidFd opened = PidFd::open(process);
+    if (!opened)
         return Error::last("watch process", std::to_string(process));
 
-    return std::make_unique<ProcessExitWatch>(std::move(pidfd), std::move(onExit));
+    return std::make_unique<ProcessExitWatch>(std::move(opened), std::move(onExit));
 }
 
-ProcessExitWatch::ProcessExitWatch(Fd pidfd, std::function<void()> onExit)
-    : pidfd_{std::move(pidfd)}, onExit_{std::move(onExit)}, notifier_{new QSocketNotifier{
-                                                                pidfd_.get(),
-                                                                QSocketNotifier::Read}}
+ProcessExitWatch::ProcessExitWatch(PidFd process, std::function<void()> onExit)
+    : process_{std::move(process)}, onExit_{std::move(onExit)}, notifier_{new QSocketNotifier{
+                                                                    process_.descriptor(),
+                                                                    QSocketNotifier::Read}}
 {
     QObject::connect(notifier_, &QSocketNotifier::activated, notifier_, [this] { exited(); });
 }

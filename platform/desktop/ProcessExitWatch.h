@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/base/Error.h"
-#include "platform/base/Fd.h"
+#include "platform/base/PidFd.h"
 
 #include <QSocketNotifier>
 
@@ -24,7 +24,7 @@ class ProcessExitWatch {
     [[nodiscard]] static Result<std::unique_ptr<ProcessExitWatch>>
     open(pid_t process, std::function<void()> onExit);
 
-    ProcessExitWatch(Fd pidfd, std::function<void()> onExit);
+    ProcessExitWatch(PidFd process, std::function<void()> onExit);
     ProcessExitWatch(const ProcessExitWatch&) = delete;
     ProcessExitWatch& operator=(const ProcessExitWatch&) = delete;
     ~ProcessExitWatch();
@@ -32,7 +32,7 @@ class ProcessExitWatch {
   private:
     void exited();
 
-    Fd pidfd_;
+    PidFd process_;
     std::function<void()> onExit_;
     QSocketNotifier* notifier_; // may be in the middle of its signal when the watch ends
 };

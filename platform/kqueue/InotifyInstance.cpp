@@ -1,5 +1,7 @@
 #include "platform/kqueue/InotifyInstance.h"
 
+#include "platform/base/ProcPath.h"
+
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -40,7 +42,7 @@ Result<InotifyInstance> InotifyInstance::open()
 
 Result<int> InotifyInstance::add(int descriptor, std::uint32_t mask)
 {
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const std::string link = descriptorPath(descriptor);
     const int wd = inotify_add_watch(descriptor_.get(), link.c_str(), mask | IN_MASK_ADD);
     if (wd < 0)
         return Error::last("watch descriptor", std::to_string(descriptor));

@@ -1,5 +1,7 @@
 #include "platform/kqueue/VnodeState.h"
 
+#include "platform/base/ProcPath.h"
+
 #include <array>
 #include <climits>
 #include <string_view>
@@ -18,7 +20,7 @@ std::int64_t nanoseconds(const timespec& time) noexcept
 
 std::string pathOf(int descriptor)
 {
-    const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+    const std::string link = descriptorPath(descriptor);
     std::array<char, PATH_MAX> path{};
     const ssize_t length = readlink(link.c_str(), path.data(), path.size());
 

@@ -1,5 +1,7 @@
 #include "platform/process/PinnedProcess.h"
 
+#include "platform/base/FileIdentity.h"
+#include "platform/base/ProcPath.h"
 #include "platform/base/ProcessStatus.h"
 #include "platform/process/ProcessMappings.h"
 
@@ -10,9 +12,7 @@
 #include <utility>
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/statvfs.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace veltra {
@@ -21,27 +21,10 @@ namespace {
 
 constexpr mode_t writableByOthers = S_IWGRP | S_IWOTH;
 
-bool isSameFile(const struct stat& one, const struct stat& other) noexcept
-{
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
 bool isOnNosuidMount(const Fd& file)
 {
     struct statvfs mount {};
     return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
-}
-
-std::string pathOf(pid_t process, const char* name)
-{
-    return "/proc/" + std::to_string(process) + "/" + name;
-}
-
-// See the section on pidfds of proc_pid_fdinfo(5).
-bool standsFor(const Fd& pidfd, pid_t process)
-{
-    const ProcessStatus information{"/proc/self/fdinfo/" + std::to_string(pidfd.get())};
-    return information["Pid"] == std::to_string(process);
 }
 
 // The kernel names a mapped file without links. Following one would let its owner put a link to
@@ -70,32 +53,32 @@ bool isThreadTraced(const std::filesystem::path& thread)
 
 Result<PinnedProcess> PinnedProcess::open(pid_t process)
 {
-    Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
-    if (!pidfd)
+    PidFd opened = PidFd::open(process);
+    if (!opened)
         return Error::last("pin process", std::to_string(process));
-    return open(process, std::move(pidfd));
+    return open(process, std::move(opened));
 }
 
-Result<PinnedProcess> PinnedProcess::open(pid_t process, Fd pidfd)
+Result<PinnedProcess> PinnedProcess::open(pid_t process, PidFd opened)
 {
     const Error gone{std::make_error_code(std::errc::no_such_process), "pin process",
                      std::to_string(process)};
-    if (!standsFor(pidfd, process))
+    if (!opened.isOf(process))
         return gone;
-    Fd file{::open(pathOf(process, "exe").c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
+    Fd file{::open(procPath(process, "exe").c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY)};
     struct stat status {};
     if (!file || ::fstat(file.get(), &status) != 0)
         return Error::last("open the executable of process", std::to_string(process));
 
-    PinnedProcess pinned{process, std::move(pidfd), std::move(file), status};
+    PinnedProcess pinned{process, std::move(opened), std::move(file), status};
     // The number may have gone to another process before the executable was opened.
-    if (!pinned.isAlive())
+    if (!pinned.process_.isAlive())
         return gone;
     return pinned;
 }
 
-PinnedProcess::PinnedProcess(pid_t pid, Fd pidfd, Fd executable, const struct stat& file)
-    : pid_{pid}, pidfd_{std::move(pidfd)}, executable_{std::move(executable)}, file_{file}
+PinnedProcess::PinnedProcess(pid_t pid, PidFd process, Fd executable, const struct stat& file)
+    : pid_{pid}, process_{std::move(process)}, executable_{std::move(executable)}, file_{file}
 {
 }
 
@@ -120,7 +103,7 @@ std::optional<std::string> PinnedProcess::change() const
     const bool isSameProgram = ::stat(path("exe").c_str(), &now) == 0 && isSameFile(now, file_);
     const bool isTracedNow = isTraced();
     const bool isInOurUserNamespace = hasSame("ns/user", ::getpid());
-    if (!isAlive())
+    if (!process_.isAlive())
         return "it has exited";
     if (!isSameProgram)
         return "it runs another executable";
@@ -133,21 +116,13 @@ std::optional<std::string> PinnedProcess::change() const
 
 bool PinnedProcess::end(std::chrono::milliseconds patience) const
 {
-    // One that has ended cannot be sent a signal, which is as well.
-    ::syscall(SYS_pidfd_send_signal, pidfd_.get(), SIGTERM, nullptr, 0);
-    return !isAlive(patience);
+    process_.signal(SIGTERM);
+    return !process_.isAliveAfter(patience);
 }
 
 std::string PinnedProcess::path(const char* name) const
 {
-    return pathOf(pid_, name);
-}
-
-// Whether it still is when that time is over.
-bool PinnedProcess::isAlive(std::chrono::milliseconds patience) const
-{
-    pollfd exit{pidfd_.get(), POLLIN, 0};
-    return ::poll(&exit, 1, static_cast<int>(patience.count())) == 0;
+    return procPath(pid_, name);
 }
 
 // A tracer holds single threads, and the process's own status tells of the first one only.
@@ -167,7 +142,7 @@ bool PinnedProcess::hasSame(const char* name, pid_t other) const
     struct stat mine {};
     struct stat its {};
     return ::stat(path(name).c_str(), &its) == 0 &&
-           ::stat(pathOf(other, name).c_str(), &mine) == 0 && isSameFile(its, mine);
+           ::stat(procPath(other, name).c_str(), &mine) == 0 && isSameFile(its, mine);
 }
 
 PinnedProcess::Objection PinnedProcess::toExecutable(uid_t user) const
@@ -195,7 +170,7 @@ PinnedProcess::Objection PinnedProcess::toStatus(const Expectation& expected) co
     if (count != 4)
         return "its status cannot be read";
     // A container's own filters are on all of its processes and nobody's means of attack.
-    const ProcessStatus first{pathOf(expected.first, "status")};
+    const ProcessStatus first{procPath(expected.first, "status")};
     for (const char* name : {"Seccomp", "Seccomp_filters"})
         if (status[name].empty() || status[name] != first[name])
             return "it is under a seccomp filter of its own";

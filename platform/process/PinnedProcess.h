@@ -2,6 +2,7 @@
 
 #include "platform/base/Error.h"
 #include "platform/base/Fd.h"
+#include "platform/base/PidFd.h"
 
 #include <chrono>
 #include <optional>
@@ -19,7 +20,7 @@ namespace veltra {
 ///
 /// Looking at other users' processes takes CAP_SYS_PTRACE. A value that is used by one thread at a
 /// time. The checks read a dozen files in /proc and may block in a file system that the process's
-/// user serves himself. See proc(5), pidfd_open(2).
+/// user serves himself. See proc(5).
 class PinnedProcess {
   public:
     /// What is known of the process from elsewhere.
@@ -32,8 +33,8 @@ class PinnedProcess {
     /// Fails when there is no such process, or its executable cannot be opened.
     [[nodiscard]] static Result<PinnedProcess> open(pid_t process);
 
-    /// The same for the process that `pidfd` stands for, which must be known by that number here.
-    [[nodiscard]] static Result<PinnedProcess> open(pid_t process, Fd pidfd);
+    /// The same for the process that `opened` stands for, which must be known by that number here.
+    [[nodiscard]] static Result<PinnedProcess> open(pid_t process, PidFd opened);
 
     [[nodiscard]] pid_t pid() const noexcept { return pid_; }
 
@@ -58,10 +59,9 @@ class PinnedProcess {
   private:
     using Objection = std::optional<std::string>;
 
-    PinnedProcess(pid_t pid, Fd pidfd, Fd executable, const struct stat& file);
+    PinnedProcess(pid_t pid, PidFd process, Fd executable, const struct stat& file);
 
     [[nodiscard]] std::string path(const char* name) const;
-    [[nodiscard]] bool isAlive(std::chrono::milliseconds patience = {}) const;
     [[nodiscard]] bool isTraced() const;
     [[nodiscard]] bool hasSame(const char* name, pid_t other) const;
     [[nodiscard]] Objection toExecutable(uid_t user) const;
@@ -70,7 +70,7 @@ class PinnedProcess {
     [[nodiscard]] Objection toMappings() const;
 
     pid_t pid_;
-    Fd pidfd_;
+    PidFd process_;
     Fd executable_;
     struct stat file_;
 };

@@ -1,5 +1,7 @@
 #include "platform/process/ProcessMappings.h"
 
+#include "platform/base/ProcPath.h"
+
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -51,7 +53,7 @@ bool tellsOfChangedPages(const std::string& line)
 std::vector<ProcessMapping> executableFileMappings(pid_t pid)
 {
     std::ostringstream content;
-    content << std::ifstream{"/proc/" + std::to_string(pid) + "/smaps"}.rdbuf();
+    content << std::ifstream{procPath(pid, "smaps")}.rdbuf();
     return executableFileMappings(std::move(content).str());
 }
 

@@ -1,5 +1,6 @@
 #include "platform/process/Task.h"
 
+#include "platform/base/PidFd.h"
 #include "platform/process/TaskStreams.h"
 
 #include <csignal>
@@ -9,7 +10,6 @@
 
 #include <fcntl.h>
 #include <spawn.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -102,8 +102,8 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
   private:
     std::optional<Error> waitFor(EventLoop& loop, pid_t process)
     {
-        process_ = Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
-        auto watch = process_ ? loop.watch(process_.get(),
+        process_ = PidFd::open(process);
+        auto watch = process_ ? loop.watch(process_.descriptor(),
                                            [self = shared_from_this()] { self->terminated(); })
                               : Error::last("watch the program", task_.launchPath);
         if (!watch) {
@@ -113,13 +113,8 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
         }
         watch_ = std::move(watch.value());
         if (task_.timeLimit)
-            limit_ = loop.callAfter(*task_.timeLimit, [this] { askToTerminate(); });
+            limit_ = loop.callAfter(*task_.timeLimit, [this] { process_.signal(SIGTERM); });
         return std::nullopt;
-    }
-
-    void askToTerminate() const
-    {
-        ::syscall(SYS_pidfd_send_signal, process_.get(), SIGTERM, nullptr, 0);
     }
 
     void terminated()
@@ -127,13 +122,13 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
         limit_ = {};
         watch_ = {};
         siginfo_t ended{};
-        ::waitid(P_PIDFD, static_cast<id_t>(process_.get()), &ended, WEXITED);
+        ::waitid(P_PIDFD, static_cast<id_t>(process_.descriptor()), &ended, WEXITED);
         // The exit status or the signal, whichever it was.
         task_.terminationHandler(ended.si_status);
     }
 
     Task task_;
-    Fd process_;
+    PidFd process_;
     EventLoop::Registration watch_;
     EventLoop::Registration limit_;
 };

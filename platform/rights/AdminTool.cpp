@@ -1,6 +1,7 @@
 #include "platform/rights/AdminTool.h"
 
 #include "platform/base/EventLoop.h"
+#include "platform/base/ProcPath.h"
 #include "platform/log/SystemLog.h"
 #include "platform/process/Task.h"
 #include "platform/rights/ServiceManagement.h"
@@ -83,7 +84,7 @@ Task taskFor(const std::string& tool, const VerbFacts& verb)
 AdminTool AdminTool::besideProgram()
 {
     std::error_code ignored;
-    const auto program = std::filesystem::read_symlink("/proc/self/exe", ignored);
+    const auto program = std::filesystem::read_symlink(ownExecutablePath(), ignored);
     return AdminTool{program.parent_path() / "veltra-admin-tool"};
 }
 

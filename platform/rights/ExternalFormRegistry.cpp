@@ -2,7 +2,9 @@
 
 #include "platform/base/Fd.h"
 #include "platform/base/Folder.h"
+#include "platform/base/ProcPath.h"
 #include "platform/base/ProcessStatus.h"
+#include "platform/base/WriteAll.h"
 
 #include <algorithm>
 #include <array>
@@ -181,10 +183,8 @@ void removeFilesOfTheDead(const Place& place, const Fd& folder)
 bool writeFile(const Fd& folder, const std::string& name, const std::string& content)
 {
     const Fd file{::openat(folder.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600)};
-    const std::string link = "/proc/self/fd/" + std::to_string(file.get());
-    return file && ::fchmod(file.get(), 0600) == 0 &&
-           ::write(file.get(), content.data(), content.size()) ==
-               static_cast<ssize_t>(content.size()) &&
+    const std::string link = descriptorPath(file.get());
+    return file && ::fchmod(file.get(), 0600) == 0 && writeAll(file.get(), content) &&
            ::linkat(AT_FDCWD, link.c_str(), folder.get(), name.c_str(), AT_SYMLINK_FOLLOW) == 0;
 }
 

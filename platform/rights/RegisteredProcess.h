@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/base/Fd.h"
+#include "platform/base/PidFd.h"
 
 #include <cstdint>
 #include <optional>
@@ -10,7 +10,7 @@
 namespace veltra {
 
 /// A process that somebody named, looked up and held fast: its number means no other process for
-/// as long as isAlive() has not said that it is gone. See pidfd_open(2).
+/// as long as isAlive() has not said that it is gone.
 class RegisteredProcess {
   public:
     /// Finds the process that was started at that time (see processStartTime) and runs as that
@@ -21,12 +21,13 @@ class RegisteredProcess {
     [[nodiscard]] pid_t pid() const noexcept { return pid_; }
     [[nodiscard]] std::uint64_t startTime() const noexcept { return startTime_; }
     [[nodiscard]] uid_t user() const noexcept { return user_; }
-    [[nodiscard]] bool isAlive() const;
+    [[nodiscard]] bool isAlive() const noexcept { return process_.isAlive(); }
 
   private:
-    RegisteredProcess(Fd pidfd, pid_t process, std::uint64_t startTime, uid_t user) noexcept;
+    RegisteredProcess(PidFd descriptor, pid_t process, std::uint64_t startTime,
+                      uid_t user) noexcept;
 
-    Fd pidfd_;
+    PidFd process_;
     pid_t pid_;
     std::uint64_t startTime_;
     uid_t user_;

@@ -2,6 +2,7 @@
 
 #include "platform/base/Fd.h"
 #include "platform/base/ReplacementFile.h"
+#include "platform/base/WriteAll.h"
 #include "platform/signing/AppendedSignature.h"
 #include "platform/signing/CertificateChain.h"
 #include "platform/signing/CodeSignature.h"
@@ -83,19 +84,6 @@ bool copyBytes(int from, int to, std::uint64_t size)
             errno = ENODATA;
         if (count <= 0)
             return false;
-    }
-    return true;
-}
-
-bool writeAll(int file, std::string_view bytes)
-{
-    while (!bytes.empty()) {
-        const ssize_t count = ::write(file, bytes.data(), bytes.size());
-        if (count < 0 && errno == EINTR)
-            continue;
-        if (count <= 0)
-            return false;
-        bytes.remove_prefix(static_cast<std::size_t>(count));
     }
     return true;
 }

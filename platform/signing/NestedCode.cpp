@@ -1,5 +1,7 @@
 #include "platform/signing/NestedCode.h"
 
+#include "platform/base/FileIdentity.h"
+#include "platform/base/ProcPath.h"
 #include "platform/bundle/PropertyList.h"
 #include "platform/signing/AppendedSignature.h"
 
@@ -26,15 +28,10 @@ constexpr std::string_view mainFolder = "Contents/Linux";
 constexpr std::array codeFolders{mainFolder, std::string_view{"Contents/Library/LaunchServices"}};
 constexpr int mostEntries = 64;
 
-std::string ownPath(int descriptor)
-{
-    return "/proc/self/fd/" + std::to_string(descriptor);
-}
-
 fs::path pathOf(int descriptor)
 {
     std::error_code failure;
-    fs::path path = fs::read_symlink(ownPath(descriptor), failure);
+    fs::path path = fs::read_symlink(descriptorPath(descriptor), failure);
     return failure ? fs::path{} : path;
 }
 
@@ -56,11 +53,6 @@ std::optional<fs::path> bundleAround(const fs::path& executable)
     return std::nullopt;
 }
 
-bool areSameFile(const struct stat& one, const struct stat& other)
-{
-    return one.st_dev == other.st_dev && one.st_ino == other.st_ino;
-}
-
 bool isElf(int file)
 {
     constexpr std::string_view magic = "\x7F"
@@ -78,7 +70,7 @@ Fd openRegular(const fs::path& path, struct stat& status)
     if (!handle || ::fstat(handle.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return Fd{};
 
-    return Fd{::open(ownPath(handle.get()).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
+    return Fd{::open(descriptorPath(handle.get()).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
 }
 
 /// Goes through a bundle's executables.
@@ -109,7 +101,7 @@ class NestedCodeSearch {
         Fd file = openRegular(path, status);
         if (status.st_mode == 0 || ++entries_ > mostEntries)
             return false;
-        if (areSameFile(status, self_)) {
+        if (isSameFile(status, self_)) {
             hasSeenSelf_ = true;
             return true;
         }

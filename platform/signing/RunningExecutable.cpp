@@ -1,5 +1,6 @@
 #include "platform/signing/RunningExecutable.h"
 
+#include "platform/base/ProcPath.h"
 #include "platform/process/PinnedProcess.h"
 
 #include <system_error>
@@ -24,7 +25,7 @@ OSStatus statusOf(const std::error_code& error)
 
 SecOutcome<Fd> openOwnExecutable()
 {
-    Fd file{::open("/proc/self/exe", O_RDONLY | O_CLOEXEC)};
+    Fd file{::open(ownExecutablePath().c_str(), O_RDONLY | O_CLOEXEC)};
     if (!file)
         return {errSecCSCodeUnreadable, {}};
     return {errSecSuccess, std::move(file)};

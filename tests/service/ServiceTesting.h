@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/base/PidFd.h"
 #include "platform/bus/BusConnection.h"
 #include "platform/bus/tests/ClientProgram.h"
 
@@ -147,9 +148,8 @@ bool becomesTrue(const Condition& condition,
 /// Whether a process ends in time, though it is no child.
 inline bool ends(pid_t pid, std::chrono::milliseconds patience = std::chrono::seconds{20})
 {
-    const Fd pidfd{static_cast<int>(::syscall(SYS_pidfd_open, pid, 0))};
-    pollfd exit{pidfd.get(), POLLIN, 0};
-    return !pidfd || ::poll(&exit, 1, static_cast<int>(patience.count())) == 1;
+    const PidFd process = PidFd::open(pid);
+    return !process || !process.isAliveAfter(patience);
 }
 
 inline std::string contentOf(const std::string& path)

@@ -1,6 +1,7 @@
 #include "tools/admin/HelperCopy.h"
 
 #include "channel/protocol/HelperConstants.h"
+#include "platform/base/ProcPath.h"
 #include "platform/signing/CodeSignature.h"
 #include "platform/signing/CodeSigningStatus.h"
 #include "platform/signing/RunningExecutable.h"
@@ -44,7 +45,7 @@ Result<Certificates> ownCertificates()
 Result<std::string> bundledHelper()
 {
     std::error_code error;
-    const fs::path self = fs::read_symlink("/proc/self/exe", error);
+    const fs::path self = fs::read_symlink(ownExecutablePath(), error);
     const fs::path folder = self.parent_path();
     if (error || folder.filename() != "Linux" || folder.parent_path().filename() != "Contents")
         return Error{adminError(AdminError::outsideOfBundle), "find the helper beside",

@@ -1,6 +1,7 @@
 #include "tools/admin/InstalledFiles.h"
 
 #include "platform/base/Fd.h"
+#include "platform/base/WriteAll.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -60,17 +61,6 @@ Done prepareFolder(const fs::path& path)
             return Error{adminError(AdminError::folderOfOthers), "use the folder", walked.native()};
     }
     return std::monostate{};
-}
-
-bool writeAll(int file, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t size = ::write(file, text.data(), text.size());
-        if (size < 0)
-            return false;
-        text.remove_prefix(static_cast<std::size_t>(size));
-    }
-    return true;
 }
 
 } // namespace

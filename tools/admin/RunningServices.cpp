@@ -1,6 +1,7 @@
 #include "tools/admin/RunningServices.h"
 
 #include "channel/protocol/HelperConstants.h"
+#include "platform/base/ProcPath.h"
 #include "platform/bus/BusConnection.h"
 #include "platform/bus/ConnectionNames.h"
 #include "platform/process/PinnedProcess.h"
@@ -100,8 +101,7 @@ Result<std::optional<pid_t>> ownerOfHelpersName(BusConnection& bus)
 bool isInstalledHelper(const PinnedProcess& process)
 {
     std::error_code error;
-    const fs::path executable =
-        fs::read_symlink("/proc/self/fd/" + std::to_string(process.executable().get()), error);
+    const fs::path executable = fs::read_symlink(descriptorPath(process.executable().get()), error);
     const std::string installed = InstalledFiles::helper;
     return executable == installed || executable == installed + " (deleted)";
 }

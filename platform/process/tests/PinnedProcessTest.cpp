@@ -21,11 +21,6 @@
 namespace veltra {
 namespace {
 
-Fd pidfdOf(pid_t process)
-{
-    return Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))};
-}
-
 std::string contentOf(const Fd& file)
 {
     std::string content(
@@ -66,7 +61,7 @@ TEST_F(PinnedProcessTest, TakesAProcessThatItIsHanded)
 {
     const SleepingProcess process;
 
-    const auto pinned = PinnedProcess::open(process.pid(), pidfdOf(process.pid()));
+    const auto pinned = PinnedProcess::open(process.pid(), PidFd::open(process.pid()));
 
     ASSERT_TRUE(pinned);
     EXPECT_EQ(pinned.value().pid(), process.pid());
@@ -78,7 +73,7 @@ TEST_F(PinnedProcessTest, TakesNoProcessThatIsAnotherThanItsNumberSays)
     const SleepingProcess process;
     const SleepingProcess other;
 
-    const auto pinned = PinnedProcess::open(process.pid(), pidfdOf(other.pid()));
+    const auto pinned = PinnedProcess::open(process.pid(), PidFd::open(other.pid()));
 
     ASSERT_FALSE(pinned);
     EXPECT_EQ(pinned.error().message(),
