@@ -35,6 +35,13 @@ bool isAboutToChangeFiles(pid_t process)
            call.op == PTRACE_SYSCALL_INFO_ENTRY && changesFiles(call);
 }
 
+/// From one change at which the tool is killed to the next that is tried. systemd makes each try
+/// slow, and the tool changes the same files with it and without.
+int step()
+{
+    return isUnderSystemd() ? 3 : 1;
+}
+
 /// Runs the tool, and kills it when it is about to change something for the `last`th time. False
 /// when it does not that often, but ended.
 bool runAndKill(int last)
@@ -77,7 +84,7 @@ TEST(InterruptedBless, LeavesAHelperThatWorks)
     int olderCount = 0;
     int newerCount = 0;
 
-    for (int last = 1;; ++last) {
+    for (int last = 1;; last += step()) {
         SCOPED_TRACE(last);
         outputOf("cp --remove-destination /tmp/older " + helperPath);
         if (!runAndKill(last))
@@ -92,15 +99,15 @@ TEST(InterruptedBless, LeavesAHelperThatWorks)
 
     // It was killed before and after the blow at which the helper is replaced, and the last, which
     // was not killed, tidied up.
-    EXPECT_GT(olderCount, 3);
-    EXPECT_GT(newerCount, 10);
+    EXPECT_GT(olderCount * step(), 3);
+    EXPECT_GT(newerCount * step(), 10);
     EXPECT_TRUE(isBundledHelperInstalled());
     EXPECT_EQ(installedFiles(), complete);
 }
 
 TEST(InterruptedBless, OfAFirstHelperIsMadeGoodByTheNext)
 {
-    for (int last = 1; runAndKill(last); ++last) {
+    for (int last = 1; runAndKill(last); last += step()) {
     }
 
     EXPECT_EQ(admin("bless"), "");
