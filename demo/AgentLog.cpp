@@ -42,7 +42,7 @@ Result<AgentLog> AgentLog::create(std::string folder)
     }
 }
 
-std::optional<Error> AgentLog::write(std::string_view line)
+Result<> AgentLog::write(std::string_view line)
 {
     const ssize_t written = ::write(file_.get(), line.data(), line.size());
     if (written < 0)
@@ -50,24 +50,24 @@ std::optional<Error> AgentLog::write(std::string_view line)
 
     if (static_cast<std::size_t>(written) < line.size())
         return Error{std::make_error_code(std::errc::no_space_on_device), "write log", name_};
-    return std::nullopt;
+    return success;
 }
 
-std::optional<Error> AgentLog::rotate()
+Result<> AgentLog::rotate()
 {
     auto next = create(folder_);
     if (!next)
         return next.error();
 
     *this = std::move(next.value());
-    return std::nullopt;
+    return success;
 }
 
-std::optional<Error> AgentLog::truncate()
+Result<> AgentLog::truncate()
 {
     if (::ftruncate(file_.get(), 0) != 0)
         return Error::last("truncate log", name_);
-    return std::nullopt;
+    return success;
 }
 
 } // namespace veltra

@@ -21,14 +21,14 @@ class AgentLog {
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
     /// Appends the whole line with one write(2), so that a reader sees it whole or not at all.
-    [[nodiscard]] std::optional<Error> write(std::string_view line);
+    [[nodiscard]] Result<> write(std::string_view line);
 
     /// Leaves the file as it is and goes on in a new one. Its name differs from every other in the
     /// folder, however quickly rotations follow each other. On failure the old file stays in use.
-    [[nodiscard]] std::optional<Error> rotate();
+    [[nodiscard]] Result<> rotate();
 
     /// Cuts the file to nothing and goes on in it.
-    [[nodiscard]] std::optional<Error> truncate();
+    [[nodiscard]] Result<> truncate();
 
   private:
     AgentLog(std::string folder, std::string name, Fd file)

@@ -20,27 +20,27 @@ StandInAgent::StandInAgent(AgentLog log, std::uint64_t seed)
 {
 }
 
-std::optional<Error> StandInAgent::writeHistory()
+Result<> StandInAgent::writeHistory()
 {
     using namespace std::chrono_literals;
     constexpr int lines = 40;
     constexpr auto step = 700ms;
     const auto start = std::chrono::system_clock::now() - lines * step;
 
-    if (auto error = write(start - step, {"vxsvc", "Info", 0, "Agent started"}))
-        return error;
+    if (auto written = write(start - step, {"vxsvc", "Info", 0, "Agent started"}); !written)
+        return written;
 
     for (int i = 0; i < lines; ++i) {
         const std::chrono::milliseconds jitter{chatter_.below(step.count())};
-        if (auto error = write(start + i * step + jitter, chatter_.next()))
-            return error;
+        if (auto written = write(start + i * step + jitter, chatter_.next()); !written)
+            return written;
     }
-    return std::nullopt;
+    return success;
 }
 
-std::optional<Error> StandInAgent::writeFlurry()
+Result<> StandInAgent::writeFlurry()
 {
-    return isQuiet_ ? std::nullopt : writeNow(2 + static_cast<int>(chatter_.below(5)));
+    return isQuiet_ ? success : writeNow(2 + static_cast<int>(chatter_.below(5)));
 }
 
 std::chrono::milliseconds StandInAgent::pause()
@@ -48,7 +48,7 @@ std::chrono::milliseconds StandInAgent::pause()
     return std::chrono::milliseconds{300 + chatter_.below(1400)};
 }
 
-std::optional<Error> StandInAgent::writeFarewell()
+Result<> StandInAgent::writeFarewell()
 {
     return announce("vxsvc", "Agent stopped");
 }
@@ -68,55 +68,55 @@ std::string StandInAgent::carryOut(std::string_view command)
     return "failed: no such command; there are burst, rotate, truncate, quiet, talk and log TEXT";
 }
 
-std::optional<Error> StandInAgent::write(TimePoint when, const AgentMessage& message)
+Result<> StandInAgent::write(TimePoint when, const AgentMessage& message)
 {
     line_.clear();
     format_.append(line_, when, message);
     return log_.write(line_);
 }
 
-std::optional<Error> StandInAgent::writeNow(int lines)
+Result<> StandInAgent::writeNow(int lines)
 {
     for (int i = 0; i < lines; ++i) {
-        if (auto error = write(std::chrono::system_clock::now(), chatter_.next()))
-            return error;
+        if (auto written = write(std::chrono::system_clock::now(), chatter_.next()); !written)
+            return written;
     }
-    return std::nullopt;
+    return success;
 }
 
-std::optional<Error> StandInAgent::announce(std::string_view component, std::string_view text)
+Result<> StandInAgent::announce(std::string_view component, std::string_view text)
 {
     return write(std::chrono::system_clock::now(), {component, "Info", 0, std::string{text}});
 }
 
 std::string StandInAgent::logForTool(std::string_view text)
 {
-    if (const auto error = announce("trolex", text))
-        return failed(*error);
+    if (const auto written = announce("trolex", text); !written)
+        return failed(written.error());
     return "ok: logged";
 }
 
 std::string StandInAgent::burst()
 {
     constexpr int lines = 10'000;
-    if (const auto error = writeNow(lines))
-        return failed(*error);
+    if (const auto written = writeNow(lines); !written)
+        return failed(written.error());
     return "ok: wrote " + std::to_string(lines) + " lines to " + log_.name();
 }
 
 std::string StandInAgent::rotate()
 {
-    if (const auto error = log_.rotate())
-        return failed(*error);
-    if (const auto error = announce("vxsvc", "Log opened"))
-        return failed(*error);
+    if (const auto written = log_.rotate(); !written)
+        return failed(written.error());
+    if (const auto written = announce("vxsvc", "Log opened"); !written)
+        return failed(written.error());
     return "ok: goes on in " + log_.name();
 }
 
 std::string StandInAgent::truncate()
 {
-    if (const auto error = log_.truncate())
-        return failed(*error);
+    if (const auto written = log_.truncate(); !written)
+        return failed(written.error());
     return "ok: cut " + log_.name() + " to nothing";
 }
 

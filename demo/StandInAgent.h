@@ -20,16 +20,16 @@ class StandInAgent {
     StandInAgent(AgentLog log, std::uint64_t seed);
 
     /// About 40 lines that end at the present moment, as if the agent had been running for a while.
-    [[nodiscard]] std::optional<Error> writeHistory();
+    [[nodiscard]] Result<> writeHistory();
 
     /// The lines that one piece of work leaves in the log; nothing while the agent is quiet.
-    [[nodiscard]] std::optional<Error> writeFlurry();
+    [[nodiscard]] Result<> writeFlurry();
 
     /// How long to wait before the next flurry; another value every time.
     [[nodiscard]] std::chrono::milliseconds pause();
 
     /// The agent's last line.
-    [[nodiscard]] std::optional<Error> writeFarewell();
+    [[nodiscard]] Result<> writeFarewell();
 
     /// Carries out "burst" (10,000 lines at once), "rotate" (goes on in a new file), "truncate"
     /// (cuts its file to nothing), "quiet" or "talk", or writes what follows "log " as a line of
@@ -39,9 +39,9 @@ class StandInAgent {
   private:
     using TimePoint = std::chrono::system_clock::time_point;
 
-    std::optional<Error> write(TimePoint when, const AgentMessage& message);
-    std::optional<Error> writeNow(int lines);
-    std::optional<Error> announce(std::string_view component, std::string_view text);
+    Result<> write(TimePoint when, const AgentMessage& message);
+    Result<> writeNow(int lines);
+    Result<> announce(std::string_view component, std::string_view text);
     std::string logForTool(std::string_view text);
     std::string burst();
     std::string rotate();

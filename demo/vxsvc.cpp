@@ -41,7 +41,7 @@ int millisecondsUntil(Clock::time_point deadline)
     return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
-std::optional<Error> live(StandInAgent& agent, AgentControl& control, const Fd& end)
+Result<> live(StandInAgent& agent, AgentControl& control, const Fd& end)
 {
     auto nextFlurry = Clock::now() + agent.pause();
     while (true) {
@@ -55,8 +55,8 @@ std::optional<Error> live(StandInAgent& agent, AgentControl& control, const Fd& 
             control.serve([&](std::string_view command) { return agent.carryOut(command); });
         if (Clock::now() < nextFlurry)
             continue;
-        if (auto error = agent.writeFlurry())
-            return error;
+        if (auto written = agent.writeFlurry(); !written)
+            return written;
         nextFlurry = Clock::now() + agent.pause();
     }
 }
@@ -69,16 +69,16 @@ int run()
         return complain(log.error());
 
     StandInAgent agent{std::move(log.value()), std::random_device{}()};
-    if (const auto error = agent.writeHistory())
-        return complain(*error);
+    if (const auto written = agent.writeHistory(); !written)
+        return complain(written.error());
 
     // Opened last: whoever sees the socket finds the history written.
     auto control = AgentControl::listen(AgentControl::agentPath);
     if (!control)
         return complain(control.error());
 
-    const auto error = live(agent, control.value(), end);
-    return error ? complain(*error) : 0;
+    const auto lived = live(agent, control.value(), end);
+    return lived ? 0 : complain(lived.error());
 }
 
 } // namespace

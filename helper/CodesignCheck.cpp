@@ -10,23 +10,16 @@ namespace veltra {
 
 namespace {
 
-// The log tells a status by its text as an optional prints: the wrapper is part of the message.
-std::string describe(const std::optional<std::string>& text)
+void check(OSStatus status, const CodeSigningServices& services)
 {
-    return text ? "Optional(" + *text + ")" : "nil";
-}
-
-void throwUnlessSuccess(OSStatus status, const CodeSigningServices& services)
-{
-    if (status != errSecSuccess)
-        throw CodesignCheckError::message(describe(services.SecCopyErrorMessageString(status)));
+    throwUnlessSuccess<CodesignCheckError>(status, services);
 }
 
 // What a call brought; throws when it failed, or succeeded and brought nothing.
 template <typename T>
 T copied(SecOutcome<T> outcome, const CodeSigningServices& services, const char* whenEmpty)
 {
-    throwUnlessSuccess(outcome.status, services);
+    check(outcome.status, services);
     if (!outcome.object)
         throw CodesignCheckError::message(whenEmpty);
     return std::move(outcome.object);
@@ -98,12 +91,12 @@ CodesignCheck::codeSigningCertificates(const SecStaticCodeRef& forStaticCode,
 {
     if (!forStaticCode)
         return {};
-    throwUnlessSuccess(services.SecStaticCodeCheckValidity(
-                           *forStaticCode, kSecCSDoNotValidateResources | kSecCSCheckNestedCode),
-                       services);
+    check(services.SecStaticCodeCheckValidity(*forStaticCode,
+                                              kSecCSDoNotValidateResources | kSecCSCheckNestedCode),
+          services);
     const auto answer =
         services.SecCodeCopySigningInformation(*forStaticCode, kSecCSSigningInformation);
-    throwUnlessSuccess(answer.status, services);
+    check(answer.status, services);
     const auto* information = std::any_cast<SecDictionary>(&answer.object);
     if (!information)
         throw CodesignCheckError::message(

@@ -34,7 +34,7 @@ Helper::Helper(std::shared_ptr<EventLoop> loop, Setting setting)
     listener_.setTakesPidfds(setting_.takesPidfds);
 }
 
-Result<std::monostate> Helper::run()
+Result<> Helper::run()
 {
     if (auto resumed = listener_.resume(); !resumed)
         return resumed;
@@ -45,22 +45,22 @@ Result<std::monostate> Helper::run()
         if (auto served = serveFor(setting_.shouldQuitCheckInterval); !served)
             return served;
     listener_.end();
-    auto served = Result<std::monostate>{std::monostate{}};
+    Result<> served = success;
     if (runningTasks_ > 0)
         served = serveFor(setting_.shouldQuitCheckInterval);
     listener_.flush();
     return served;
 }
 
-Result<std::monostate> Helper::prepareUnits()
+Result<> Helper::prepareUnits()
 {
     if (!TransientUnits::areAvailable())
-        return std::monostate{};
+        return success;
     auto units = TransientUnits::open(*loop_, *listener_.bus());
     if (!units)
         return units.error();
     units_ = std::move(units.value());
-    return std::monostate{};
+    return success;
 }
 
 void Helper::quit()
@@ -135,7 +135,7 @@ void Helper::runTask(const std::string& command, const std::vector<std::string>&
 }
 
 // What confines the helper under systemd must not confine the agent's tool.
-Result<std::monostate> Helper::start(Task task)
+Result<> Helper::start(Task task)
 {
     if (!units_)
         return launch(*loop_, std::move(task));
@@ -159,7 +159,7 @@ void Helper::forward(std::string_view chunk, Log log)
     ((*connections_.back().remoteObjectProxy).*log)(std::string{chunk});
 }
 
-Result<std::monostate> Helper::serveFor(std::chrono::milliseconds time)
+Result<> Helper::serveFor(std::chrono::milliseconds time)
 {
     const auto end = loop_->callAfter(time, [this] { loop_->stop(); });
     return loop_->run();

@@ -34,7 +34,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     /// Serves until the first connection ends, or quit() is called, and at most an interval longer;
     /// then gives the service's name back without losing what was sent to it, and waits at most
     /// an interval for tools that still run. Fails when there is no serving.
-    [[nodiscard]] Result<std::monostate> run();
+    [[nodiscard]] Result<> run();
 
     /// Has run() return at once. On its thread.
     void quit();
@@ -60,11 +60,11 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     void connectionEnded(const ServiceConnection& connection);
     void runTask(const std::string& command, const std::vector<std::string>& arguments,
                  ExitStatus completion);
-    [[nodiscard]] Result<std::monostate> start(Task task);
+    [[nodiscard]] Result<> start(Task task);
     void taskEnded();
     void forward(std::string_view chunk, Log log);
-    [[nodiscard]] Result<std::monostate> prepareUnits();
-    [[nodiscard]] Result<std::monostate> serveFor(std::chrono::milliseconds time);
+    [[nodiscard]] Result<> prepareUnits();
+    [[nodiscard]] Result<> serveFor(std::chrono::milliseconds time);
 
     ServiceListener listener_;
     std::vector<Connection> connections_; // in the order of their acceptance

@@ -52,7 +52,7 @@ Result<PrivateLog> PrivateLog::create()
     return PrivateLog{std::move(file)};
 }
 
-Result<std::monostate> PrivateLog::appendFile(const std::string& path)
+Result<> PrivateLog::appendFile(const std::string& path)
 {
     const Fd source{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (!source)
@@ -60,7 +60,7 @@ Result<std::monostate> PrivateLog::appendFile(const std::string& path)
 
     if (!copyBytes(source.get(), file_.get()))
         return Error::last("copy", path);
-    return std::monostate{};
+    return success;
 }
 
 std::string PrivateLog::path() const

@@ -15,7 +15,7 @@ class PrivateLog {
     [[nodiscard]] static Result<PrivateLog> create();
 
     /// Appends the bytes of the file at `path`, whatever kind of file it is but a folder.
-    [[nodiscard]] Result<std::monostate> appendFile(const std::string& path);
+    [[nodiscard]] Result<> appendFile(const std::string& path);
 
     /// A path by which this process can open the log.
     [[nodiscard]] std::string path() const;

@@ -11,23 +11,15 @@ namespace veltra {
 
 namespace {
 
-// A status is told by its text as an optional prints: the wrapper is part of the message.
-std::string describe(const std::optional<std::string>& text)
+void check(OSStatus status, const AuthorizationServices& services)
 {
-    return text ? "Optional(" + *text + ")" : "nil";
-}
-
-void throwUnlessSuccess(OSStatus status, const AuthorizationServices& services)
-{
-    if (status != errAuthorizationSuccess)
-        throw HelperAuthorizationError::message(
-            describe(services.SecCopyErrorMessageString(status)));
+    throwUnlessSuccess<HelperAuthorizationError>(status, services);
 }
 
 template <typename T>
 T copied(SecOutcome<T> outcome, const AuthorizationServices& services)
 {
-    throwUnlessSuccess(outcome.status, services);
+    check(outcome.status, services);
     return std::move(outcome.object);
 }
 
@@ -65,11 +57,6 @@ OSStatus update(const HelperAuthorizationRight& right, const AuthorizationRef& r
 
 } // namespace
 
-AuthorizationServices& HelperAuthorization::system()
-{
-    return systemAuthorization();
-}
-
 const std::vector<HelperAuthorizationRight>& HelperAuthorization::authorizationRights()
 {
     return helperAuthorizationRights();
@@ -97,7 +84,7 @@ void HelperAuthorization::authorizationRightsUpdateDatabase(
     for (const HelperAuthorizationRight& right : rights)
         if (const OSStatus status = update(right, reference, services))
             SystemLog::log({"AuthorizationRightSet or Get failed with error: ",
-                            describe(services.SecCopyErrorMessageString(status))});
+                            textOfStatus(services.SecCopyErrorMessageString(status))});
 }
 
 bool HelperAuthorization::authorizationRuleUpdateRequired(
@@ -177,10 +164,10 @@ void HelperAuthorization::verifyAuthorization(
     // A C string would end there, and name another right.
     if (forAuthenticationRight.name.find('\0') != std::string::npos)
         throw HelperAuthorizationError::message("Failed to convert authorization name to cString");
-    throwUnlessSuccess(services.AuthorizationCopyRights(
-                           reference, {{forAuthenticationRight.name}}, nullptr,
-                           kAuthorizationFlagExtendRights | kAuthorizationFlagInteractionAllowed),
-                       services);
+    check(services.AuthorizationCopyRights(reference, {{forAuthenticationRight.name}}, nullptr,
+                                           kAuthorizationFlagExtendRights |
+                                               kAuthorizationFlagInteractionAllowed),
+          services);
 }
 
 } // namespace veltra

@@ -32,7 +32,7 @@ class HelperAuthorization {
 
     /// Registers the rights that are missing or stored in another version. May prompt. A right
     /// that cannot be registered is logged and passed over.
-    static void authorizationRightsUpdateDatabase(AuthorizationServices& services = system());
+    static void authorizationRightsUpdateDatabase(AuthorizationServices& services);
     /// The same for other rights than the helper's.
     static void
     authorizationRightsUpdateDatabase(const std::vector<HelperAuthorizationRight>& rights,
@@ -45,35 +45,32 @@ class HelperAuthorization {
                                     const HelperAuthorizationRight& authorizationRight);
 
     /// An authorization without any rights. May be null.
-    [[nodiscard]] static AuthorizationRef
-    emptyAuthorizationRef(AuthorizationServices& services = system());
+    [[nodiscard]] static AuthorizationRef emptyAuthorizationRef(AuthorizationServices& services);
 
     /// An authorization; see AuthorizationServices. May be null, and may prompt.
-    [[nodiscard]] static AuthorizationRef
-    authorizationRef(const AuthorizationItemSet* rights, const AuthorizationItemSet* environment,
-                     AuthorizationFlags flags, AuthorizationServices& services = system());
+    [[nodiscard]] static AuthorizationRef authorizationRef(const AuthorizationItemSet* rights,
+                                                           const AuthorizationItemSet* environment,
+                                                           AuthorizationFlags flags,
+                                                           AuthorizationServices& services);
 
     /// The authorization that an external form stands for: 32 bytes, of which those that `data`
     /// lacks are zero. May be null.
-    [[nodiscard]] static AuthorizationRef
-    authorizationRef(const Data& fromExternalForm, AuthorizationServices& services = system());
+    [[nodiscard]] static AuthorizationRef authorizationRef(const Data& fromExternalForm,
+                                                           AuthorizationServices& services);
 
     /// The external form of a new authorization without rights.
     [[nodiscard]] static std::optional<AuthorizationExternalForm>
-    emptyAuthorizationExternalForm(AuthorizationServices& services = system());
+    emptyAuthorizationExternalForm(AuthorizationServices& services);
     [[nodiscard]] static std::optional<Data>
-    emptyAuthorizationExternalFormData(AuthorizationServices& services = system());
+    emptyAuthorizationExternalFormData(AuthorizationServices& services);
 
     /// Returns when the authorization behind an external form has the right for a command, or
     /// gains it. May prompt.
     static void verifyAuthorization(const std::optional<Data>& authData, const Selector& forCommand,
-                                    AuthorizationServices& services = system());
+                                    AuthorizationServices& services);
     static void verifyAuthorization(const AuthorizationRef& reference,
                                     const HelperAuthorizationRight& forAuthenticationRight,
-                                    AuthorizationServices& services = system());
-
-  private:
-    static AuthorizationServices& system();
+                                    AuthorizationServices& services);
 };
 
 } // namespace veltra

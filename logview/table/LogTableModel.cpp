@@ -81,23 +81,6 @@ VXStatusTableHeader LogTableModel::record(int row) const
     return VXStatusTableHeader{texts(row)};
 }
 
-QString LogTableModel::identifier(Column column)
-{
-    switch (column) {
-    case dateColumn:
-        return QStringLiteral("Date");
-    case timeColumn:
-        return QStringLiteral("Time");
-    case componentColumn:
-        return QStringLiteral("logComponent");
-    case messageTypeColumn:
-        return QStringLiteral("message_type");
-    case messageColumn:
-        return QStringLiteral("message");
-    }
-    return {};
-}
-
 int LogTableModel::rowCount(const QModelIndex& parent) const
 {
     return parent.isValid() ? 0 : shown_;

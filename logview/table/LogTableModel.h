@@ -40,9 +40,6 @@ class LogTableModel : public QAbstractTableModel {
     [[nodiscard]] LogLineTexts texts(int row) const;
     [[nodiscard]] VXStatusTableHeader record(int row) const;
 
-    /// The key under which a record holds the value of a column.
-    [[nodiscard]] static QString identifier(Column column);
-
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] int columnCount(const QModelIndex& parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex& index, int role) const override;

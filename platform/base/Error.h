@@ -28,11 +28,14 @@ class Error {
     std::string message_;
 };
 
-/// Either a value or the error that kept it from being made.
+/// What a function that has nothing to give returns when it succeeds.
+inline constexpr std::monostate success{};
+
+/// Either a value or the error that kept it from being made; `Result<>` is success or an error.
 ///
 /// `value()` may be asked for only when the result converts to true, `error()` only when it does
 /// not; the other way round throws std::bad_variant_access.
-template <typename T>
+template <typename T = std::monostate>
 class [[nodiscard]] Result {
   public:
     Result(T value) : content_{std::in_place_index<0>, std::move(value)} {}

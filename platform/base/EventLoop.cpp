@@ -116,12 +116,12 @@ EventLoop::~EventLoop()
     const auto sources = std::exchange(sources_, {});
 }
 
-Result<std::monostate> EventLoop::run()
+Result<> EventLoop::run()
 {
     while (!takeStop())
         if (const int result = ::sd_event_run(event_.get(), forEver); result < 0)
             return failure(result, "wait for events");
-    return std::monostate{};
+    return success;
 }
 
 void EventLoop::stop()

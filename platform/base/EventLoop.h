@@ -62,7 +62,7 @@ class EventLoop {
 
     /// Serves until stop() is called. Can be called again after that. Fails when it cannot wait for
     /// events.
-    [[nodiscard]] Result<std::monostate> run();
+    [[nodiscard]] Result<> run();
 
     /// Has run() return soon, or at once when it is called the next time.
     void stop();

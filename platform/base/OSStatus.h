@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 namespace veltra {
 
@@ -14,5 +16,20 @@ struct SecOutcome {
     OSStatus status = 0;
     T object{};
 };
+
+/// A status's text as thrown errors tell it: as an optional prints, the wrapper included.
+[[nodiscard]] inline std::string textOfStatus(const std::optional<std::string>& text)
+{
+    return text ? "Optional(" + *text + ")" : "nil";
+}
+
+/// Throws `ThrownError::message()` with the text that the services know for the status, unless it
+/// is success.
+template <typename ThrownError, typename Services>
+void throwUnlessSuccess(OSStatus status, const Services& services)
+{
+    if (status != 0)
+        throw ThrownError::message(textOfStatus(services.SecCopyErrorMessageString(status)));
+}
 
 } // namespace veltra

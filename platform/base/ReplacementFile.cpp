@@ -45,12 +45,12 @@ Result<ReplacementFile> ReplacementFile::createBeside(const std::string& path)
     return ReplacementFile{path, std::move(ownPath), std::move(file)};
 }
 
-Result<std::monostate> ReplacementFile::removeLeftOvers(const std::string& path)
+Result<> ReplacementFile::removeLeftOvers(const std::string& path)
 {
     const std::string start = startOfNames(path);
     const auto names = contentsOfDirectory(fs::path{path}.parent_path());
     if (!names && names.error().code() == std::errc::no_such_file_or_directory)
-        return std::monostate{};
+        return success;
     if (!names)
         return names.error();
 
@@ -58,7 +58,7 @@ Result<std::monostate> ReplacementFile::removeLeftOvers(const std::string& path)
         if (name.starts_with(start) && name.size() == start.size() + anyLetters.size() &&
             ::unlink(fs::path{path}.replace_filename(name).c_str()) != 0)
             return Error::last("remove what is left of", path);
-    return std::monostate{};
+    return success;
 }
 
 ReplacementFile::~ReplacementFile()
@@ -67,7 +67,7 @@ ReplacementFile::~ReplacementFile()
         ::unlink(ownPath_.c_str());
 }
 
-Result<std::monostate> ReplacementFile::replace(const struct stat& status)
+Result<> ReplacementFile::replace(const struct stat& status)
 {
     // A change of owner takes the set-user-ID bit away, so the permissions come second.
     if (::fchown(file_.get(), status.st_uid, status.st_gid) != 0 ||
@@ -78,7 +78,7 @@ Result<std::monostate> ReplacementFile::replace(const struct stat& status)
     ownPath_.clear();
     if (!writeFolderToDisk(path_))
         return Error::last("write to disk the folder of", path_);
-    return std::monostate{};
+    return success;
 }
 
 } // namespace veltra

@@ -22,7 +22,7 @@ class ReplacementFile {
 
     /// Removes what programs that were killed have left of such files for `path`. None may be in
     /// use.
-    [[nodiscard]] static Result<std::monostate> removeLeftOvers(const std::string& path);
+    [[nodiscard]] static Result<> removeLeftOvers(const std::string& path);
 
     ReplacementFile(ReplacementFile&& other) noexcept
         : path_{std::move(other.path_)}, ownPath_{std::exchange(other.ownPath_, {})},
@@ -39,7 +39,7 @@ class ReplacementFile {
 
     /// Gives the file the owner and the permissions in `status`, writes it to disk and puts it in
     /// the other's place.
-    [[nodiscard]] Result<std::monostate> replace(const struct stat& status);
+    [[nodiscard]] Result<> replace(const struct stat& status);
 
   private:
     ReplacementFile(std::string path, std::string ownPath, Fd file) noexcept

@@ -24,11 +24,11 @@ Error failure(int negative, std::string_view action, std::string_view subject = 
     return Error{{-negative, std::generic_category()}, action, subject};
 }
 
-BusConnection::Outcome outcome(int result, std::string_view action, std::string_view subject = {})
+Result<> outcome(int result, std::string_view action, std::string_view subject = {})
 {
     if (result < 0)
         return failure(result, action, subject);
-    return std::monostate{};
+    return success;
 }
 
 void runGuarded(const Handler& handler, sd_bus_message* message) noexcept
@@ -150,7 +150,7 @@ BusConnection::~BusConnection()
     ::sd_bus_detach_event(bus_.get());
 }
 
-BusConnection::Outcome BusConnection::serveOn(EventLoop& loop)
+Result<> BusConnection::serveOn(EventLoop& loop)
 {
     return outcome(::sd_bus_attach_event(bus_.get(), loop.handle(), SD_EVENT_PRIORITY_NORMAL),
                    "serve the bus");
@@ -183,7 +183,7 @@ BusMessage BusConnection::methodCall(const std::string& service, const std::stri
     return BusMessage::takeOver(message);
 }
 
-BusConnection::Outcome BusConnection::send(BusMessage& message)
+Result<> BusConnection::send(BusMessage& message)
 {
     if (!message.isWhole())
         return failure(-EINVAL, "send", nameOfCall(message));
@@ -256,17 +256,17 @@ Result<BusSlot> BusConnection::addFallback(const std::string& prefix, Handler on
         });
 }
 
-BusConnection::Outcome BusConnection::requestName(const std::string& name)
+Result<> BusConnection::requestName(const std::string& name)
 {
     return outcome(::sd_bus_request_name(bus_.get(), name.c_str(), 0), "take the name", name);
 }
 
-BusConnection::Outcome BusConnection::releaseName(const std::string& name)
+Result<> BusConnection::releaseName(const std::string& name)
 {
     return outcome(::sd_bus_release_name(bus_.get(), name.c_str()), "give back the name", name);
 }
 
-BusConnection::Outcome BusConnection::processArrived()
+Result<> BusConnection::processArrived()
 {
     int result = 1;
     while (result > 0)

@@ -69,7 +69,6 @@ class BusConnection {
   public:
     using Handler = std::function<void(BusMessage&)>;
     using CallHandler = std::function<void(BusCall)>;
-    using Outcome = Result<std::monostate>;
     using Patience = std::chrono::microseconds;
     static constexpr Patience forEver = Patience::max();
 
@@ -87,7 +86,7 @@ class BusConnection {
     [[nodiscard]] const std::string& uniqueName() const noexcept { return uniqueName_; }
 
     /// Has `loop`, which must outlive the connection, serve it from now on.
-    [[nodiscard]] Outcome serveOn(EventLoop& loop);
+    [[nodiscard]] Result<> serveOn(EventLoop& loop);
 
     /// Called once by the loop when the bus has gone away, after all that waited for an answer got
     /// an error. The connection must be kept until the call has returned.
@@ -101,7 +100,7 @@ class BusConnection {
                                         const std::string& interface, const std::string& method);
 
     /// Sends without wanting an answer.
-    Outcome send(BusMessage& message);
+    Result<> send(BusMessage& message);
 
     /// Sends a call and waits for its results. An error's code is what sd-bus-errors(3) says of its
     /// name: ENXIO for a name that nobody owns, for example.
@@ -127,13 +126,13 @@ class BusConnection {
     /// Calls `onCall` for calls of any method at any path below `prefix`. Nothing is answered.
     [[nodiscard]] Result<BusSlot> addFallback(const std::string& prefix, Handler onCall);
 
-    [[nodiscard]] Outcome requestName(const std::string& name);
+    [[nodiscard]] Result<> requestName(const std::string& name);
 
     /// The bus answers after all that it had sent here by then.
-    [[nodiscard]] Outcome releaseName(const std::string& name);
+    [[nodiscard]] Result<> releaseName(const std::string& name);
 
     /// Deals with all that has arrived, without waiting. For when no loop does so any more.
-    [[nodiscard]] Outcome processArrived();
+    [[nodiscard]] Result<> processArrived();
 
   private:
     struct Unref {

@@ -80,7 +80,7 @@ BusConnection* ServiceBus::connection()
     return connection_.get();
 }
 
-BusConnection::Outcome ServiceBus::connect()
+Result<> ServiceBus::connect()
 {
     auto opened = BusConnection::open();
     if (!opened)
@@ -92,10 +92,10 @@ BusConnection::Outcome ServiceBus::connect()
     if (auto served = bus.serveOn(*loop_); !served)
         return served;
     connection_ = std::move(opened.value());
-    return std::monostate{};
+    return success;
 }
 
-BusConnection::Outcome ServiceBus::exportObjects(BusConnection& bus)
+Result<> ServiceBus::exportObjects(BusConnection& bus)
 {
     auto peer = bus.addObject(peerPath, peerInterface, peerMethods.data(),
                               [this](BusCall call) { prove(call.message()); });
@@ -107,7 +107,7 @@ BusConnection::Outcome ServiceBus::exportObjects(BusConnection& bus)
         return calls.error();
     peer_ = std::move(peer.value());
     calls_ = std::move(calls.value());
-    return std::monostate{};
+    return success;
 }
 
 void ServiceBus::lose()
@@ -126,8 +126,7 @@ std::string ServiceBus::pathOfClient(ClientNumber number)
     return std::string{clientsPath} + "/" + std::to_string(number);
 }
 
-BusConnection::Outcome ServiceBus::add(ClientNumber number,
-                                       const std::shared_ptr<ServiceBusClient>& client)
+Result<> ServiceBus::add(ClientNumber number, const std::shared_ptr<ServiceBusClient>& client)
 {
     const std::string service{client->service()};
     if (!services_.contains(service))
@@ -137,10 +136,10 @@ BusConnection::Outcome ServiceBus::add(ClientNumber number,
         return entry.first == number || entry.second.expired();
     });
     clients_.emplace_back(number, client);
-    return std::monostate{};
+    return success;
 }
 
-BusConnection::Outcome ServiceBus::watchOwnerOf(const std::string& service)
+Result<> ServiceBus::watchOwnerOf(const std::string& service)
 {
     auto watch = connection_->match(ruleForOwnersOf(service), [this, service](BusMessage& signal) {
         std::string changed;
@@ -154,7 +153,7 @@ BusConnection::Outcome ServiceBus::watchOwnerOf(const std::string& service)
     if (!watch)
         return watch.error();
     services_[service] = std::move(watch.value());
-    return std::monostate{};
+    return success;
 }
 
 void ServiceBus::ownerChanged(const Clients& clients, const std::string& service,

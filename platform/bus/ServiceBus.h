@@ -62,8 +62,8 @@ class ServiceBus {
 
     /// Tells `client` what concerns it for as long as it lives and the bus does not go away. To be
     /// asked for only while there is a connection.
-    [[nodiscard]] BusConnection::Outcome add(ClientNumber number,
-                                             const std::shared_ptr<ServiceBusClient>& client);
+    [[nodiscard]] Result<> add(ClientNumber number,
+                               const std::shared_ptr<ServiceBusClient>& client);
 
     /// Counts as a call that waits for its answer, for as long as anybody has it.
     using CallUnderWay = std::shared_ptr<void>;
@@ -75,9 +75,9 @@ class ServiceBus {
   private:
     using Clients = std::vector<std::pair<ClientNumber, std::weak_ptr<ServiceBusClient>>>;
 
-    [[nodiscard]] BusConnection::Outcome connect();
-    [[nodiscard]] BusConnection::Outcome exportObjects(BusConnection& bus);
-    [[nodiscard]] BusConnection::Outcome watchOwnerOf(const std::string& service);
+    [[nodiscard]] Result<> connect();
+    [[nodiscard]] Result<> exportObjects(BusConnection& bus);
+    [[nodiscard]] Result<> watchOwnerOf(const std::string& service);
     void lose();
     void sendWaiting();
     static void ownerChanged(const Clients& clients, const std::string& service,

@@ -54,7 +54,7 @@ ServiceListener::~ServiceListener()
     loop_->pauseReadingWhile({});
 }
 
-Result<std::monostate> ServiceListener::resume()
+Result<> ServiceListener::resume()
 {
     auto connection = BusConnection::open();
     if (!connection)
@@ -69,7 +69,7 @@ Result<std::monostate> ServiceListener::resume()
     return takePlace();
 }
 
-BusConnection::Outcome ServiceListener::takePlace()
+Result<> ServiceListener::takePlace()
 {
     const auto daemon = processOfDaemon(*bus_);
     if (!daemon)
@@ -123,7 +123,7 @@ void ServiceListener::withdrawAll()
 }
 
 // One match for all clients: the bus allows a connection 512.
-BusConnection::Outcome ServiceListener::watchClients()
+Result<> ServiceListener::watchClients()
 {
     const std::string departures = std::string{"type='signal',sender='"} + busName +
                                    "',interface='" + busName +
@@ -139,17 +139,17 @@ BusConnection::Outcome ServiceListener::watchClients()
     if (!watch)
         return watch.error();
     departures_ = std::move(watch.value());
-    return std::monostate{};
+    return success;
 }
 
-BusConnection::Outcome ServiceListener::exportRoot()
+Result<> ServiceListener::exportRoot()
 {
     auto root = bus_->addObject(rootPath(name_), connectionsInterface, rootMethods.data(),
                                 [this](BusCall call) { called(std::move(call)); });
     if (!root)
         return root.error();
     root_ = std::move(root.value());
-    return std::monostate{};
+    return success;
 }
 
 void ServiceListener::called(BusCall call)

@@ -57,7 +57,7 @@ class ServiceListener {
 
     /// Takes the service's name and serves from then on. Fails when there is no bus, or it does
     /// not grant the name.
-    [[nodiscard]] Result<std::monostate> resume();
+    [[nodiscard]] Result<> resume();
 
     /// The bus that resume() has connected to.
     [[nodiscard]] const std::shared_ptr<BusConnection>& bus() const noexcept { return bus_; }
@@ -84,9 +84,9 @@ class ServiceListener {
         std::map<std::string, std::shared_ptr<ServiceConnection>> connections;
     };
 
-    [[nodiscard]] BusConnection::Outcome takePlace();
-    [[nodiscard]] BusConnection::Outcome watchClients();
-    [[nodiscard]] BusConnection::Outcome exportRoot();
+    [[nodiscard]] Result<> takePlace();
+    [[nodiscard]] Result<> watchClients();
+    [[nodiscard]] Result<> exportRoot();
     void called(BusCall call);
     void open(const std::string& client, Waiting waiting);
     void settled(const std::string& client, const CallerSettlement::Process& process,

@@ -78,7 +78,7 @@ Result<std::unique_ptr<TransientUnits>> TransientUnits::open(EventLoop& loop, Bu
     return units;
 }
 
-BusConnection::Outcome TransientUnits::listen()
+Result<> TransientUnits::listen()
 {
     auto watch = bus_.match(std::string{"type='signal',sender='"} + systemdName + "',interface='" +
                                 propertiesInterface + "',member='PropertiesChanged',arg0='" +
@@ -98,8 +98,7 @@ BusConnection::Outcome TransientUnits::listen()
     return bus_.send(subscription);
 }
 
-Result<std::monostate> TransientUnits::launch(const Task& task,
-                                              std::function<void(const std::string&)> onFailure)
+Result<> TransientUnits::launch(const Task& task, std::function<void(const std::string&)> onFailure)
 {
     // systemd would tell only the program's exit status of that.
     if (::access(task.launchPath.c_str(), X_OK) != 0)
@@ -128,8 +127,7 @@ Result<std::monostate> TransientUnits::launch(const Task& task,
     return requested;
 }
 
-BusConnection::Outcome TransientUnits::request(const std::string& path, const Task& task, Fd output,
-                                               Fd error)
+Result<> TransientUnits::request(const std::string& path, const Task& task, Fd output, Fd error)
 {
     using Auxiliary = std::vector<std::tuple<std::string, std::vector<Property>>>;
     auto start = bus_.methodCall(systemdName, managerPath, managerInterface, "StartTransientUnit");
@@ -142,7 +140,7 @@ BusConnection::Outcome TransientUnits::request(const std::string& path, const Ta
     if (!sent)
         return sent.error();
     units_[path].request = std::move(sent.value());
-    return std::monostate{};
+    return success;
 }
 
 void TransientUnits::takeChange(const std::string& path, Properties changed)

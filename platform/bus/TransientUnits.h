@@ -33,8 +33,8 @@ class TransientUnits {
     /// Starts the task's program as launch() does, but as a unit: with /dev/null as its input, and
     /// nothing in its environment but what the task says. Whatever keeps it from being started is
     /// an error here, or else given to `onFailure` later, instead of a termination.
-    [[nodiscard]] Result<std::monostate> launch(const Task& task,
-                                                std::function<void(const std::string&)> onFailure);
+    [[nodiscard]] Result<> launch(const Task& task,
+                                  std::function<void(const std::string&)> onFailure);
 
   private:
     using Properties = std::map<std::string, BusVariant<std::int32_t, std::uint64_t, std::string>>;
@@ -47,9 +47,8 @@ class TransientUnits {
 
     TransientUnits(EventLoop& loop, BusConnection& bus) noexcept : loop_{loop}, bus_{bus} {}
 
-    [[nodiscard]] BusConnection::Outcome listen();
-    [[nodiscard]] BusConnection::Outcome request(const std::string& path, const Task& task,
-                                                 Fd output, Fd error);
+    [[nodiscard]] Result<> listen();
+    [[nodiscard]] Result<> request(const std::string& path, const Task& task, Fd output, Fd error);
     void takeChange(const std::string& path, Properties changed);
     std::optional<Unit> take(const std::string& path);
     void fail(const std::string& path, const std::string& reason);

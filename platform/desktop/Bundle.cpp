@@ -81,18 +81,6 @@ std::shared_ptr<Bundle> Bundle::mainBundle()
     return bundle;
 }
 
-std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const QString& identifier)
-{
-    static std::mutex mutex;
-    static std::map<QString, std::shared_ptr<Bundle>> answers;
-    const std::lock_guard lock{mutex};
-    const auto known = answers.find(identifier);
-    if (known != answers.end())
-        return known->second;
-
-    return answers[identifier] = bundleWithIdentifier(identifier, mainBundle());
-}
-
 std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const QString& identifier,
                                                      const std::shared_ptr<Bundle>& in)
 {

@@ -26,11 +26,8 @@ class Bundle {
     /// program does not stand in one.
     [[nodiscard]] static std::shared_ptr<Bundle> mainBundle();
 
-    /// The main bundle or a bundle in its `Contents/Resources/` (a folder named *.bundle), by
-    /// "CFBundleIdentifier"; null when there is none. The answer is looked up once per process.
-    [[nodiscard]] static std::shared_ptr<Bundle> bundleWithIdentifier(const QString& identifier);
-
-    /// The same, in a given bundle instead of the main one.
+    /// `in` itself or a bundle in its `Contents/Resources/` (a folder named *.bundle), by
+    /// "CFBundleIdentifier"; null when there is none.
     [[nodiscard]] static std::shared_ptr<Bundle>
     bundleWithIdentifier(const QString& identifier, const std::shared_ptr<Bundle>& in);
 

@@ -60,10 +60,10 @@ Result<WatchId> InotifyRegistry::add(int descriptor, std::uint32_t fflags,
     }
     watch.wd = wd.value();
 
-    const auto error = watchParent(id, watch);
-    if (error && !mayNotBeRead(*error)) {
+    const auto watched = watchParent(id, watch);
+    if (!watched && !mayNotBeRead(watched.error())) {
         remove(id);
-        return *error;
+        return watched.error();
     }
 
     // It may have been removed while the watches were set.
@@ -119,11 +119,11 @@ void InotifyRegistry::dropRole(std::vector<WatchId> Roles::*role, WatchId id, in
     }
 }
 
-std::optional<Error> InotifyRegistry::watchParent(WatchId id, Watch& watch)
+Result<> InotifyRegistry::watchParent(WatchId id, Watch& watch)
 {
     dropRole(&Roles::parentOf, id, std::exchange(watch.parentWd, -1));
     if (!watch.state.isFolder || watch.state.linkCount == 0)
-        return std::nullopt;
+        return success;
 
     const Fd parent{openat(watch.descriptor, "..", O_PATH | O_DIRECTORY | O_CLOEXEC)};
     if (!parent)
@@ -134,7 +134,7 @@ std::optional<Error> InotifyRegistry::watchParent(WatchId id, Watch& watch)
         return wd.error();
 
     watch.parentWd = wd.value();
-    return std::nullopt;
+    return success;
 }
 
 // The kernel has ended this watch and never uses its number again.

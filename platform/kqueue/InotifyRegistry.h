@@ -81,7 +81,7 @@ class InotifyRegistry {
     [[nodiscard]] Result<int> addRole(std::vector<WatchId> Roles::*role, WatchId id, int descriptor,
                                       std::uint32_t mask);
     void dropRole(std::vector<WatchId> Roles::*role, WatchId id, int wd);
-    [[nodiscard]] std::optional<Error> watchParent(WatchId id, Watch& watch);
+    [[nodiscard]] Result<> watchParent(WatchId id, Watch& watch);
     void forget(int wd);
 
     void take(const InotifyInstance::Record& record);

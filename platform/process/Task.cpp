@@ -84,7 +84,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
     explicit RunningTask(Task task) : task_{std::move(task)} {}
 
     // Everything that can be refused is asked for before the program runs, but for the last.
-    [[nodiscard]] Result<std::monostate> start(EventLoop& loop)
+    [[nodiscard]] Result<> start(EventLoop& loop)
     {
         const auto streams =
             std::make_shared<TaskStreams>(task_.standardOutput, task_.standardError);
@@ -93,14 +93,14 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
             return ends.error();
 
         const auto process = spawn(task_, ends.value().output, ends.value().error);
-        const auto failure = process ? waitFor(loop, process.value()) : process.error();
-        if (failure)
+        auto started = process ? waitFor(loop, process.value()) : process.error();
+        if (!started)
             streams->stop();
-        return failure ? Result<std::monostate>{*failure} : std::monostate{};
+        return started;
     }
 
   private:
-    std::optional<Error> waitFor(EventLoop& loop, pid_t process)
+    [[nodiscard]] Result<> waitFor(EventLoop& loop, pid_t process)
     {
         process_ = PidFd::open(process);
         auto watch = process_ ? loop.watch(process_.descriptor(),
@@ -114,7 +114,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
         watch_ = std::move(watch.value());
         if (task_.timeLimit)
             limit_ = loop.callAfter(*task_.timeLimit, [this] { process_.signal(SIGTERM); });
-        return std::nullopt;
+        return success;
     }
 
     void terminated()
@@ -135,7 +135,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
 
 } // namespace
 
-Result<std::monostate> launch(EventLoop& loop, Task task)
+Result<> launch(EventLoop& loop, Task task)
 {
     return std::make_shared<RunningTask>(std::move(task))->start(loop);
 }

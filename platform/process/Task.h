@@ -36,6 +36,6 @@ struct Task {
 /// read only while all that was given to the loop's source is sent, so that a program that prints
 /// faster than somebody listens is held up instead of being kept in memory. The program lives on
 /// if the loop goes. Fails when it cannot be started; see posix_spawn(3).
-[[nodiscard]] Result<std::monostate> launch(EventLoop& loop, Task task);
+[[nodiscard]] Result<> launch(EventLoop& loop, Task task);
 
 } // namespace veltra

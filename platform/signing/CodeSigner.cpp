@@ -124,7 +124,7 @@ Result<CodeSigner> CodeSigner::open(const std::string& keyPath, const std::strin
     return signer;
 }
 
-Result<std::monostate> CodeSigner::sign(const std::string& path) const
+Result<> CodeSigner::sign(const std::string& path) const
 {
     std::error_code failure;
     const std::string target = std::filesystem::canonical(path, failure);

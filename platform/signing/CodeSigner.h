@@ -27,7 +27,7 @@ class CodeSigner {
     /// signed and on disk; on failure the old one stays. So a running program can be signed, a
     /// symbolic link stays one, further hard links keep the old file, and extended attributes are
     /// lost.
-    [[nodiscard]] Result<std::monostate> sign(const std::string& path) const;
+    [[nodiscard]] Result<> sign(const std::string& path) const;
 
   private:
     CodeSigner() = default;

@@ -45,12 +45,12 @@ std::error_code adminError(AdminError reason)
     return {static_cast<int>(reason), category};
 }
 
-Done inOrder(std::initializer_list<std::function<Done()>> steps)
+Result<> inOrder(std::initializer_list<std::function<Result<>()>> steps)
 {
     for (const auto& step : steps)
-        if (Done done = step(); !done)
+        if (Result<> done = step(); !done)
             return done;
-    return std::monostate{};
+    return success;
 }
 
 } // namespace veltra

@@ -23,10 +23,7 @@ enum class AdminError {
 /// A reason as the code of an Error, whose message ends with the reason's text.
 [[nodiscard]] std::error_code adminError(AdminError reason);
 
-/// What a step of the tool's work comes to.
-using Done = Result<std::monostate>;
-
 /// Takes the steps up to the first that fails.
-[[nodiscard]] Done inOrder(std::initializer_list<std::function<Done()>> steps);
+[[nodiscard]] Result<> inOrder(std::initializer_list<std::function<Result<>()>> steps);
 
 } // namespace veltra

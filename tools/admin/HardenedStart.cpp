@@ -16,7 +16,7 @@ namespace veltra {
 
 namespace {
 
-Done openStandardStreams()
+Result<> openStandardStreams()
 {
     // The lowest free number is the one that is given out.
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
@@ -25,21 +25,21 @@ Done openStandardStreams()
     const Fd nothing{::open("/dev/null", O_RDWR | O_CLOEXEC)};
     if (!nothing || ::dup2(nothing.get(), STDIN_FILENO) < 0)
         return Error::last("close the standard input");
-    return std::monostate{};
+    return success;
 }
 
-Done leaveCallersPlace()
+Result<> leaveCallersPlace()
 {
     ::umask(022);
     // Fails for who leads a process group; the terminal's signals are ignored in any case.
     ::setsid();
     if (::chdir("/") != 0)
         return Error::last("go to the root folder");
-    return std::monostate{};
+    return success;
 }
 
 // Whoever waits for us may be gone, and a terminal must not end or stop us on its user's behalf.
-Done resetSignals()
+Result<> resetSignals()
 {
     for (int number = 1; number <= SIGRTMAX; ++number)
         std::signal(number, SIG_DFL); // some cannot be set
@@ -49,20 +49,20 @@ Done resetSignals()
     ::sigemptyset(&none);
     if (::sigprocmask(SIG_SETMASK, &none, nullptr) != 0)
         return Error::last("let signals through");
-    return std::monostate{};
+    return success;
 }
 
 // A timer goes on running across execve(2) and may kill.
-Done stopTimers()
+Result<> stopTimers()
 {
     const itimerval never{};
     for (const __itimer_which timer : {ITIMER_REAL, ITIMER_VIRTUAL, ITIMER_PROF})
         if (::setitimer(timer, &never, nullptr) != 0)
             return Error::last("stop the timers");
-    return std::monostate{};
+    return success;
 }
 
-Done raiseLimits()
+Result<> raiseLimits()
 {
     const rlimit unlimited{RLIM_INFINITY, RLIM_INFINITY};
     for (const __rlimit_resource resource : {RLIMIT_FSIZE, RLIMIT_CPU, RLIMIT_AS, RLIMIT_DATA})
@@ -77,21 +77,21 @@ Done raiseLimits()
     descriptors.rlim_max = std::max(descriptors.rlim_max, descriptors.rlim_cur);
     if (::setrlimit(RLIMIT_NOFILE, &descriptors) != 0)
         return Error::last("raise the resource limits");
-    return std::monostate{};
+    return success;
 }
 
-Done clearEnvironment()
+Result<> clearEnvironment()
 {
     if (::clearenv() != 0 || ::setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1) != 0)
         return Error::last("clear the environment");
     // One who holds the lock must not be starved; where this is refused he waits a little longer.
     ::setpriority(PRIO_PROCESS, 0, 0);
-    return std::monostate{};
+    return success;
 }
 
 } // namespace
 
-Done hardenStart()
+Result<> hardenStart()
 {
     return inOrder({openStandardStreams, leaveCallersPlace, resetSignals, stopTimers, raiseLimits,
                     clearEnvironment});

@@ -9,6 +9,6 @@ namespace veltra {
 /// standard streams, environment.
 ///
 /// To be called before anything else, on the only thread. When it fails nothing must be touched.
-[[nodiscard]] Done hardenStart();
+[[nodiscard]] Result<> hardenStart();
 
 } // namespace veltra

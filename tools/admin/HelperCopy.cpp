@@ -54,7 +54,7 @@ Result<std::string> bundledHelper()
         .native();
 }
 
-Done copy(const std::string& from, int to)
+Result<> copy(const std::string& from, int to)
 {
     // A named pipe must not make us wait for a writer, with the lock held.
     const Fd source{::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
@@ -66,7 +66,7 @@ Done copy(const std::string& from, int to)
         size = ::sendfile(to, source.get(), nullptr, std::numeric_limits<int>::max());
     if (size < 0)
         return Error::last("copy", from);
-    return std::monostate{};
+    return success;
 }
 
 } // namespace
@@ -82,7 +82,7 @@ Result<ReplacementFile> copyOfBundledHelper()
     auto file = ReplacementFile::createBeside(InstalledFiles::helper);
     if (!file)
         return file;
-    if (const Done done = copy(source.value(), file.value().descriptor()); !done)
+    if (const Result<> done = copy(source.value(), file.value().descriptor()); !done)
         return done.error();
     const auto certificates = certificatesOf(file.value().descriptor(), source.value());
     if (!certificates)

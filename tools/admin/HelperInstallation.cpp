@@ -16,22 +16,22 @@ namespace {
 
 using namespace InstalledFiles;
 
-std::function<Done()> preparingFolderOf(const char* path)
+std::function<Result<>()> preparingFolderOf(const char* path)
 {
     return [path] { return prepareFolderOf(path); };
 }
 
-std::function<Done()> installing(const char* path, std::string_view text)
+std::function<Result<>()> installing(const char* path, std::string_view text)
 {
     return [path, text] { return installText(path, text); };
 }
 
-std::function<Done()> removing(const char* path)
+std::function<Result<>()> removing(const char* path)
 {
     return [path] { return removeInstalled(path); };
 }
 
-Done installExecutable()
+Result<> installExecutable()
 {
     auto file = copyOfBundledHelper();
     if (!file)
@@ -40,18 +40,18 @@ Done installExecutable()
 }
 
 // Those that are made for the helper where there are none. They stay when others use them too.
-Done removeEmptyFolders()
+Result<> removeEmptyFolders()
 {
     for (const char* folder :
          {"/Library/PrivilegedHelperTools", "/Library", "/usr/local/share/dbus-1/system-services",
           "/usr/local/share/dbus-1"})
         ::rmdir(folder);
-    return std::monostate{};
+    return success;
 }
 
 } // namespace
 
-Done installHelper()
+Result<> installHelper()
 {
     return inOrder({preparingFolderOf(helper), preparingFolderOf(unit),
                     preparingFolderOf(busPolicy), preparingFolderOf(busService),
@@ -61,7 +61,7 @@ Done installHelper()
                     installing(busService, HelperFiles::busService), reloadBus, endHelper});
 }
 
-Done removeEverything()
+Result<> removeEverything()
 {
     // Nothing can start the helper again once it is ended.
     return inOrder({removing(busService), reloadBus, endHelper, removing(unit), reloadUnits,

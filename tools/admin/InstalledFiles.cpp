@@ -43,7 +43,7 @@ bool makeFolder(const Fd& parent, const fs::path& name)
            ::fsync(parent.get()) == 0;
 }
 
-Done prepareFolder(const fs::path& path)
+Result<> prepareFolder(const fs::path& path)
 {
     fs::path walked = "/";
     Fd folder{::open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)};
@@ -60,25 +60,25 @@ Done prepareFolder(const fs::path& path)
         if (!isRootsAlone(walked, status))
             return Error{adminError(AdminError::folderOfOthers), "use the folder", walked.native()};
     }
-    return std::monostate{};
+    return success;
 }
 
 } // namespace
 
-Done prepareFolderOf(const std::string& path)
+Result<> prepareFolderOf(const std::string& path)
 {
     return inOrder({[&] { return prepareFolder(fs::path{path}.parent_path()); },
                     [&] { return ReplacementFile::removeLeftOvers(path); }});
 }
 
-Done putInPlace(ReplacementFile file, mode_t permissions)
+Result<> putInPlace(ReplacementFile file, mode_t permissions)
 {
     struct stat roots {};
     roots.st_mode = permissions;
     return file.replace(roots);
 }
 
-Done installText(const std::string& path, std::string_view text)
+Result<> installText(const std::string& path, std::string_view text)
 {
     auto file = ReplacementFile::createBeside(path);
     if (!file)
@@ -89,7 +89,7 @@ Done installText(const std::string& path, std::string_view text)
     return putInPlace(std::move(file.value()), 0644);
 }
 
-Done removeInstalled(const std::string& path)
+Result<> removeInstalled(const std::string& path)
 {
     if (::unlink(path.c_str()) != 0 && errno != ENOENT)
         return Error::last("remove", path);

@@ -23,15 +23,15 @@ inline constexpr const char* rights =
 
 /// Makes sure that the folder of a file is there and that nobody but root can change what is in
 /// it; clears away what an interrupted installation of that file left. What is missing is made.
-[[nodiscard]] Done prepareFolderOf(const std::string& path);
+[[nodiscard]] Result<> prepareFolderOf(const std::string& path);
 
 /// Makes a new file root's, with these permissions, and puts it in the place of the other one.
-[[nodiscard]] Done putInPlace(ReplacementFile file, mode_t permissions);
+[[nodiscard]] Result<> putInPlace(ReplacementFile file, mode_t permissions);
 
 /// Puts a file that everybody may read in the place of the one at `path`.
-[[nodiscard]] Done installText(const std::string& path, std::string_view text);
+[[nodiscard]] Result<> installText(const std::string& path, std::string_view text);
 
 /// Removes a file, if it is there, and what an interrupted installation left of it.
-[[nodiscard]] Done removeInstalled(const std::string& path);
+[[nodiscard]] Result<> removeInstalled(const std::string& path);
 
 } // namespace veltra

@@ -38,11 +38,11 @@ bool areKnown(const std::vector<PolkitAction>& actions)
 
 // polkit notices a new file soon, or reads it when it starts. Whoever asks it after us shall find
 // the rights; those who ask it never do not mind.
-Done awaitPolkit()
+Result<> awaitPolkit()
 {
     const auto bus = BusConnection::open();
     if (!bus)
-        return std::monostate{};
+        return success;
     const auto end = Clock::now() + 2s;
     for (auto left = end - Clock::now(); left > 0s; left = end - Clock::now()) {
         // Those that cannot be learned are as good as not there.
@@ -52,20 +52,20 @@ Done awaitPolkit()
             break;
         std::this_thread::sleep_for(5ms);
     }
-    return std::monostate{};
+    return success;
 }
 
-Done refuseExisting()
+Result<> refuseExisting()
 {
     struct stat status {};
     if (::lstat(InstalledFiles::rights, &status) == 0)
         return Error{adminError(AdminError::rightExists), "add", InstalledFiles::rights};
     if (errno != ENOENT)
         return Error::last("look for", InstalledFiles::rights);
-    return std::monostate{};
+    return success;
 }
 
-Done writePolicy()
+Result<> writePolicy()
 {
     const auto policy = rightsPolicy(helperAuthorizationRights());
     if (!policy)
@@ -76,12 +76,12 @@ Done writePolicy()
 
 } // namespace
 
-Done addRights()
+Result<> addRights()
 {
     return inOrder({refuseExisting, changeRights});
 }
 
-Done changeRights()
+Result<> changeRights()
 {
     return inOrder({writePolicy, awaitPolkit});
 }

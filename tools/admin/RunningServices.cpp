@@ -1,24 +1,23 @@
 #include "tools/admin/RunningServices.h"
 
 #include "channel/protocol/HelperConstants.h"
+#include "platform/base/EventLoop.h"
 #include "platform/base/ProcPath.h"
 #include "platform/bus/BusConnection.h"
 #include "platform/bus/ConnectionNames.h"
 #include "platform/process/PinnedProcess.h"
+#include "platform/process/Task.h"
 #include "tools/admin/InstalledFiles.h"
 
 #include <cerrno>
 #include <chrono>
-#include <csignal>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
-
-#include <fcntl.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 namespace veltra {
 
@@ -37,47 +36,39 @@ bool isSystemdRunning()
     return fs::is_directory("/run/systemd/system", ignored);
 }
 
-// With default signals and without output; systemctl tells the journal what goes wrong.
-Result<int> statusOfSystemctl(std::vector<std::string> arguments)
+// Its output is dropped: systemctl tells the journal what goes wrong.
+Result<int> statusOfSystemctl(const std::vector<std::string>& arguments)
 {
-    arguments.insert(arguments.begin(), {"systemctl", "--no-ask-password"});
-    std::vector<char*> words;
-    words.reserve(arguments.size() + 1);
-    for (std::string& argument : arguments)
-        words.push_back(argument.data());
-    words.push_back(nullptr);
-
-    posix_spawn_file_actions_t actions{};
-    posix_spawnattr_t attributes{};
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawnattr_init(&attributes);
-    for (const int stream : {STDOUT_FILENO, STDERR_FILENO})
-        ::posix_spawn_file_actions_adddup2(&actions, STDIN_FILENO, stream);
-    sigset_t all;
-    ::sigfillset(&all);
-    ::posix_spawnattr_setsigdefault(&attributes, &all);
-    ::posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGDEF);
-    pid_t child = 0;
-    errno = ::posix_spawnp(&child, words[0], &actions, &attributes, words.data(), environ);
-    ::posix_spawnattr_destroy(&attributes);
-    ::posix_spawn_file_actions_destroy(&actions);
-    if (errno != 0)
-        return Error::last("start", "systemctl");
-
+    auto loop = EventLoop::open([](const std::exception&) {});
+    if (!loop)
+        return loop.error();
     int status = 0;
-    if (::waitpid(child, &status, 0) < 0)
-        return Error::last("wait for", "systemctl");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    const auto drop = [](std::string_view) {};
+    Task task{.launchPath = "/usr/bin/systemctl",
+              .arguments = {"--no-ask-password"},
+              .environment = {"PATH=/usr/sbin:/usr/bin:/sbin:/bin"},
+              .standardOutput = drop,
+              .standardError = drop,
+              .terminationHandler = [&](int ended) {
+                  status = ended;
+                  loop.value()->stop();
+              }};
+    task.arguments.insert(task.arguments.end(), arguments.begin(), arguments.end());
+    if (const auto launched = launch(*loop.value(), std::move(task)); !launched)
+        return launched.error();
+    if (const auto served = loop.value()->run(); !served)
+        return served.error();
+    return status;
 }
 
-Done systemctl(const std::vector<std::string>& arguments, int otherSuccess = 0)
+Result<> systemctl(const std::vector<std::string>& arguments, int otherSuccess = 0)
 {
     const auto status = statusOfSystemctl(arguments);
     if (!status)
         return status.error();
     if (status.value() != 0 && status.value() != otherSuccess)
         return Error{adminError(AdminError::unitsFailed), "have systemd do", arguments.front()};
-    return std::monostate{};
+    return success;
 }
 
 // None when nobody owns it.
@@ -123,39 +114,39 @@ Result<std::optional<PinnedProcess>> runningHelper(BusConnection& bus)
     return std::optional{std::move(process.value())};
 }
 
-Done endHelperOfBus()
+Result<> endHelperOfBus()
 {
     const auto bus = BusConnection::open();
     if (!bus)
-        return std::monostate{};
+        return success;
     const auto helper = runningHelper(*bus.value());
     if (!helper)
         return helper.error();
     if (helper.value() && !helper.value()->end(helperPatience))
         return Error{adminError(AdminError::helperRunsOn), "end", "the running helper"};
-    return std::monostate{};
+    return success;
 }
 
 } // namespace
 
-Done reloadUnits()
+Result<> reloadUnits()
 {
-    return isSystemdRunning() ? systemctl({"daemon-reload"}) : std::monostate{};
+    return isSystemdRunning() ? systemctl({"daemon-reload"}) : success;
 }
 
-Done reloadBus()
+Result<> reloadBus()
 {
     const auto bus = BusConnection::open();
     if (!bus)
-        return std::monostate{};
+        return success;
     auto request = bus.value()->methodCall(connections::busName, connections::busPath,
                                            connections::busName, "ReloadConfig");
     if (const auto answer = bus.value()->call(request, busPatience); !answer)
         return answer.error();
-    return std::monostate{};
+    return success;
 }
 
-Done endHelper()
+Result<> endHelper()
 {
     if (!isSystemdRunning())
         return endHelperOfBus();

@@ -21,7 +21,7 @@ using namespace veltra;
 
 struct Verb {
     std::string_view name;
-    Done (*run)();
+    Result<> (*run)();
 };
 
 constexpr std::array verbs{Verb{"bless", installHelper}, Verb{"add-right", addRights},
@@ -33,9 +33,9 @@ int fail(int status, const std::string& line)
     return status;
 }
 
-Done run(const Verb& verb)
+Result<> run(const Verb& verb)
 {
-    if (Done done = hardenStart(); !done)
+    if (Result<> done = hardenStart(); !done)
         return done;
     const auto lock = lockOutOthers();
     if (!lock)
@@ -43,7 +43,7 @@ Done run(const Verb& verb)
     return verb.run();
 }
 
-int statusOf(const Done& done)
+int statusOf(const Result<>& done)
 {
     if (done)
         return EX_OK;

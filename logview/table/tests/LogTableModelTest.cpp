@@ -279,29 +279,6 @@ TEST_F(LogTableModelTest, BearsEmptyTitlesAndNoneForRows)
     EXPECT_FALSE(model().headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
 }
 
-TEST_F(LogTableModelTest, NamesItsColumnsAsTheRecordDoes)
-{
-    publish({"message"});
-    model().adoptPublishedRows();
-    const VXStatusTableHeader record = model().record(0);
-
-    for (int column = 0; column < LogTableModel::columns; ++column) {
-        const QString key = LogTableModel::identifier(static_cast<LogTableModel::Column>(column));
-        EXPECT_EQ(record.valueForKey(key), cell(0, column)) << key.toStdString();
-    }
-}
-
-TEST_F(LogTableModelTest, NamesTheColumnsDateTimeComponentTypeAndMessage)
-{
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::dateColumn), QStringLiteral("Date"));
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::timeColumn), QStringLiteral("Time"));
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::componentColumn),
-              QStringLiteral("logComponent"));
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::messageTypeColumn),
-              QStringLiteral("message_type"));
-    EXPECT_EQ(LogTableModel::identifier(LogTableModel::messageColumn), QStringLiteral("message"));
-}
-
 /// A model that shows three rows at most.
 class LimitedLogTableModelTest : public LogTableModelTest {
   protected:

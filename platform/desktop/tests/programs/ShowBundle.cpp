@@ -30,7 +30,7 @@ int main(int count, char** arguments)
         return 2;
 
     const auto argument = [arguments](int index) { return QString::fromUtf8(arguments[index]); };
-    const auto bundle = Bundle::bundleWithIdentifier(argument(1));
+    const auto bundle = Bundle::bundleWithIdentifier(argument(1), Bundle::mainBundle());
     show(pathOf(Bundle::mainBundle()));
     show(pathOf(bundle));
     show(bundle ? bundle->localizedStringForKey(argument(2), {}, argument(3)) : QString{});
