@@ -9,15 +9,15 @@
 
 namespace veltra {
 
-/// What went wrong with something the operating system was asked for.
+/// Describes a failed request to the operating system.
 ///
-/// `message()` reads "ACTION SUBJECT: REASON", the reason being the system's own text for the
-/// error number (see errno(3)). A value; may be copied between threads.
+/// `message()` reads "ACTION SUBJECT: REASON"; the reason is the system's text for the error number
+/// (see errno(3)). A value; may be copied between threads.
 class Error {
   public:
     Error(std::error_code code, std::string_view action, std::string_view subject = {});
 
-    /// The error that errno holds now. Call it directly after the failing call.
+    /// The error for the current value of errno. Call it directly after the failing call.
     static Error last(std::string_view action, std::string_view subject = {});
 
     [[nodiscard]] std::error_code code() const noexcept { return code_; }
@@ -28,13 +28,13 @@ class Error {
     std::string message_;
 };
 
-/// What a function that has nothing to give returns when it succeeds.
+/// The result of a function that returns no value when it succeeds.
 inline constexpr std::monostate success{};
 
-/// Either a value or the error that kept it from being made; `Result<>` is success or an error.
+/// Either a value or the error that prevented it; `Result<>` is success or an error.
 ///
-/// `value()` may be asked for only when the result converts to true, `error()` only when it does
-/// not; the other way round throws std::bad_variant_access.
+/// Call `value()` only if the result converts to true, and `error()` only if it does not; the wrong
+/// call throws std::bad_variant_access.
 template <typename T = std::monostate>
 class [[nodiscard]] Result {
   public:

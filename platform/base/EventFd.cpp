@@ -13,7 +13,7 @@ Result<EventFd> EventFd::open()
     return EventFd{std::move(descriptor)};
 }
 
-// Both calls fail only where nothing is left to do: the counter is full, or empty.
+// Both calls fail only if nothing needs to be done: the counter is full, or empty.
 void EventFd::signal() noexcept
 {
     eventfd_write(descriptor_.get(), 1);

@@ -7,8 +7,8 @@
 
 namespace veltra {
 
-/// Wakes a thread that polls its descriptor. See eventfd(2). All functions may be called from any
-/// thread.
+/// Wakes up a thread that polls its descriptor. See eventfd(2). All functions may be called from
+/// any thread.
 class EventFd {
   public:
     [[nodiscard]] static Result<EventFd> open();

@@ -22,14 +22,14 @@ Error failure(int negative, const char* action)
 
 } // namespace
 
-/// A descriptor or a timer that the library watches for us.
+/// A descriptor or a timer that the library watches.
 struct EventLoop::Source : std::enable_shared_from_this<Source> {
     Source(EventLoop& watchingLoop, Handler onEvent, Reading whenRead = Reading::always)
         : loop{watchingLoop}, handler{std::move(onEvent)}, reading{whenRead}
     {
     }
 
-    // It stays whole during the call, whatever its handler ends.
+    // The source stays alive during the call, whatever its handler ends.
     static int readable(sd_event_source*, int, std::uint32_t, void* source) noexcept
     {
         const auto self = static_cast<Source*>(source)->shared_from_this();
@@ -101,7 +101,8 @@ int EventLoop::prepare()
             static_cast<EventLoop*>(loop)->pauseReading();
             return 0;
         });
-    // Takes the descriptor that all timers need, so that they do not fail later for want of one.
+    // Creates the descriptor that all timers need now, so that they cannot fail later for lack of
+    // one.
     sd_event_source* clock = nullptr;
     if (result >= 0)
         result = ::sd_event_add_time(event_.get(), &clock, CLOCK_MONOTONIC, forEver, 0, nullptr,
@@ -110,7 +111,7 @@ int EventLoop::prepare()
     return result < 0 ? result : ::sd_event_source_set_enabled(clock, SD_EVENT_OFF);
 }
 
-// Handlers may hold registrations, which end with them.
+// Handlers may own registrations, which are destroyed with them.
 EventLoop::~EventLoop()
 {
     const auto sources = std::exchange(sources_, {});

@@ -20,8 +20,8 @@ namespace veltra {
 /// Serves descriptors, timers, posted work and a bus connection on one thread, the one that calls
 /// run(). See sd-event(3).
 ///
-/// post() and stop() may be called from any thread, all else is for the loop's thread, or for the
-/// one that sets the loop up before it runs.
+/// post() and stop() may be called from any thread. Everything else must be called on the loop's
+/// thread or, before the loop runs, on the thread that sets it up.
 class EventLoop {
     struct Source;
 
@@ -29,14 +29,14 @@ class EventLoop {
     using Handler = std::function<void()>;
     using ThrownHandler = std::function<void(const std::exception&)>;
 
-    /// When a descriptor is looked at.
+    /// When a descriptor is read.
     enum class Reading {
         always,
-        whileAllIsSent, ///< not while something waits to be sent; see pauseReadingWhile()
+        whileAllIsSent, ///< not while data waits to be sent; see pauseReadingWhile()
     };
 
-    /// Keeps a descriptor or a timer registered. Move-only. A handler may end its own registration;
-    /// one that outlives the loop does nothing.
+    /// Keeps a descriptor or a timer registered. Move-only. A handler may end its own registration.
+    /// A registration that outlives the loop does nothing.
     class [[nodiscard]] Registration {
       public:
         Registration() = default;
@@ -53,38 +53,38 @@ class EventLoop {
         std::weak_ptr<Source> source_;
     };
 
-    /// What handlers throw is given to `onThrown`, and the loop goes on.
+    /// Exceptions from handlers are passed to `onThrown`, and the loop continues.
     [[nodiscard]] static Result<std::unique_ptr<EventLoop>> open(ThrownHandler onThrown);
 
     EventLoop(const EventLoop&) = delete;
     EventLoop& operator=(const EventLoop&) = delete;
     ~EventLoop();
 
-    /// Serves until stop() is called. Can be called again after that. Fails when it cannot wait for
+    /// Serves until stop() is called. Can be called again after that. Fails if it cannot wait for
     /// events.
     [[nodiscard]] Result<> run();
 
-    /// Has run() return soon, or at once when it is called the next time.
+    /// Makes run() return soon, or makes the next run() return at once if none is running.
     void stop();
 
-    /// Runs `work` on the loop's thread, soon, in the order of posting. What is posted while the
-    /// loop does not run waits until it does.
+    /// Runs `work` on the loop's thread, soon, in the order of posting. Work that is posted while
+    /// the loop does not run waits until it runs.
     void post(Handler work);
 
     /// Calls `onReadable` whenever `descriptor` is readable or its other end is closed. The
-    /// descriptor must stay open as long as the registration lives. Fails when the system refuses
-    /// to watch it, a plain file for example. See epoll_ctl(2).
+    /// descriptor must stay open as long as the registration lives. Fails if the system cannot
+    /// watch it, for example a regular file. See epoll_ctl(2).
     [[nodiscard]] Result<Registration> watch(int descriptor, Handler onReadable,
                                              Reading reading = Reading::always);
 
-    /// Calls `handler` once, not before `delay` has passed.
+    /// Calls `handler` once, after `delay` or later.
     Registration callAfter(std::chrono::milliseconds delay, Handler handler);
 
-    /// Descriptors that are read `whileAllIsSent` are left alone while `isSending` says so, which
-    /// is asked before every wait. Empty for never.
+    /// Descriptors watched with `whileAllIsSent` are not read while `isSending` returns true; it is
+    /// called before every wait. An empty function means that they are always read.
     void pauseReadingWhile(std::function<bool()> isSending) { isSending_ = std::move(isSending); }
 
-    /// The library's loop, for what serves itself on it. Lives as long as this.
+    /// The library's loop, for code that registers with it directly. Lives as long as this object.
     [[nodiscard]] sd_event* handle() const noexcept { return event_.get(); }
 
   private:
@@ -115,7 +115,7 @@ class EventLoop {
     bool isReadingPaused_ = false;
 
     std::mutex postedMutex_;
-    std::vector<Handler> posted_; // guarded by the mutex, as is:
+    std::vector<Handler> posted_; // guarded by the mutex, like isStopped_
     bool isStopped_ = false;
 };
 

@@ -2,13 +2,13 @@
 
 namespace veltra {
 
-/// Owns one file descriptor and closes it. Move-only; empty when default-made or moved from.
+/// Owns one file descriptor and closes it. Move-only; empty when default-constructed or moved from.
 class [[nodiscard]] Fd {
   public:
     Fd() noexcept = default;
 
-    /// Takes over `descriptor`; a negative one makes an empty Fd, so that the result of a failed
-    /// system call can be passed in as it is.
+    /// Takes ownership of `descriptor`. A negative one makes an empty Fd, so the result of a failed
+    /// system call can be passed in directly.
     explicit Fd(int descriptor) noexcept : descriptor_{descriptor} {}
 
     Fd(Fd&& other) noexcept : descriptor_{other.release()} {}

@@ -4,7 +4,7 @@
 
 namespace veltra {
 
-/// Whether two statuses are of one and the same file.
+/// Whether two statuses belong to the same file.
 [[nodiscard]] inline bool isSameFile(const struct stat& one, const struct stat& other) noexcept
 {
     return one.st_dev == other.st_dev && one.st_ino == other.st_ino;

@@ -16,7 +16,7 @@ struct CloseFolder {
     void operator()(DIR* folder) const noexcept { ::closedir(folder); }
 };
 
-// The system would take such a path for the part before the NUL: for another file.
+// The system would end such a path at the NUL and use a different file.
 bool holdsNul(const std::string& path)
 {
     return path.find('\0') != std::string::npos;

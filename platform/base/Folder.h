@@ -8,12 +8,12 @@
 
 namespace veltra {
 
-/// The names in a folder, in the order in which the file system lists them, without "." and
-/// "..". Names that are not valid UTF-8 are left out: no text of the program can hold them.
+/// The names in a folder, in the order in which the file system lists them, without "." and "..".
+/// Names that are not valid UTF-8 are left out, because the program's texts cannot contain them.
 [[nodiscard]] Result<std::vector<std::string>> contentsOfDirectory(const std::string& path);
 
-/// When the contents of a file were last changed, by the file system's clock. A symbolic link is
-/// not followed.
+/// The time when a file's contents last changed, by the file system's clock. Symbolic links are not
+/// followed.
 [[nodiscard]] Result<std::chrono::nanoseconds> modificationDate(const std::string& path);
 
 } // namespace veltra

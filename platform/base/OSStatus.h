@@ -6,25 +6,24 @@
 
 namespace veltra {
 
-/// What a call of a system service answered: 0 for success, else what went wrong.
+/// The result of a call of a system service: 0 for success, otherwise an error.
 using OSStatus = std::int32_t;
 
-/// What a call brought: the object means something only when the status is success, and may be
-/// empty even then.
+/// The result of a call that also returns an object. The object is meaningful only if the status is
+/// success, and may be empty even then.
 template <typename T>
 struct SecOutcome {
     OSStatus status = 0;
     T object{};
 };
 
-/// A status's text as thrown errors tell it: as an optional prints, the wrapper included.
+/// A status's text as used in thrown errors: printed as an optional, including the wrapper.
 [[nodiscard]] inline std::string textOfStatus(const std::optional<std::string>& text)
 {
     return text ? "Optional(" + *text + ")" : "nil";
 }
 
-/// Throws `ThrownError::message()` with the text that the services know for the status, unless it
-/// is success.
+/// Throws `ThrownError::message()` with the services' text for the status, unless it is success.
 template <typename ThrownError, typename Services>
 void throwUnlessSuccess(OSStatus status, const Services& services)
 {

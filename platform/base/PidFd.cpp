@@ -11,7 +11,7 @@
 
 namespace veltra {
 
-// Some C libraries declare functions of their own for C alone.
+// A system call, because some C libraries declare the functions for C only.
 PidFd PidFd::open(pid_t process) noexcept
 {
     return PidFd{Fd{static_cast<int>(::syscall(SYS_pidfd_open, process, 0))}};

@@ -9,33 +9,33 @@
 
 namespace veltra {
 
-/// Stands for one process for as long as it lives, whoever gets its number afterwards. Move-only;
-/// empty when the process could not be opened. See pidfd_open(2).
+/// Refers to one process, even after the process has ended and its number is reused. Move-only;
+/// empty if the process could not be opened. See pidfd_open(2).
 class [[nodiscard]] PidFd {
   public:
     PidFd() noexcept = default;
 
-    /// Takes over a pidfd that somebody else opened.
+    /// Takes ownership of a pidfd.
     explicit PidFd(Fd descriptor) noexcept : descriptor_{std::move(descriptor)} {}
 
-    /// Opens a process, anybody's. Empty when there is none of that number, or no descriptor left:
-    /// errno tells which.
+    /// Opens a process of any user. Empty if there is no process with that number or no descriptor
+    /// is left; errno tells which.
     static PidFd open(pid_t process) noexcept;
 
     [[nodiscard]] explicit operator bool() const noexcept { return static_cast<bool>(descriptor_); }
 
-    /// Readable from the end of the process on.
+    /// Becomes readable when the process ends, and stays so.
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
-    /// Whether this stands for the process of that number.
+    /// Whether this refers to the process with that number.
     [[nodiscard]] bool isOf(pid_t process) const;
 
     [[nodiscard]] bool isAlive() const noexcept { return isAliveAfter({}); }
 
-    /// Whether it still lives when that time is over. Returns at once when it ends.
+    /// Whether the process is still alive after that time. Returns at once if it ends earlier.
     [[nodiscard]] bool isAliveAfter(std::chrono::milliseconds time) const noexcept;
 
-    /// Sends a signal; one that has ended gets none.
+    /// Sends a signal; does nothing if the process has ended.
     void signal(int number) const noexcept;
 
   private:

@@ -18,7 +18,7 @@ namespace veltra {
     return procPath(std::to_string(process), name);
 }
 
-/// The path by which this process's descriptor can be opened or linked again.
+/// The path through which this process's descriptor can be opened or linked again.
 [[nodiscard]] inline std::string descriptorPath(int descriptor)
 {
     return procPath("self", "fd/" + std::to_string(descriptor));

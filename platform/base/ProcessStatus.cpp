@@ -34,7 +34,7 @@ std::string_view ProcessStatus::operator[](std::string_view name) const
 std::optional<std::uint64_t> processStartTime(pid_t process)
 {
     const std::string stat = contentOf(procPath(process, "stat"));
-    // The program's name stands in parentheses and may hold any.
+    // The program's name is in parentheses and may itself contain parentheses.
     const auto nameEnd = stat.rfind(')');
     if (nameEnd == std::string::npos)
         return std::nullopt;

@@ -17,13 +17,13 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view anyLetters = "XXXXXX";
 
-// What our names for `path` start with; some letters follow.
+// How our file names for `path` start; some random letters follow.
 std::string startOfNames(const fs::path& path)
 {
     return "." + path.filename().native() + ".new-";
 }
 
-// A name is on disk when its folder is.
+// Syncing the folder writes the new name to disk.
 bool writeFolderToDisk(const std::string& path)
 {
     const auto parent = fs::path{path}.parent_path();
@@ -69,7 +69,7 @@ ReplacementFile::~ReplacementFile()
 
 Result<> ReplacementFile::replace(const struct stat& status)
 {
-    // A change of owner takes the set-user-ID bit away, so the permissions come second.
+    // Changing the owner clears the set-user-ID bit, so the permissions are set afterwards.
     if (::fchown(file_.get(), status.st_uid, status.st_gid) != 0 ||
         ::fchmod(file_.get(), status.st_mode & 07777) != 0 || ::fsync(file_.get()) != 0 ||
         ::rename(ownPath_.c_str(), path_.c_str()) != 0)

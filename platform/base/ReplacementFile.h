@@ -12,16 +12,15 @@
 
 namespace veltra {
 
-/// A new file beside another one, which takes the other's place at one blow, or goes with the
-/// object.
+/// A new file in the same folder as another one, which it can replace atomically. It is removed
+/// with this object if it has not replaced the other file.
 class ReplacementFile {
   public:
-    /// Makes an empty file, readable to its owner alone, in the folder of `path`. Its name starts
-    /// with a dot and has another ending: nobody takes it for what it is to become.
+    /// Creates an empty file, readable only by its owner, in the folder of `path`. Its name starts
+    /// with a dot and has a different ending, so that nothing mistakes it for the finished file.
     [[nodiscard]] static Result<ReplacementFile> createBeside(const std::string& path);
 
-    /// Removes what programs that were killed have left of such files for `path`. None may be in
-    /// use.
+    /// Removes such files for `path` that killed programs have left behind. None may be in use.
     [[nodiscard]] static Result<> removeLeftOvers(const std::string& path);
 
     ReplacementFile(ReplacementFile&& other) noexcept
@@ -37,8 +36,8 @@ class ReplacementFile {
     /// Open for reading and writing.
     [[nodiscard]] int descriptor() const noexcept { return file_.get(); }
 
-    /// Gives the file the owner and the permissions in `status`, writes it to disk and puts it in
-    /// the other's place.
+    /// Gives the file the owner and the permissions in `status`, writes it to disk and moves it to
+    /// the path of the file that it replaces.
     [[nodiscard]] Result<> replace(const struct stat& status);
 
   private:

@@ -4,7 +4,7 @@
 
 namespace veltra {
 
-/// A right's definition: the name of a predefined rule, as a text, or a rule, as an object.
+/// A right's definition: the name of a predefined rule (a text) or a rule (an object).
 using RightDefinition = nlohmann::json;
 
 } // namespace veltra

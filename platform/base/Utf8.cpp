@@ -9,11 +9,12 @@ namespace veltra {
 
 namespace {
 
-// What may come next, as of the syntax table in RFC 3629, section 4. A state's value is where its
-// successor stands in a row of the table below: six bits each, nine of them in a 64-bit word.
+// What may come next, according to the syntax table in RFC 3629, section 4. A state's value is the
+// position of its successor in a row of the table below: six bits each, nine of them in a 64-bit
+// word.
 enum State : std::uint64_t {
-    complete = 0,   ///< a character may begin
-    malformed = 6,  ///< nothing makes this good again
+    complete = 0,   ///< a character may start
+    malformed = 6,  ///< nothing can make this valid again
     oneMore = 12,   ///< one byte 80..BF
     twoMore = 18,   ///< two bytes 80..BF
     threeMore = 24, ///< three bytes 80..BF
@@ -78,8 +79,9 @@ constexpr auto makeTransitions()
 
 constexpr auto transitions = makeTransitions();
 
-// A step is a load that depends on the text alone and one shift: no branch to be mispredicted in
-// mixed text. Above a state's six bits stand those of its neighbours, hence the masks.
+// One step is a load that depends only on the text, and one shift: there is no branch that could be
+// mispredicted in mixed text. The bits above a state's six belong to its neighbours, hence the
+// masks.
 inline std::uint64_t advance(std::uint64_t state, const char* bytes, std::size_t count) noexcept
 {
     for (std::size_t i = 0; i < count; ++i)
@@ -106,7 +108,7 @@ inline std::uint64_t blockAt(const char* bytes) noexcept
     return (wordAt(bytes) | wordAt(bytes + 8)) | (wordAt(bytes + 16) | wordAt(bytes + 24));
 }
 
-// How far the whole characters reach that begin at `start`, looked at one by one.
+// The end of the complete characters that start at `start`, checked one by one.
 std::size_t endOfCharacters(std::string_view bytes, std::size_t start) noexcept
 {
     std::size_t end = start;
@@ -126,7 +128,7 @@ std::size_t validUtf8Prefix(std::string_view bytes) noexcept
     const char* const begin = bytes.data();
     const char* at = begin;
     std::size_t left = bytes.size();
-    std::size_t known = 0; // that many bytes are whole characters
+    std::size_t known = 0; // that many bytes are complete characters
     std::uint64_t state = complete;
     for (; left >= blockSize; at += blockSize, left -= blockSize) {
         if (state == complete) {
@@ -138,7 +140,7 @@ std::size_t validUtf8Prefix(std::string_view bytes) noexcept
         if (state == malformed)
             return endOfCharacters(bytes, known);
     }
-    // Lines of a log are short, so their ends are worth a word at a time too.
+    // Lines of a log are short, so checking their ends a word at a time is worth it too.
     for (; state == complete && left >= 8 && isAscii(wordAt(at)); at += 8, left -= 8)
         ;
     return advance(state, at, left) == complete ? bytes.size() : endOfCharacters(bytes, known);
