@@ -30,7 +30,7 @@ bool isNamed(Elf* elf, std::size_t names, const GElf_Shdr& header)
     return name && name == sectionName;
 }
 
-// The bytes live as long as `elf`.
+// The bytes are valid as long as `elf`.
 std::optional<std::string_view> section(Elf* elf)
 {
     std::size_t names = 0;
@@ -43,7 +43,7 @@ std::optional<std::string_view> section(Elf* elf)
         if (header.sh_size > largestSize)
             return std::nullopt;
         const Elf_Data* const data = elf_rawdata(part, nullptr);
-        // One that has no bytes in the file has a size all the same.
+        // A section without bytes in the file still has a size.
         if (!data || !data->d_buf)
             return std::nullopt;
         return std::string_view{static_cast<const char*>(data->d_buf), data->d_size};
@@ -60,7 +60,7 @@ Result<PropertyList> informationOfExecutable(const std::string& path)
     if (!file)
         return Error::last(action, path);
     elf_version(EV_CURRENT);
-    // Read, not mapped: a file that is cut short meanwhile would end the program.
+    // Read, not mapped: truncating a mapped file would crash the program.
     const ElfPointer elf{elf_begin(file.get(), ELF_C_READ, nullptr)};
     const auto bytes = elf ? section(elf.get()) : std::nullopt;
     return bytes ? PropertyList::parse(*bytes)

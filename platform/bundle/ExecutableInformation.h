@@ -7,8 +7,8 @@
 
 namespace veltra {
 
-/// The information property list that an executable carries in its section `info_plist`, at most
-/// one megabyte. Fails when the file cannot be read, is no ELF file or has no such list. From any
+/// The information property list in an executable's section `info_plist`, at most one megabyte.
+/// Fails if the file cannot be read, is not an ELF file or has no such list. May be called from any
 /// thread; see elf(5).
 [[nodiscard]] Result<PropertyList> informationOfExecutable(const std::string& path);
 

@@ -28,8 +28,8 @@ struct Free {
     void operator()(void* memory) const noexcept { std::free(memory); }
 };
 
-// libplist accepts lists that end early or go on after their end, aborts the program on a NUL in
-// a text, and frees nested values by recursion: nothing reaches it that was not looked through.
+// libplist accepts lists that end early or continue after their end, aborts the program on a NUL in
+// a text, and frees nested values recursively: so every input is checked before it gets there.
 Plist parseXml(std::string_view bytes)
 {
     if (!hasPropertyListOutline(bytes))
@@ -71,7 +71,7 @@ bool visitPairs(plist_t dictionary, Visit visit)
 
 Result<std::string> contentsOf(const std::string& path)
 {
-    // A named pipe must not make the program wait for a writer.
+    // Opening a named pipe must not make the program wait for a writer.
     const Fd file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
     if (!file)
         return Error::last(action, path);
@@ -105,7 +105,7 @@ Result<PropertyList> PropertyList::parse(std::string_view bytes)
         return malformed;
 
     PropertyList result;
-    // A character reference can still name what UTF-8 cannot hold.
+    // A character reference can still denote something that is not valid in UTF-8.
     const bool isWellFormed = visitPairs(list.get(), [&](std::string_view key, plist_t value) {
         const std::optional<std::string_view> text = textOf(value);
         if (text)

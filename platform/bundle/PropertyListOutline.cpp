@@ -16,7 +16,7 @@ bool isBlank(std::string_view text)
     return text.find_first_not_of(whiteSpace) == std::string_view::npos;
 }
 
-// Where a tag ends must not be a matter of opinion between this scan and the parser after it.
+// This scan and the parser that runs after it must agree on where a tag ends.
 bool isUnambiguous(std::string_view tag)
 {
     return tag.find('<') == std::string_view::npos && std::ranges::count(tag, '"') % 2 == 0 &&

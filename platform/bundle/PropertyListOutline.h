@@ -5,17 +5,17 @@
 
 namespace veltra {
 
-/// How many elements of a property list may stand inside one another.
+/// How deep the elements of a property list may be nested.
 inline constexpr std::size_t deepestPropertyList = 64;
 
-/// Whether the mark-up of `xml` is that of a property list, apart from what the elements hold.
+/// Whether the markup of `xml` is that of a property list, regardless of the elements' contents.
 ///
-/// The bytes are UTF-8 without NUL. There is one root element, `plist`, with one child; every tag
-/// that begins ends, in order and at most `deepestPropertyList` deep; only `plist`, `dict` and
-/// `array` hold others, and hold no text besides; a `dict` holds pairs; before and after the
-/// root stand only comments, processing instructions, white space and (before it) a document type
-/// without declarations of its own. What is accepted is less than XML allows: no quoted angle
-/// brackets and no lone quotes in tags.
+/// The bytes must be UTF-8 without NUL. There must be one root element, `plist`, with one child.
+/// Every start tag must have its end tag, properly nested and at most `deepestPropertyList` deep.
+/// Only `plist`, `dict` and `array` may contain elements, and these contain no text of their own; a
+/// `dict` contains pairs. Before and after the root there may only be comments, processing
+/// instructions, white space and (before it) a document type without internal declarations. This
+/// accepts less than XML allows: tags may not contain quoted angle brackets or unpaired quotes.
 [[nodiscard]] bool hasPropertyListOutline(std::string_view xml);
 
 } // namespace veltra
