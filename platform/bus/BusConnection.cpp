@@ -41,7 +41,7 @@ void runGuarded(const Handler& handler, sd_bus_message* message) noexcept
     }
 }
 
-// Lets others whom the message concerns have it too.
+// Returns 0 so that other matches also get the message.
 int passOn(sd_bus_message* message, void* handler, sd_bus_error*) noexcept
 {
     runGuarded(*static_cast<const Handler*>(handler), message);
@@ -60,7 +60,7 @@ void destroy(void* handler)
     delete static_cast<Handler*>(handler);
 }
 
-// Registers a handler that goes with its slot, and not while it runs.
+// Registers a handler that is destroyed with its slot, but never while it runs.
 template <typename Handler, typename Register>
 Result<BusSlot> registered(Handler handler, std::string_view action, std::string_view subject,
                            const Register& add)
@@ -158,7 +158,8 @@ Result<> BusConnection::serveOn(EventLoop& loop)
 
 void BusConnection::setLossHandler(std::function<void()> onLoss)
 {
-    // The library itself sends this, so nobody is asked and nobody else can.
+    // The library itself sends this message, so nobody needs to be asked and nobody else can send
+    // it.
     auto watch = match("type='signal',sender='org.freedesktop.DBus.Local',"
                        "interface='org.freedesktop.DBus.Local',member='Disconnected'",
                        [onLoss = std::move(onLoss)](BusMessage&) { onLoss(); });

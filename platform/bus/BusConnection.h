@@ -14,14 +14,15 @@ namespace veltra {
 
 class EventLoop;
 
-/// Keeps something registered at a connection: a match, an object, or who waits for an answer. With
-/// it goes the handler. Move-only; may outlive the connection, on whose thread it belongs.
+/// Keeps something registered with a connection: a match, an object or the handler of a pending
+/// reply. Owns the handler. Move-only; may outlive the connection, and must be used on the
+/// connection's thread.
 class [[nodiscard]] BusSlot {
   public:
     BusSlot() = default;
     explicit BusSlot(sd_bus_slot* slot) noexcept : slot_{slot} {}
 
-    /// Leaves the registration to the connection: until the answer has come, or for good.
+    /// Hands the registration over to the connection: until the reply has come, or for good.
     void detach();
 
   private:
@@ -31,8 +32,8 @@ class [[nodiscard]] BusSlot {
     std::unique_ptr<sd_bus_slot, Unref> slot_;
 };
 
-/// A call of a method of ours. It is answered once: by what is given, or else, when the last who
-/// knows of it has let go of it, by an error.
+/// An incoming call of one of our methods. It is answered exactly once: by answer() or refuse(), or
+/// else by an error when it is destroyed.
 class BusCall {
   public:
     explicit BusCall(BusMessage call) : call_{std::move(call)} {}
@@ -44,7 +45,7 @@ class BusCall {
 
     [[nodiscard]] BusMessage& message() noexcept { return call_; }
 
-    // Who has left the bus is not told.
+    // A caller that has left the bus gets no answer.
     template <typename... Values>
     void answer(const Values&... values)
     {
@@ -60,11 +61,11 @@ class BusCall {
     BusMessage call_;
 };
 
-/// A connection to the D-Bus system bus. Everything about it belongs on one thread: that of the
-/// loop that serves it, or of whoever makes calls on it and waits. See sd-bus(3).
+/// A connection to the D-Bus system bus. Use it on one thread only: that of the loop that serves
+/// it, or the one that makes blocking calls. See sd-bus(3).
 ///
-/// The bus is looked for at its fixed address and nowhere else: an environment variable must not
-/// be able to lead a trusted program to a bus of somebody else's.
+/// The connection uses the bus's fixed address only: an environment variable must not be able to
+/// make a trusted program connect to somebody else's bus.
 class BusConnection {
   public:
     using Handler = std::function<void(BusMessage&)>;
@@ -72,66 +73,68 @@ class BusConnection {
     using Patience = std::chrono::microseconds;
     static constexpr Patience forEver = Patience::max();
 
-    /// Connects, which takes a round trip or two.
+    /// Connects; takes one or two round trips.
     [[nodiscard]] static Result<std::unique_ptr<BusConnection>> open();
 
-    /// Connects to another bus, one of a test's own for example.
+    /// Connects to another bus, for example a test's own.
     [[nodiscard]] static Result<std::unique_ptr<BusConnection>> openAt(const std::string& address);
 
     BusConnection(const BusConnection&) = delete;
     BusConnection& operator=(const BusConnection&) = delete;
     ~BusConnection();
 
-    /// The name that the bus gave this connection, ":1.42" say.
+    /// The name that the bus gave this connection, such as ":1.42".
     [[nodiscard]] const std::string& uniqueName() const noexcept { return uniqueName_; }
 
-    /// Has `loop`, which must outlive the connection, serve it from now on.
+    /// Makes `loop` serve the connection from now on. The loop must outlive the connection.
     [[nodiscard]] Result<> serveOn(EventLoop& loop);
 
-    /// Called once by the loop when the bus has gone away, after all that waited for an answer got
-    /// an error. The connection must be kept until the call has returned.
+    /// Called once by the loop when the connection to the bus is lost, after all pending calls got
+    /// an error. The connection must be kept alive until the handler has returned.
     void setLossHandler(std::function<void()> onLoss);
 
-    /// Whether something that was sent waits for the bus to take it.
+    /// Whether sent messages still wait for the bus to read them.
     [[nodiscard]] bool isSending() const;
 
-    /// A call that is still to be given its arguments and sent.
+    /// A new call; append its arguments, then send it.
     [[nodiscard]] BusMessage methodCall(const std::string& service, const std::string& path,
                                         const std::string& interface, const std::string& method);
 
-    /// Sends without wanting an answer.
+    /// Sends a message without expecting a reply.
     Result<> send(BusMessage& message);
 
-    /// Sends a call and waits for its results. An error's code is what sd-bus-errors(3) says of its
-    /// name: ENXIO for a name that nobody owns, for example.
+    /// Sends a call and waits for its results. An error's code follows sd-bus-errors(3): for
+    /// example ENXIO for a name that nobody owns.
     [[nodiscard]] Result<BusMessage> call(BusMessage& message, Patience patience = forEver);
 
-    /// Sends a call; `onAnswer` is called once with its results or an error, unless the slot is let
-    /// go of before.
+    /// Sends a call; `onAnswer` is called once with its results or an error, unless the slot is
+    /// destroyed first.
     [[nodiscard]] Result<BusSlot> call(BusMessage& message, Handler onAnswer);
 
-    /// Calls `onMatch` for what fits the rule, once the bus has agreed. See sd_bus_add_match(3).
-    /// A rule cannot tell who sends: anybody may send anything to this connection.
+    /// Calls `onMatch` for messages that match the rule, once the bus has accepted it. See
+    /// sd_bus_add_match(3). Do not rely on a rule to check the sender: anybody may send anything to
+    /// this connection.
     [[nodiscard]] Result<BusSlot> match(const std::string& rule, Handler onMatch);
 
-    /// Puts an object with an interface on the bus. `onCall` gets calls of its methods with
-    /// arguments that fit. `vtable` must stay, as a constant does, have useMethod() as its handler,
-    /// and be all of the interface.
+    /// Registers an object with an interface on the bus. `onCall` receives calls of its methods
+    /// whose arguments have the right types. `vtable` must stay valid, like a constant, use
+    /// useMethod() as its handler, and describe the complete interface.
     [[nodiscard]] Result<BusSlot> addObject(const std::string& path, const char* interface,
                                             const sd_bus_vtable* vtable, CallHandler onCall);
 
     /// The handler of every method in a vtable.
     static int useMethod(sd_bus_message* call, void* handler, sd_bus_error*) noexcept;
 
-    /// Calls `onCall` for calls of any method at any path below `prefix`. Nothing is answered.
+    /// Calls `onCall` for calls of any method on any path below `prefix`. They are not answered.
     [[nodiscard]] Result<BusSlot> addFallback(const std::string& prefix, Handler onCall);
 
     [[nodiscard]] Result<> requestName(const std::string& name);
 
-    /// The bus answers after all that it had sent here by then.
+    /// The bus replies only after everything that it had already sent to this connection.
     [[nodiscard]] Result<> releaseName(const std::string& name);
 
-    /// Deals with all that has arrived, without waiting. For when no loop does so any more.
+    /// Processes everything that has arrived, without waiting. For use when no loop serves the
+    /// connection.
     [[nodiscard]] Result<> processArrived();
 
   private:

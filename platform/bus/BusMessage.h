@@ -11,36 +11,37 @@
 
 namespace veltra {
 
-/// An error as the bus carries it.
+/// An error as it is sent over the bus.
 struct BusError {
     std::string name;
     std::string message;
 };
 
-/// A message on the bus, shared with the library: a call, an answer or a signal. It belongs on the
-/// thread of its connection. See sd-bus(3).
+/// A message on the bus, shared with the library: a call, a reply or a signal. Use it on the thread
+/// of its connection. See sd-bus(3).
 class BusMessage {
   public:
     BusMessage() = default;
 
-    /// Shares `message`, which may be null.
+    /// Takes a new reference to `message`, which may be null.
     explicit BusMessage(sd_bus_message* message) : message_{::sd_bus_message_ref(message)} {}
 
-    /// Takes over the caller's share of `message`, which may be null.
+    /// Takes over the caller's reference to `message`, which may be null.
     [[nodiscard]] static BusMessage takeOver(sd_bus_message* message);
 
     [[nodiscard]] sd_bus_message* handle() const noexcept { return message_.get(); }
 
-    // What is not in the message is empty. The texts last as long as the message.
+    // Empty if the message does not contain it. The texts are valid as long as the message.
     [[nodiscard]] std::string_view sender() const;
     [[nodiscard]] std::string_view path() const;
     [[nodiscard]] std::string_view interface() const;
     [[nodiscard]] std::string_view member() const;
 
-    /// What an answer brings in the place of results; none when it brings results.
+    /// The error that a reply contains instead of results; empty if it contains results.
     [[nodiscard]] std::optional<BusError> error() const;
 
-    /// Reads the whole content, once. False when it is not exactly of these types; see BusTypes.h.
+    /// Reads the whole content; may be called once. Returns false if it does not have exactly these
+    /// types; see BusTypes.h.
     template <typename... Values>
     [[nodiscard]] bool read(Values&... values)
     {
@@ -49,8 +50,8 @@ class BusMessage {
                (BusType<Values>::read(handle(), values) && ...);
     }
 
-    /// Adds to the content. What cannot be added, a path that is none for example, makes the
-    /// sending fail.
+    /// Appends to the content. If something cannot be appended, such as an invalid path, sending
+    /// will fail.
     template <typename... Values>
     BusMessage& append(const Values&... values)
     {
@@ -58,7 +59,7 @@ class BusMessage {
         return *this;
     }
 
-    /// Whether all that was added found its place.
+    /// Whether everything was appended successfully.
     [[nodiscard]] bool isWhole() const noexcept { return isWhole_; }
 
   private:

@@ -16,21 +16,22 @@
 
 namespace veltra {
 
-/// The path of an object on the bus, where a plain text would not do.
+/// The path of an object on the bus, for places where a plain text has the wrong type.
 struct ObjectPath {
     std::string text;
 };
 
-/// One of several types. Another one is passed over in reading, which leaves the first alternative.
+/// One of several types. When reading, a value of any other type is skipped, which leaves the first
+/// alternative.
 template <typename... Types>
 using BusVariant = std::variant<std::monostate, Types...>;
 
-/// How a type of ours stands in a message: its signature, and its way in and out. A tuple is a
-/// struct, a vector an array, a map a dictionary. See sd_bus_message_append(3).
+/// How a C++ type is represented in a message: its signature, and how it is written and read. A
+/// tuple is a struct, a vector an array, a map a dictionary. See sd_bus_message_append(3).
 template <typename T>
 struct BusType;
 
-/// The types that the library takes and gives as they are.
+/// The types that the library reads and writes directly.
 template <typename T, char Letter>
 struct BasicBusType {
     static std::string signature() { return {Letter}; }
@@ -106,7 +107,7 @@ struct BusType<ObjectPath> {
     }
 };
 
-/// The message gets a copy of the descriptor, and so does the reader.
+/// The message gets its own copy of the descriptor, and so does the reader.
 template <>
 struct BusType<Fd> {
     static std::string signature() { return {SD_BUS_TYPE_UNIX_FD}; }
@@ -278,7 +279,7 @@ struct BusType<BusVariant<Types...>> {
     }
 };
 
-/// The value under `name` in a dictionary of properties; null when there is none of that type.
+/// The value under `name` in a dictionary of properties; null if there is none of that type.
 template <typename T, typename... Types>
 T* findProperty(std::map<std::string, BusVariant<Types...>>& properties, const std::string& name)
 {

@@ -13,8 +13,8 @@ namespace {
 
 constexpr std::size_t nonceSize = 32;
 
-// Bytes that no other protocol begins with: a program that can be made to write something chosen
-// into a descriptor, a clipboard's content say, must not be answering by that.
+// Bytes that no other protocol starts with: a program that can be made to write chosen data to a
+// descriptor, such as the clipboard's content, must not answer the challenge that way.
 constexpr std::array<char, 16> tag{'\0', 'V',    'x',    'A',  'n',  's',    'w',    'e',
                                    'r',  '\x01', '\xFE', '\0', '\n', '\xC0', '\x80', '\xFF'};
 
@@ -25,8 +25,8 @@ std::string answerTo(const std::vector<std::uint8_t>& nonce, const std::string& 
     return answer + uniqueName;
 }
 
-// The sender's credentials, if nothing but them came along with the message. There is room for no
-// more, and what finds no room the kernel closes.
+// The sender's credentials, if the message came with nothing else. There is no room for anything
+// else, and the kernel closes descriptors for which there is no room.
 std::optional<ucred> onlyCredentials(msghdr& message)
 {
     const cmsghdr* header = CMSG_FIRSTHDR(&message);
@@ -48,7 +48,7 @@ Result<CallerChallenge> CallerChallenge::make()
         return Error::last("make a challenge");
     Fd ourEnd{ends[0]};
     Fd strangersEnd{ends[1]};
-    // Asked for before the other end is given away, so that no message comes without a stamp.
+    // Set before the other end is given away, so that no message arrives without a stamp.
     const int isWanted = 1;
     std::vector<std::uint8_t> nonce(nonceSize);
     if (::setsockopt(ourEnd.get(), SOL_SOCKET, SO_PASSCRED, &isWanted, sizeof isWanted) != 0 ||
@@ -93,7 +93,7 @@ void answerChallenge(const Fd& socket, const std::vector<std::uint8_t>& nonce,
     if (nonce.size() != nonceSize)
         return;
     const std::string answer = answerTo(nonce, uniqueName);
-    // Who asked sees by the silence that there was no sending.
+    // If sending fails, the service notices because no answer comes.
     static_cast<void>(
         ::send(socket.get(), answer.data(), answer.size(), MSG_NOSIGNAL | MSG_DONTWAIT));
 }

@@ -71,13 +71,13 @@ void CallerSettlement::takeCredentials(BusMessage& answer)
     }
     ++underWay;
     isCounted_ = true;
-    // Newer buses hand out the process itself, held since it connected.
+    // Newer buses provide a pidfd that they have held since the process connected.
     auto* const pidfd = setting_.takesPidfds ? findProperty<Fd>(credentials, "ProcessFD") : nullptr;
     isPinnedByBus_ = pidfd != nullptr;
     examine(pidfd ? std::move(*pidfd) : Fd{});
 }
 
-// The thread keeps the loop but not this: what it finds may come too late for anybody to care.
+// The thread keeps the loop alive but not this object: its result may come too late to be needed.
 void CallerSettlement::examine(Fd pidfd)
 {
     const PinnedProcess::Expectation expected{caller_.user, setting_.busDaemonProcess};
@@ -118,7 +118,7 @@ void CallerSettlement::takeExamined(const Examined& examined)
         askBus("NameHasOwner", &CallerSettlement::takeWhetherNameLives);
 }
 
-// As long as it does, the number that the bus gave is the number of the process that was pinned.
+// If the name still exists, the number that the bus gave is that of the pinned process.
 void CallerSettlement::takeWhetherNameLives(BusMessage& answer)
 {
     bool lives = false;

@@ -13,27 +13,27 @@
 
 namespace veltra {
 
-/// Finds out which process a name on the bus belongs to, whether it may be trusted to be the
-/// program that it runs, and whether it really is the one that speaks.
+/// Finds out which process a name on the bus belongs to, whether that process can be trusted to be
+/// the program that it runs, and whether it really is the one that sends.
 ///
-/// Nothing of it waits: what reads files goes on on a thread of its own, which a file system may
-/// hold up for ever; after `patience` the caller is refused whatever else is under way. All
-/// functions, and the handlers, are called on the loop's thread.
+/// Nothing here blocks: files are read on a separate thread, because a file system may block that
+/// thread for ever. After `patience`, the caller is refused whatever else is still going on. All
+/// functions and handlers are called on the loop's thread.
 class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
   public:
-    /// What all settlements of a listener have in common.
+    /// What all settlements of a listener share.
     struct Setting {
         std::shared_ptr<EventLoop> loop;
         BusConnection* bus = nullptr;
         pid_t busDaemonProcess = 0;
-        /// Looks at a process ahead of time. Called on a thread of its own.
+        /// Examines a process in advance. Called on a separate thread.
         std::function<void(const std::shared_ptr<const PinnedProcess>&)> examine;
-        bool takesPidfds = true; ///< uses the processes that the bus hands out, where it does
-        /// How many settlements go on for each user.
+        bool takesPidfds = true; ///< uses the pidfds that the bus provides, if it does
+        /// How many settlements are running for each user.
         std::shared_ptr<std::map<uid_t, int>> underWay;
     };
     using Process = std::shared_ptr<const PinnedProcess>;
-    /// Gets the process, or else why the caller is refused.
+    /// Receives the process, or the reason why the caller is refused.
     using Handler = std::function<void(const Process& process, const std::string& refusal)>;
 
     static constexpr std::chrono::milliseconds patience{5000};
@@ -44,7 +44,7 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
     CallerSettlement& operator=(const CallerSettlement&) = delete;
     ~CallerSettlement();
 
-    /// Begins; `onEnd` is called once, later, unless the settlement is destroyed before.
+    /// Starts; `onEnd` is called once, later, unless the settlement is destroyed first.
     void start(Handler onEnd);
 
   private:

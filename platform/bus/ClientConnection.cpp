@@ -14,10 +14,10 @@ using namespace connections;
 
 namespace {
 
-// Each takes an instance of the service that ended just then; more is no coincidence.
+// Each attempt needs an instance of the service that is just ending; more cannot be a coincidence.
 constexpr int mostAttempts = 10;
 
-// Guards the handlers of all connections, which are many; none is called under it.
+// Guards the handlers of all connections, of which there are many; no handler is called under it.
 std::mutex handlerMutex;
 
 ServiceBus::ClientNumber newNumber()
@@ -26,7 +26,7 @@ ServiceBus::ClientNumber newNumber()
     return ++last;
 }
 
-// Whether the error says that the service has not seen the call.
+// Whether the error means that the service has not seen the call.
 bool isUnseen(const BusError& error)
 {
     return error.name == unknownObjectError;
@@ -34,7 +34,7 @@ bool isUnseen(const BusError& error)
 
 } // namespace
 
-/// What a connection is on the bus's thread, which is the only one to use it but for the handler.
+/// A connection's state on the bus's thread, the only thread that uses it, except for the handler.
 class ClientConnection::Link : public ServiceBusClient, public std::enable_shared_from_this<Link> {
   public:
     Link(ServiceBus& bus, const char* service) : bus_{bus}, service_{service} {}
@@ -73,7 +73,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
 
     [[nodiscard]] std::string_view service() const override { return service_; }
 
-    // Calls that the instance has not seen go to the next one.
+    // Calls that the instance has not seen are sent to the next one.
     void ownerChanged(const std::string& owner) override
     {
         if (serverName_.empty() || owner == serverName_)
@@ -182,7 +182,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
 
     void transmit(const Queued& queued, const ServiceBus::CallUnderWay& underWay)
     {
-        // The instance may have ended while there was no room.
+        // The instance may have ended while the call waited for room.
         if (serverPath_.empty()) {
             queue_.push_back(queued);
             flush();
@@ -274,7 +274,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     bool isInvalid_ = false;
     int openAttempts_ = 0;
     int callsUnderWay_ = 0;
-    std::string serverPath_; // empty while not opened, and when the bus is gone; as is:
+    std::string serverPath_; // empty while not opened, and when the bus is gone, like:
     std::string serverName_;
     std::vector<Queued> queue_;
 };
@@ -289,7 +289,7 @@ ClientConnection::~ClientConnection()
     if (!link_)
         return;
     link_->setInvalidationHandler({});
-    // The link goes on the bus's thread, whose objects it has.
+    // The link must be destroyed on the bus's thread, because its objects belong there.
     ServiceBus& bus = link_->bus();
     bus.post([link = std::move(link_)] { link->letGo(); });
 }

@@ -8,33 +8,33 @@
 
 namespace veltra {
 
-/// A call of a service's method. It is sent again when the instance of the service that it was sent
-/// to ended without having seen it.
+/// A call of a service's method. It is sent again if the service's instance that it was sent to
+/// ended without having seen it.
 struct ServiceCall {
     const char* interface;
     const char* method;
-    std::function<void(BusMessage&)> appendArguments; ///< empty when there are none
+    std::function<void(BusMessage&)> appendArguments; ///< empty if there are none
     std::function<void(BusMessage&)> takeResults;
-    std::function<void()> fail; ///< there will be no results
+    std::function<void()> fail; ///< called when there will be no results
 };
 
-/// A connection to a service on the system bus, as its client has it.
+/// A client's connection to a service on the system bus.
 ///
-/// It is opened by the first call, and invalidated once: by invalidate(), when the service refuses
-/// it, when the service's instance ends or when the bus goes away. Functions may be called from
-/// any thread and never wait; handlers, the receiver and answers are called on the bus's
-/// thread. A connection that is let go of ends, when the last answer that it owes has come,
-/// without its handler being called.
+/// The first call opens it. It is invalidated once: by invalidate(), when the service refuses it,
+/// when the service's instance ends, or when the bus goes away. All functions may be called from
+/// any thread and never wait; handlers, the receiver and results are called on the bus's thread. A
+/// connection that is released ends when the last pending reply has come, without a call of its
+/// handler.
 class ClientConnection {
   public:
     class Link;
 
-    /// Takes a call that the service's present instance made at the client's object. Called on the
-    /// bus's thread.
+    /// Receives a call that the service's current instance made on the client's object. Called on
+    /// the bus's thread.
     using Receiver = std::function<void(BusMessage& call)>;
 
-    /// `name` must stay, as a constant does, and `bus` must outlive the connection's thread of
-    /// calls, as the shared one does.
+    /// `name` must stay valid, like a constant. `bus` must outlive the thread on which the
+    /// connection's calls run, as the shared bus does.
     [[nodiscard]] static ClientConnection
     initWithMachServiceName(const char* name, ServiceBus& bus = ServiceBus::shared());
 
@@ -42,13 +42,13 @@ class ClientConnection {
     ClientConnection& operator=(ClientConnection&&) = delete;
     ~ClientConnection();
 
-    /// Before resume().
+    /// Call it before resume().
     void setExportedObject(Receiver takeCall);
 
-    /// Empty for none. A handler that is being called is not waited for.
+    /// May be empty. Does not wait for a handler that is running.
     void setInvalidationHandler(std::function<void()> handler);
 
-    /// Calls are sent from now on; earlier ones have waited.
+    /// Calls are sent from now on; earlier ones have been queued.
     void resume();
 
     void invalidate();

@@ -7,23 +7,23 @@ namespace veltra::connections {
 
 // The connection layer's own two interfaces; see docs/protocol.md.
 
-/// At the service's root object: opens and closes connections.
+/// On the service's root object: opens and closes connections.
 inline constexpr const char* connectionsInterface = "com.veltra.agentMonitor.Connections";
-/// At every client: lets the service find out which process it talks to.
+/// On every client: lets the service find out which process it talks to.
 inline constexpr const char* peerInterface = "com.veltra.agentMonitor.Peer";
 inline constexpr const char* peerPath = "/com/veltra/agentMonitor/peer";
 
 inline constexpr const char* busName = "org.freedesktop.DBus";
 inline constexpr const char* busPath = "/org/freedesktop/DBus";
 
-/// The caller is not let in. The message says what the connection layer found, if it was that.
+/// The caller is refused. The message gives the reason if the connection layer found it.
 inline constexpr const char* refusedError = "com.veltra.agentMonitor.Error.Refused";
-/// What was asked for could not be done.
+/// The request could not be carried out.
 inline constexpr const char* failedError = "com.veltra.agentMonitor.Error.Failed";
-/// Nothing knows this path, so nothing was done.
+/// There is no object at this path, so nothing was done.
 inline constexpr const char* unknownObjectError = "org.freedesktop.DBus.Error.UnknownObject";
 
-/// The path of a service's root object: its name with slashes.
+/// The path of a service's root object: its name with slashes instead of dots.
 inline std::string rootPath(const std::string& serviceName)
 {
     std::string path = "/" + serviceName;

@@ -9,7 +9,7 @@ namespace veltra {
 namespace {
 
 // Id, description, message, vendor, its address, icon; what is allowed without a session, in an
-// inactive and in an active one; annotations.
+// inactive session and in an active one; annotations.
 using ActionOnTheBus =
     std::tuple<std::string, std::string, std::string, std::string, std::string, std::string,
                std::uint32_t, std::uint32_t, std::uint32_t, std::map<std::string, std::string>>;

@@ -10,38 +10,38 @@
 
 namespace veltra {
 
-/// An action as polkit tells it. See the interface org.freedesktop.PolicyKit1.Authority in polkit's
-/// reference manual.
+/// An action as described by polkit. See the interface org.freedesktop.PolicyKit1.Authority in
+/// polkit's reference manual.
 struct PolkitAction {
     std::string id;
     std::string description;
-    std::string message; ///< what the dialog shows
+    std::string message; ///< shown in the dialog
     std::string vendor;
-    std::uint32_t allowedAnyone = 0; ///< without a session; the numbers are polkit's own
+    std::uint32_t allowedAnyone = 0; ///< without a session; the numbers are defined by polkit
     std::uint32_t allowedInactive = 0;
     std::uint32_t allowedActive = 0;
     std::map<std::string, std::string> annotations;
 
-    /// The annotation of that name; none is null.
+    /// The annotation with that name; null if there is none.
     [[nodiscard]] const std::string* annotation(const std::string& name) const;
 };
 
-/// A right is stored as an action with these annotations: its own name, which an action's cannot
-/// hold, and its definition, in JSON.
+/// A right is stored as an action with these annotations: its name, which an action's id cannot
+/// contain, and its definition, in JSON.
 inline constexpr const char* rightNameAnnotation = "com.veltra.right.name";
 inline constexpr const char* rightDefinitionAnnotation = "com.veltra.right.definition";
 
-/// The id of the action that stands for a right.
+/// The id of the action that represents a right.
 [[nodiscard]] std::string polkitActionId(std::string right);
 
-/// A call of polkit's that has yet to be given its arguments.
+/// A new call to polkit; append its arguments, then send it.
 [[nodiscard]] BusMessage polkitCall(BusConnection& bus, const std::string& method);
 
-/// All actions that polkit knows now, with the texts of the given locale.
+/// All actions that polkit currently knows, with their texts in the given locale.
 [[nodiscard]] Result<std::vector<PolkitAction>>
 polkitActions(BusConnection& bus, BusConnection::Patience patience, const std::string& locale = {});
 
-/// What a call of polkit's that was answered in another form than its own has failed with.
+/// The error for a reply from polkit that does not have the expected form.
 [[nodiscard]] Error polkitMisunderstood(const std::string& method);
 
 } // namespace veltra

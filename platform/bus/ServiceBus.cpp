@@ -21,10 +21,10 @@ using namespace connections;
 
 namespace {
 
-// The bus of Debian 12 lets a connection wait for 128 answers.
+// The bus of Debian 12 allows a connection 128 pending replies.
 constexpr int mostCallsUnderWay = 64;
 
-// What follows, behind a slash, is the client's number.
+// The client's number follows, after a slash.
 constexpr const char* clientsPath = "/com/veltra/agentMonitor/client";
 
 std::shared_ptr<EventLoop> makeLoop()
@@ -68,7 +68,7 @@ ServiceBus::~ServiceBus()
 {
     loop_->stop();
     thread_.join();
-    // Those who wait for answers tell of their end.
+    // The pending calls report the loss themselves.
     connection_.reset();
 }
 
@@ -101,7 +101,7 @@ Result<> ServiceBus::exportObjects(BusConnection& bus)
                               [this](BusCall call) { prove(call.message()); });
     if (!peer)
         return peer.error();
-    // An object for each client would cost each of them a kilobyte.
+    // An object for each client would cost a kilobyte each.
     auto calls = bus.addFallback(clientsPath, [this](BusMessage& call) { called(call); });
     if (!calls)
         return calls.error();
@@ -145,7 +145,8 @@ Result<> ServiceBus::watchOwnerOf(const std::string& service)
         std::string changed;
         std::string previous;
         std::string owner;
-        // Anybody may send us one that looks like it. A copy, as clients may be added meanwhile.
+        // Anybody can send us such a signal, hence the check. A copy, because clients may be added
+        // meanwhile.
         if (signal.sender() == busName && signal.read(changed, previous, owner) &&
             changed == service)
             ownerChanged(Clients{clients_}, service, owner);
@@ -183,7 +184,7 @@ void ServiceBus::whenThereIsRoom(std::function<void(CallUnderWay)> send)
 
 void ServiceBus::sendWaiting()
 {
-    // Later, so that calls that fail at once do not pile up on the stack.
+    // Deferred, so that calls that fail at once do not pile up on the stack.
     const auto end = [this](std::nullptr_t) {
         --callsUnderWay_;
         if (!waiting_.empty())

@@ -16,7 +16,7 @@
 
 namespace veltra {
 
-/// What a connection to a service is told by the bus, on the bus's thread.
+/// Receives what the bus reports about a connection to a service, on the bus's thread.
 class ServiceBusClient {
   public:
     ServiceBusClient() = default;
@@ -27,22 +27,23 @@ class ServiceBusClient {
     /// The name of the service that it is a client of.
     [[nodiscard]] virtual std::string_view service() const = 0;
 
-    /// The service got another owner, or none, as when the bus goes away: the owner's unique name,
-    /// or an empty one.
+    /// The service's name has a new owner (its unique name) or none (an empty text), for example
+    /// when the bus goes away.
     virtual void ownerChanged(const std::string& owner) = 0;
 
-    /// Somebody called a method at the client's path, which may be anybody whom the bus lets.
+    /// Somebody called a method on the client's path; this may be anybody whom the bus permits.
     virtual void called(BusMessage& call) = 0;
 };
 
-/// A program's one connection to the system bus and the thread that serves it, for any number of
+/// A program's single connection to the system bus and the thread that serves it, for any number of
 /// connections to services.
 ///
-/// A bus that goes away is connected to again when it is needed. Services of root that the program
-/// talks to are told through the bus, when they ask, which process it is.
+/// If the bus goes away, the program connects again when it needs the bus. When services that root
+/// owns and that the program talks to ask for it, the program proves to them through the bus which
+/// process it is.
 class ServiceBus {
   public:
-    /// The program's. Made at first use, ended at exit.
+    /// The program's instance. Created on first use, destroyed at exit.
     [[nodiscard]] static ServiceBus& shared();
 
     ServiceBus();
@@ -50,26 +51,27 @@ class ServiceBus {
     ServiceBus& operator=(const ServiceBus&) = delete;
     ~ServiceBus();
 
-    /// Runs `work` on the thread, soon. From any thread; all else is for that thread.
+    /// Runs `work` on the thread, soon. May be called from any thread; all other functions only on
+    /// the bus's thread.
     void post(EventLoop::Handler work) { loop_->post(std::move(work)); }
 
-    /// The bus; null when it cannot be reached now.
+    /// The bus; null if it cannot be reached now.
     [[nodiscard]] BusConnection* connection();
 
-    /// Where calls for a client arrive.
+    /// Identifies the client that a call is for.
     using ClientNumber = std::uint64_t;
     [[nodiscard]] static std::string pathOfClient(ClientNumber number);
 
-    /// Tells `client` what concerns it for as long as it lives and the bus does not go away. To be
-    /// asked for only while there is a connection.
+    /// Reports to `client` what concerns it, for as long as it lives and the bus does not go away.
+    /// Call it only while there is a connection.
     [[nodiscard]] Result<> add(ClientNumber number,
                                const std::shared_ptr<ServiceBusClient>& client);
 
-    /// Counts as a call that waits for its answer, for as long as anybody has it.
+    /// Counts as one pending call for as long as a copy of it exists.
     using CallUnderWay = std::shared_ptr<void>;
 
-    /// Runs `send` as soon as one more call may wait for its answer. The bus has a limit to that;
-    /// nothing is lost when more calls are made at once.
+    /// Runs `send` as soon as one more call may be pending. The bus limits that number; further
+    /// calls are queued, not lost.
     void whenThereIsRoom(std::function<void(CallUnderWay)> send);
 
   private:

@@ -20,7 +20,7 @@ void ServiceConnection::resume()
 
 std::optional<BusError> ServiceConnection::objection(const BusMessage& call) const
 {
-    // Paths can be guessed.
+    // Paths can be guessed, so the sender must be checked.
     if (call.sender() != remote_.name)
         return BusError{connections::refusedError, "this connection is somebody else's"};
     if (const auto change = process_->change())

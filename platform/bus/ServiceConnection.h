@@ -10,20 +10,19 @@
 
 namespace veltra {
 
-/// One of the connections that clients have to a service, as the service sees it.
+/// A connection from a client to a service, on the service's side.
 ///
 /// A connection is a pair of object paths: the service's object, which only this client may call,
-/// and the client's, which the service sends to. Everything about it belongs on the thread of the
-/// listener's loop.
+/// and the client's, which the service sends to. Use it on the thread of the listener's loop only.
 class ServiceConnection : public std::enable_shared_from_this<ServiceConnection> {
   public:
-    /// Where an object is reached, or is to be put.
+    /// Where an object is, or is to be registered.
     struct Place {
         std::shared_ptr<BusConnection> bus;
-        std::string name; ///< the unique name of the program that has it
+        std::string name; ///< the unique name of the program that owns it
         std::string path;
     };
-    /// Puts the service's object at its place. The connection lets go of it when it ends.
+    /// Registers the service's object at its path. The connection removes the object when it ends.
     using Export = std::function<BusSlot(const ServiceConnection&)>;
 
     ServiceConnection(std::shared_ptr<const PinnedProcess> process, Place exported, Place remote);
@@ -40,21 +39,21 @@ class ServiceConnection : public std::enable_shared_from_this<ServiceConnection>
     [[nodiscard]] const Place& exportedObject() const noexcept { return exported_; }
     [[nodiscard]] const Place& remoteObject() const noexcept { return remote_; }
 
-    /// Both are set before resume().
+    /// Set both before resume().
     void setExportedObject(Export makeObject) { makeObject_ = std::move(makeObject); }
     void setInvalidationHandler(std::function<void()> handler) { onEnd_ = std::move(handler); }
 
     /// Lets the client call the exported object.
     void resume();
 
-    /// Why `call` is not to be served; none when it was sent by this client, whose process still is
-    /// what it was when it was let in. To be asked first in every call of the exported object.
+    /// Why `call` must not be served; empty if it was sent by this client and the client's process
+    /// has not changed since it was accepted. Check it first in every call of the exported object.
     [[nodiscard]] std::optional<BusError> objection(const BusMessage& call) const;
 
-    /// Takes the exported object away.
+    /// Removes the exported object.
     void withdraw();
 
-    /// Takes the exported object away and calls the invalidation handler, once.
+    /// Removes the exported object and calls the invalidation handler, once.
     void invalidate();
 
   private:

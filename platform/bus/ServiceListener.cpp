@@ -14,7 +14,7 @@ using namespace connections;
 
 namespace {
 
-// Of one program, those that wait to be opened included.
+// For each program, including those that wait to be opened.
 constexpr std::size_t mostConnections = 4096;
 
 const std::array<sd_bus_vtable, 4> rootMethods{
@@ -105,13 +105,13 @@ void ServiceListener::flush()
 {
     if (!bus_)
         return;
-    // The bus deals with what it is sent in that order.
+    // The bus handles its messages in order, so its reply shows that it has read all earlier ones.
     auto question = bus_->methodCall(busName, busPath, busName, "GetId");
     if (const auto answer = bus_->call(question, std::chrono::seconds{1}); !answer)
         SystemLog::log({"the bus does not answer at the end: ", answer.error().message()});
 }
 
-// Who waits to be let in has not been served either.
+// Clients that wait to be accepted have not been served either.
 void ServiceListener::withdrawAll()
 {
     for (auto& [name, client] : std::exchange(clients_, {})) {
@@ -122,7 +122,7 @@ void ServiceListener::withdrawAll()
     }
 }
 
-// One match for all clients: the bus allows a connection 512.
+// One match for all clients, because the bus allows a connection only 512.
 Result<> ServiceListener::watchClients()
 {
     const std::string departures = std::string{"type='signal',sender='"} + busName +
@@ -132,7 +132,7 @@ Result<> ServiceListener::watchClients()
         std::string name;
         std::string previous;
         std::string owner;
-        // Anybody may send us one that looks like it.
+        // Anybody can send us such a signal.
         if (signal.sender() == busName && signal.read(name, previous, owner))
             forget(name);
     });

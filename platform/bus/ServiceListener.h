@@ -17,7 +17,7 @@ namespace veltra {
 
 class ServiceListener;
 
-/// Who decides about a service's new connections.
+/// Decides about a service's new connections.
 class ServiceListenerDelegate {
   public:
     ServiceListenerDelegate() = default;
@@ -25,20 +25,20 @@ class ServiceListenerDelegate {
     ServiceListenerDelegate& operator=(const ServiceListenerDelegate&) = delete;
     virtual ~ServiceListenerDelegate() = default;
 
-    /// Whether to accept the connection of a process that has proved who it is. One that is
-    /// accepted has been given its handlers and resumed. Called on the loop's thread.
+    /// Whether to accept the connection of a process whose identity has been proved. An accepted
+    /// connection must have been given its handlers and resumed. Called on the loop's thread.
     virtual bool listener(ServiceListener& listener,
                           const std::shared_ptr<ServiceConnection>& shouldAcceptNewConnection) = 0;
 };
 
 /// The endpoint of a service that has a name on the system bus.
 ///
-/// Everything about it belongs on the thread of its loop. See docs/protocol.md for what clients
-/// send, and docs/security.md for what they prove before the delegate hears of them.
+/// Use it on the thread of its loop only. See docs/protocol.md for what clients send, and
+/// docs/security.md for what they prove before the delegate is asked about them.
 class ServiceListener {
   public:
-    /// Looks at a process before the delegate is asked about it, on a thread of its own: for what
-    /// takes long. Another thread may do so at the same time.
+    /// Examines a process before the delegate is asked about it, on a separate thread because it
+    /// may take long. Several threads may do so at the same time.
     using Examination = std::function<void(const CallerSettlement::Process&)>;
 
     ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName);
@@ -46,33 +46,33 @@ class ServiceListener {
     ServiceListener& operator=(const ServiceListener&) = delete;
     ~ServiceListener();
 
-    /// All are set before resume(). The delegate must outlive the listener.
+    /// Set all of these before resume(). The delegate must outlive the listener.
     void setDelegate(ServiceListenerDelegate* delegate) noexcept { delegate_ = delegate; }
     void setExamination(Examination examine) { examine_ = std::move(examine); }
-    /// Whether to use the processes that the bus hands out, where it does; so unless said
-    /// otherwise.
+    /// Whether to use the pidfds that the bus provides, if it does. The default is true.
     void setTakesPidfds(bool takes) noexcept { takesPidfds_ = takes; }
     /// Called once when the bus has gone away, after all connections are invalidated.
     void setInvalidationHandler(std::function<void()> handler) { onLoss_ = std::move(handler); }
 
-    /// Takes the service's name and serves from then on. Fails when there is no bus, or it does
-    /// not grant the name.
+    /// Acquires the service's name and serves from then on. Fails if there is no bus or it does not
+    /// grant the name.
     [[nodiscard]] Result<> resume();
 
     /// The bus that resume() has connected to.
     [[nodiscard]] const std::shared_ptr<BusConnection>& bus() const noexcept { return bus_; }
 
-    /// Gives the name back, and has everything that the bus had sent here until then answered by
-    /// its not being known here: the senders ask the service's next instance. Connections end
-    /// without their handlers being called; replies that are still owed can still be sent.
+    /// Releases the name and has everything that the bus had sent here until then answered with an
+    /// unknown object error, so that the senders ask the service's next instance. Connections end
+    /// without their handlers being called; pending replies can still be sent.
     void end();
 
-    /// Waits until the bus has read all that was sent, a second at most. A bus that has more to
-    /// say to a connection may throw away what it has not read of it by the time it is closed.
+    /// Waits until the bus has read everything that was sent, for a second at most. When a
+    /// connection is closed, a bus that still has messages for it may discard what it has not read
+    /// from it.
     void flush();
 
   private:
-    /// A client that waits for a connection to be opened.
+    /// A client's request that waits for a connection to be opened.
     struct Waiting {
         BusCall call;
         std::string remotePath;
@@ -110,7 +110,7 @@ class ServiceListener {
     BusSlot departures_;
     BusSlot root_;
     std::map<std::string, Client> clients_; // by their unique names
-    std::uint64_t instance_;                // an earlier instance's paths must not be this one's
+    std::uint64_t instance_;                // makes paths of earlier instances invalid in this one
     std::uint64_t lastPath_ = 0;
 };
 

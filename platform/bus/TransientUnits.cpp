@@ -21,7 +21,7 @@ constexpr const char* serviceInterface = "org.freedesktop.systemd1.Service";
 constexpr const char* propertiesInterface = "org.freedesktop.DBus.Properties";
 
 using Words = std::vector<std::string>;
-// The program, its words with its name in front, and how they are meant.
+// The program, its arguments including its name, and flags.
 using Command = std::tuple<std::string, Words, Words>;
 using Property =
     std::tuple<std::string, BusVariant<bool, std::string, Words, std::vector<Command>, Fd>>;
@@ -40,7 +40,7 @@ std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
 {
     Words words{task.launchPath};
     words.insert(words.end(), task.arguments.begin(), task.arguments.end());
-    // What systemd would tell the program of itself.
+    // Variables with which systemd would tell the program about itself.
     const Words unset{
         "INVOCATION_ID",         "JOURNAL_STREAM", "SYSTEMD_EXEC_PID", "MEMORY_PRESSURE_WATCH",
         "MEMORY_PRESSURE_WRITE", "USER",           "LOGNAME",          "SHELL"};
@@ -56,7 +56,7 @@ std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
     set("StandardOutputFileDescriptor", std::move(output));
     set("StandardErrorFileDescriptor", std::move(error));
     set("CollectMode", std::string{"inactive-or-failed"});
-    // What it leaves running is its own affair.
+    // Processes that the program leaves behind are not ours to end.
     set("KillMode", std::string{"process"});
     // Keeps the unit until it was asked how it ended.
     set("AddRef", true);
@@ -93,14 +93,14 @@ Result<> TransientUnits::listen()
     if (!watch)
         return watch.error();
     changes_ = std::move(watch.value());
-    // Nobody is told of changes otherwise. It is done before anything that is sent later.
+    // Without this, systemd sends no signals about changes. It takes effect before any later call.
     auto subscription = bus_.methodCall(systemdName, managerPath, managerInterface, "Subscribe");
     return bus_.send(subscription);
 }
 
 Result<> TransientUnits::launch(const Task& task, std::function<void(const std::string&)> onFailure)
 {
-    // systemd would tell only the program's exit status of that.
+    // systemd would only report this as an exit status of the program.
     if (::access(task.launchPath.c_str(), X_OK) != 0)
         return Error::last("start", task.launchPath);
     const auto streams = std::make_shared<TaskStreams>(task.standardOutput, task.standardError);
@@ -150,7 +150,7 @@ void TransientUnits::takeChange(const std::string& path, Properties changed)
     const auto* const status = findProperty<std::int32_t>(changed, "ExecMainStatus");
     const auto* const result = findProperty<std::string>(changed, "Result");
     if (ended && *ended != 0 && status) {
-        // The exit status or the signal, whichever it was; see waitid(2).
+        // The exit status or the signal number, depending on how it ended; see waitid(2).
         if (const auto unit = take(path))
             unit->terminationHandler(*status);
     } else if (result && *result != "success") {
@@ -172,7 +172,7 @@ std::optional<TransientUnits::Unit> TransientUnits::take(const std::string& path
     Unit unit = std::move(found->second);
     units_.erase(found);
     auto release = bus_.methodCall(systemdName, managerPath, managerInterface, "UnrefUnit");
-    // It may be gone already.
+    // The unit may already be gone.
     static_cast<void>(bus_.send(release.append(unit.name)));
     return unit;
 }

@@ -15,24 +15,24 @@
 
 namespace veltra {
 
-/// Runs programs as units of systemd's own, so that nothing that confines this process confines
-/// them. Everything belongs on the thread that serves the bus. See org.freedesktop.systemd1(5).
+/// Runs programs as separate systemd units, so that this process's confinement does not apply to
+/// them. Use it on the thread that serves the bus. See org.freedesktop.systemd1(5).
 class TransientUnits {
   public:
-    /// Whether systemd runs this machine; see sd_booted(3).
+    /// Whether systemd is the init system of this machine; see sd_booted(3).
     [[nodiscard]] static bool areAvailable();
 
-    /// Fails when systemd cannot be listened to. `loop` and `bus` must outlive this, and `loop`
-    /// serve `bus`.
+    /// Fails if systemd's signals cannot be received. `loop` and `bus` must outlive this object,
+    /// and `loop` must serve `bus`.
     [[nodiscard]] static Result<std::unique_ptr<TransientUnits>> open(EventLoop& loop,
                                                                       BusConnection& bus);
     TransientUnits(const TransientUnits&) = delete;
     TransientUnits& operator=(const TransientUnits&) = delete;
     ~TransientUnits() = default;
 
-    /// Starts the task's program as launch() does, but as a unit: with /dev/null as its input, and
-    /// nothing in its environment but what the task says. Whatever keeps it from being started is
-    /// an error here, or else given to `onFailure` later, instead of a termination.
+    /// Starts the task's program like launch(), but as a unit: with /dev/null as its input and only
+    /// the task's environment. A failure to start is returned here as an error, or passed to
+    /// `onFailure` later, instead of a termination.
     [[nodiscard]] Result<> launch(const Task& task,
                                   std::function<void(const std::string&)> onFailure);
 
