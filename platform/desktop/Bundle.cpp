@@ -15,7 +15,7 @@ namespace veltra {
 
 namespace {
 
-/// The names that catalogues of a language may bear, the most exact first: of "de-Latn-AT" these
+/// The names that a language's catalogues may have, the most specific first: for "de-Latn-AT" these
 /// are "de_Latn_AT", "de-Latn-AT", "de_Latn", "de-Latn" and "de".
 QStringList catalogueLanguages(const QString& language)
 {

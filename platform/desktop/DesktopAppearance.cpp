@@ -44,7 +44,7 @@ int DesktopAppearance::settingChanged(sd_bus_message* signal, void* self,
     return 0;
 }
 
-// The value is a number in a variant; in the answer that variant is in another.
+// The value is a number in a variant; in the reply that variant is inside another.
 void DesktopAppearance::take(sd_bus_message* message) const
 {
     const char* contents = nullptr;

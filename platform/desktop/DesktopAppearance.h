@@ -7,15 +7,15 @@
 
 namespace veltra {
 
-/// Whether the user wants dark windows, as the desktop tells it to programs of every toolkit: the
-/// setting "color-scheme" of "org.freedesktop.appearance" in the desktop portal's settings.
+/// Whether the user wants dark windows, from the setting that desktops provide for programs of
+/// every toolkit: "color-scheme" of "org.freedesktop.appearance" in the desktop portal's settings.
 /// Main thread only.
 class DesktopAppearance {
   public:
     enum class ColorScheme { noPreference, dark, light };
 
-    /// Asks the desktop without waiting, and calls `onChange`, which must not throw, with its
-    /// answer and again whenever the user changes the setting; never where no desktop answers.
+    /// Asks the desktop without waiting. Calls `onChange`, which must not throw, with the answer
+    /// and again whenever the user changes the setting; never if no desktop answers.
     explicit DesktopAppearance(std::function<void(ColorScheme)> onChange);
     DesktopAppearance(const DesktopAppearance&) = delete;
     DesktopAppearance& operator=(const DesktopAppearance&) = delete;

@@ -22,14 +22,14 @@ class DistributedNotificationCenter::Registration::Listener {
   private:
     static int deliver(sd_bus_message* message, void* context, sd_bus_error*) noexcept
     {
-        // A copy, since the handler may end its own registration and so destroy this object.
+        // A copy, because the handler may end its own registration and so destroy this object.
         const auto handler = static_cast<const Listener*>(context)->handler_;
         try {
             handler(QString::fromUtf8(sd_bus_message_get_member(message)));
         } catch (const std::exception& error) {
             SystemLog::logThrown(error);
         }
-        // Other observers of the same name are called as well.
+        // Other observers of the same name must be called too.
         return 0;
     }
 

@@ -9,16 +9,16 @@ namespace veltra {
 
 /// Notifications between the programs of one user's session.
 ///
-/// A notification is a signal on the D-Bus session bus: its member is the notification's name,
-/// its interface "com.veltra.DistributedNotification", its path and arguments are not looked at.
-/// To post one:
+/// A notification is a signal on the D-Bus session bus: its member is the notification's name, its
+/// interface is "com.veltra.DistributedNotification", and its path and arguments are ignored. To
+/// post one:
 ///
 ///     dbus-send --session --type=signal / com.veltra.DistributedNotification.NAME
 ///
 /// Main thread only.
 class DistributedNotificationCenter {
   public:
-    /// Keeps an observer registered; destroying it ends that.
+    /// Keeps an observer registered until it is destroyed.
     class [[nodiscard]] Registration {
       public:
         class Listener;
@@ -32,8 +32,8 @@ class DistributedNotificationCenter {
         std::unique_ptr<Listener> listener_;
     };
 
-    /// Calls `handler` with the name on the main thread whenever a program of the session posts a
-    /// notification called `name`. Without a session bus that never happens; none is started.
+    /// Calls `handler` with the name on the main thread whenever a program in the session posts a
+    /// notification called `name`. Without a session bus, that never happens; none is started.
     static Registration addObserver(const QString& name, std::function<void(QString)> handler);
 };
 

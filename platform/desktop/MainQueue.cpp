@@ -23,14 +23,14 @@ namespace {
 
 using Work = std::function<void()>;
 
-// More work than this in one turn would keep input and painting waiting.
+// More work than this in one event loop iteration would delay input and painting.
 constexpr std::size_t mostPerTurn = 64;
 
 /// The waiting work, the descriptor that is readable as long as there is any, and who may run it.
 ///
-/// The descriptor wakes the event loop instead of a posted event: so nothing but this class's own
-/// lock hands work from one thread to the other. It stays readable until the last piece of work
-/// is taken, so an event loop that a piece of work runs inside itself goes on with the others.
+/// A descriptor wakes the event loop, not a posted event, so that only this class's own lock passes
+/// work between threads. It stays readable until the last piece of work is taken, so an event loop
+/// that is started by a piece of work continues with the others.
 class Queue {
   public:
     void open()
@@ -112,7 +112,7 @@ Queue& queue()
     return instance;
 }
 
-/// What a thread in runAndWait() waits for.
+/// The outcome that a thread in runAndWait() waits for.
 class Outcome {
   public:
     enum class Kind { pending, done, dropped };
@@ -122,7 +122,7 @@ class Outcome {
         const std::lock_guard lock{mutex_};
         kind_ = kind;
         error_ = std::move(error);
-        // Told under the lock: once it is free, the waiting thread may destroy this object.
+        // Notified under the lock: once it is free, the waiting thread may destroy this object.
         settled_.notify_one();
     }
 
@@ -143,7 +143,7 @@ class Outcome {
     std::exception_ptr error_;
 };
 
-/// Work that a thread waits for; settles the outcome also when it is dropped without having run.
+/// Work that a thread waits for; sets the outcome even if it is dropped without having run.
 class AwaitedWork {
   public:
     AwaitedWork(const Work& work, Outcome& outcome) : work_{work}, outcome_{&outcome} {}
@@ -158,8 +158,8 @@ class AwaitedWork {
 
     void run()
     {
-        // The exception is let go of here before the other thread learns of it, so that it is
-        // never used by both.
+        // This thread releases the exception before the other thread learns of it, so that both
+        // never use it at the same time.
         std::exception_ptr error;
         try {
             work_();
@@ -185,7 +185,7 @@ void runLogged(const Work& work)
     }
 }
 
-// Work that is posted meanwhile has its turn later, or else it could keep the loop from turning.
+// Work that is posted meanwhile waits for the next iteration; otherwise it could block the loop.
 void runTurn()
 {
     std::size_t remaining = std::min(queue().size(), mostPerTurn);
@@ -216,7 +216,7 @@ void attachToApplication()
     qAddPostRoutine(detach);
 }
 
-// Makes the queue on the thread that the process begins with.
+// Creates the queue on the process's initial thread.
 [[maybe_unused]] const Queue& madeAtStart = queue();
 
 } // namespace

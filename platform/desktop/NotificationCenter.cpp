@@ -14,7 +14,7 @@ namespace veltra {
 
 namespace {
 
-// Read as it lies in the variant: a conversion would look at the object, which may be gone.
+// Read directly from the variant: a conversion would access the object, which may be gone.
 const QObject* objectIn(const QVariant& variant)
 {
     if (!variant.metaType().flags().testFlag(QMetaType::PointerToQObject))
@@ -24,17 +24,17 @@ const QObject* objectIn(const QVariant& variant)
 
 } // namespace
 
-/// One registered handler. What changes after its making is guarded by its Observers.
+/// One registered handler. Members that change after its creation are guarded by its Observers.
 struct NotificationCenter::Registration::Observer {
     QString name;
     const QObject* sender;
     Handler handler;
     bool isEnded = false;
-    std::vector<std::thread::id> threadsInside{}; // one entry for each call under way
+    std::vector<std::thread::id> threadsInside{}; // one entry for each running call
 };
 
-/// The observers in the order of their registration, with the lock that guards them. No handler
-/// is called, and none destroyed, under the lock.
+/// The observers in the order of their registration, with the lock that guards them. No handler is
+/// called or destroyed under the lock.
 class NotificationCenter::Registration::Observers {
   public:
     void add(const std::shared_ptr<Observer>& observer)
@@ -94,7 +94,8 @@ class NotificationCenter::Registration::Observers {
     void leave(Observer& observer)
     {
         const std::lock_guard lock{mutex_};
-        // One entry only: the handler may be inside itself, by a post of its own.
+        // Removes only one entry: the handler may be running twice on this thread, if it posts
+        // itself.
         const auto entry = std::ranges::find(observer.threadsInside, std::this_thread::get_id());
         observer.threadsInside.erase(entry);
         left_.notify_all();
@@ -162,7 +163,7 @@ NotificationCenter::addObserver(const QString& name, const QObject* sender, Hand
 void NotificationCenter::postNotificationName(const QString& name, const QVariant& object,
                                               const QVariantMap& userInfo)
 {
-    // Kept apart from this object, which a handler may destroy.
+    // A copy, because a handler may destroy this object.
     const auto observers = observers_;
     const Notification notification{name, object, userInfo};
     for (const auto& observer : observers->matching(name, objectIn(object)))

@@ -10,19 +10,18 @@
 
 namespace veltra {
 
-/// What an observer is handed.
+/// What an observer receives.
 struct Notification {
     QString name;
-    QVariant object;      ///< the sender as a QObject*, or a value; invalid when there is none
-    QVariantMap userInfo; ///< empty when there is none
+    QVariant object;      ///< the sender as a QObject*, or a value; invalid if there is none
+    QVariantMap userInfo; ///< empty if there is none
 };
 
-/// Hands notifications to observers by name and object.
+/// Passes notifications to observers by name and object.
 ///
-/// Posting calls every matching observer on the posting thread, in the order of their
-/// registration, before it returns. All functions may be called from any thread, also from
-/// inside a handler. An exception that a handler throws travels to the poster, and the observers
-/// after it are not called.
+/// Posting calls every matching observer on the posting thread, in the order of registration,
+/// before it returns. All functions may be called from any thread, also from a handler. An
+/// exception from a handler propagates to the poster, and the remaining observers are not called.
 class NotificationCenter : public QObject {
     Q_OBJECT
 
@@ -30,8 +29,8 @@ class NotificationCenter : public QObject {
     using Handler = std::function<void(const Notification&)>;
 
     /// Keeps one observer registered. Move-only. When its destructor returns, the handler is not
-    /// running on any other thread and will not run again; a handler may end its own
-    /// registration. So whoever destroys one must not hold what the handler waits for.
+    /// running on any other thread and will not run again. A handler may end its own registration.
+    /// Do not destroy a registration while holding a lock that the handler waits for.
     class [[nodiscard]] Registration {
       public:
         Registration() = default;
@@ -52,14 +51,14 @@ class NotificationCenter : public QObject {
         std::shared_ptr<Observer> observer_;
     };
 
-    /// The centre of this process.
+    /// The notification centre of this process.
     static NotificationCenter& defaultCenter();
 
     NotificationCenter();
     ~NotificationCenter() override;
 
     /// Registers `handler` for notifications called `name`. With a `sender`, only for those whose
-    /// object is that very QObject; it is compared, never dereferenced.
+    /// object is that QObject; the pointer is compared, never dereferenced.
     Registration addObserver(const QString& name, const QObject* sender, Handler handler);
 
     /// Posts a notification and returns when every observer has handled it.

@@ -7,7 +7,7 @@ namespace veltra {
 
 namespace {
 
-// More messages than this in one turn would keep input and painting waiting.
+// More messages than this in one event loop iteration would delay input and painting.
 constexpr int mostPerTurn = 64;
 
 constexpr std::chrono::microseconds longestAnswer = std::chrono::seconds{5};
@@ -51,7 +51,8 @@ SessionBus::Match SessionBus::match(const std::string& interface, const std::str
     sd_bus_slot* slot = nullptr;
     sd_bus_match_signal(bus_, &slot, nullptr, nullptr, interface.c_str(), member.c_str(), callback,
                         context);
-    // What came in while the bus was asked waits in memory now, where no descriptor tells of it.
+    // Messages that arrived during the call to the bus are now in memory, so the descriptor does
+    // not report them.
     again_.start();
     return Match{slot};
 }
@@ -63,14 +64,14 @@ SessionBus::Match SessionBus::call(const Method& method,
     sd_bus_slot* slot = nullptr;
     sd_bus_call_method_async(bus_, &slot, method.service, method.path, method.interface,
                              method.name, callback, context, "ss", arguments[0], arguments[1]);
-    // Sends what did not fit into the socket at once.
+    // Sends what did not fit into the socket immediately.
     again_.start();
     return Match{slot};
 }
 
 void SessionBus::process()
 {
-    // A callback may let go of the last one who holds this connection.
+    // A callback may release the last reference to this connection.
     const auto alive = shared_from_this();
     int remaining = mostPerTurn;
     int result = 1;

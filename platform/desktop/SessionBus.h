@@ -11,18 +11,18 @@
 
 namespace veltra {
 
-/// A connection to the D-Bus session bus, served by the main thread's event loop and by no thread
-/// of its own. Main thread only. See sd-bus(3).
+/// A connection to the D-Bus session bus, served by the main thread's event loop and not by a
+/// separate thread. Main thread only. See sd-bus(3).
 class SessionBus : public std::enable_shared_from_this<SessionBus> {
   public:
     struct EndMatch {
         void operator()(sd_bus_slot* slot) const noexcept { sd_bus_slot_unref(slot); }
     };
-    /// Keeps a callback on the bus; must not outlive the connection.
+    /// Keeps a callback registered with the bus; must not outlive the connection.
     using Match = std::unique_ptr<sd_bus_slot, EndMatch>;
 
-    /// The connection that is in use, or else a new one; null when there is no session bus. The
-    /// bus is looked for in $DBUS_SESSION_BUS_ADDRESS, then in $XDG_RUNTIME_DIR; none is started.
+    /// The connection in use, or a new one; null if there is no session bus. The bus is looked for
+    /// in $DBUS_SESSION_BUS_ADDRESS, then in $XDG_RUNTIME_DIR; none is started.
     [[nodiscard]] static std::shared_ptr<SessionBus> connection();
 
     explicit SessionBus(sd_bus* bus);
@@ -30,21 +30,20 @@ class SessionBus : public std::enable_shared_from_this<SessionBus> {
     SessionBus& operator=(const SessionBus&) = delete;
     ~SessionBus();
 
-    /// Calls `callback`, which must not throw, with `context` for every signal called `member`.
-    /// The bus has taken note when this returns; null when it refused.
+    /// Calls `callback`, which must not throw, with `context` for every signal called `member`. The
+    /// bus has registered the match when this returns; null if the bus refused it.
     [[nodiscard]] Match match(const std::string& interface, const std::string& member,
                               sd_bus_message_handler_t callback, void* context);
 
-    /// What a method is called on, and its name.
+    /// The object and interface that a method is called on, and its name.
     struct Method {
         const char* service;
         const char* path;
         const char* interface;
         const char* name;
     };
-    /// Calls a method that takes two texts, without waiting; `callback`, which must not throw, gets
-    /// the answer or the error, unless the result is let go of before. Null when there is no
-    /// sending.
+    /// Calls a method that takes two texts, without waiting. `callback`, which must not throw, gets
+    /// the reply or the error, unless the result is destroyed first. Null if sending failed.
     [[nodiscard]] Match call(const Method& method, const std::array<const char*, 2>& arguments,
                              sd_bus_message_handler_t callback, void* context);
 

@@ -32,12 +32,12 @@ enum class Field : std::uint8_t {
     comment = 8,
 };
 
-// An empty translation has this length instead of none.
+// The length that stands for an empty translation.
 constexpr std::uint32_t noText = 0xffffffff;
 
 class Malformed : public std::exception {};
 
-/// Takes a catalogue's bytes apart from the front; what is not there throws Malformed.
+/// Parses a catalogue's bytes from the front; throws Malformed if bytes are missing.
 class Reader {
   public:
     explicit Reader(std::string_view bytes) : rest_{bytes} {}
@@ -160,7 +160,7 @@ Result<TranslationCatalogue> TranslationCatalogue::read(const QString& path)
     const auto failure = [&path](std::errc reason) {
         return Error{std::make_error_code(reason), action, path.toStdString()};
     };
-    // A named pipe would make the program wait for a writer.
+    // Opening a named pipe would make the program wait for a writer.
     QFile file{path};
     if (!QFileInfo{path}.isFile() || !file.open(QIODevice::ReadOnly))
         return failure(std::errc::no_such_file_or_directory);

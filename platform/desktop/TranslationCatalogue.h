@@ -11,9 +11,9 @@ namespace veltra {
 
 /// The texts of a Qt translation catalogue whose keys are ids (made by lrelease -idbased).
 ///
-/// QTranslator believes the lengths that stand in a catalogue and crashes on a damaged one; here
-/// every one is checked. Plural forms are not known: the first is the text. A value; may be
-/// copied between threads.
+/// QTranslator trusts the lengths in a catalogue and crashes on a damaged one; this class checks
+/// every length. Plural forms are not supported: the first form is used. A value; may be copied
+/// between threads.
 class TranslationCatalogue {
   public:
     /// A catalogue without texts.
@@ -25,7 +25,7 @@ class TranslationCatalogue {
     /// Reads and parses a file of at most four megabytes.
     [[nodiscard]] static Result<TranslationCatalogue> read(const QString& path);
 
-    /// The text for `id`; empty when there is none.
+    /// The text for `id`; empty if there is none.
     [[nodiscard]] QString text(const QString& id) const { return texts_.value(id); }
 
   private:

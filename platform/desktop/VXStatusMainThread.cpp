@@ -16,7 +16,7 @@ namespace veltra {
 
 namespace {
 
-// What QMetaMethod::invoke takes.
+// The limit of QMetaMethod::invoke.
 constexpr int mostArguments = 10;
 
 bool canBeSent(const QMetaMethod& method)
@@ -27,7 +27,7 @@ bool canBeSent(const QMetaMethod& method)
            method.parameterCount() <= mostArguments;
 }
 
-/// The methods that `selector` names in one class, without those that it inherits.
+/// The methods that `selector` names in one class, without inherited ones.
 std::vector<QMetaMethod> ownMethods(const QMetaObject& metaObject, const QByteArray& selector)
 {
     std::vector<QMetaMethod> methods;
@@ -39,7 +39,7 @@ std::vector<QMetaMethod> ownMethods(const QMetaObject& metaObject, const QByteAr
     return methods;
 }
 
-/// The methods that `selector` names in a class and those above it, the most derived first.
+/// The methods that `selector` names in a class and its base classes, the most derived first.
 std::vector<QMetaMethod> allMethods(const QMetaObject* metaObject, const QByteArray& selector)
 {
     std::vector<QMetaMethod> methods;
@@ -76,7 +76,7 @@ std::optional<Call> matchingCall(const QMetaMethod& method, const QVariantList& 
     return call;
 }
 
-/// The call that `selector` and `arguments` mean, out of the methods that `selector` names.
+/// The call for `selector` and `arguments`, chosen from the methods that `selector` names.
 Call chosenCall(const std::vector<QMetaMethod>& methods, const QByteArray& selector,
                 const QVariantList& arguments)
 {

@@ -6,8 +6,8 @@
 
 namespace veltra {
 
-/// The desktop session around the program, as far as the program talks to it.
-/// All functions may be called from any thread.
+/// The parts of the desktop session that the program talks to. All functions may be called from any
+/// thread.
 class Workspace {
   public:
     /// The workspace of this process.
@@ -18,11 +18,11 @@ class Workspace {
     Workspace& operator=(const Workspace&) = delete;
     virtual ~Workspace() = default;
 
-    /// The workspace's own notification centre, apart from the default one.
+    /// The workspace's own notification centre, separate from the default one.
     [[nodiscard]] virtual NotificationCenter& notificationCenter() = 0;
 
-    /// Says that the file system changed at `path`. Desktops on Linux watch files themselves and
-    /// take no such hint, so the real workspace has nobody to pass it on to.
+    /// Reports that the file system changed at `path`. Desktops on Linux watch files themselves and
+    /// take no such hints, so the real workspace ignores it.
     virtual void noteFileSystemChanged(const QString& path) = 0;
 };
 

@@ -8,13 +8,13 @@
 
 namespace veltra {
 
-/// A workspace of one test's own, which keeps what it is told.
+/// A workspace for one test, which records what it is told.
 class FakeWorkspace : public Workspace {
   public:
     [[nodiscard]] NotificationCenter& notificationCenter() override { return notificationCenter_; }
     void noteFileSystemChanged(const QString& path) override;
 
-    /// The paths that were noted so far, in order.
+    /// The paths noted so far, in order.
     [[nodiscard]] QStringList notedPaths() const;
 
   private:
