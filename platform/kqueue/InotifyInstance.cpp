@@ -18,7 +18,7 @@ namespace {
 
 using Handler = std::function<void(const InotifyInstance::Record&)>;
 
-// The kernel writes whole records only.
+// The kernel writes complete records only.
 void parse(std::span<const char> bytes, const Handler& handle)
 {
     while (bytes.size() >= sizeof(inotify_event)) {

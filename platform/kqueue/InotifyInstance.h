@@ -13,26 +13,26 @@ namespace veltra {
 class InotifyInstance {
   public:
     struct Record {
-        int wd = -1; ///< -1 in the record that tells of an overflow
+        int wd = -1; ///< -1 in the record of an overflow
         std::uint32_t mask = 0;
-        bool hasName = false; ///< it is about an entry of the watched folder
+        bool hasName = false; ///< it concerns an entry of the watched folder
     };
 
-    /// Fails when the user's inotify instances are used up (EMFILE).
+    /// Fails if the user's inotify instances are used up (EMFILE).
     [[nodiscard]] static Result<InotifyInstance> open();
 
     [[nodiscard]] int descriptor() const noexcept { return descriptor_.get(); }
 
-    /// Watches what `descriptor` is open on and returns the watch descriptor, which is the same
-    /// for every watch of one inode; `mask` is added to what is watched for already.
+    /// Watches the file that `descriptor` refers to and returns the watch descriptor, which is the
+    /// same for every watch of one inode. `mask` is added to the bits already watched.
     [[nodiscard]] Result<int> add(int descriptor, std::uint32_t mask);
 
-    /// Ends a watch. One that the kernel ended by itself is passed over.
+    /// Ends a watch. A watch that the kernel has already ended is ignored.
     void remove(int wd) noexcept;
 
-    /// Hands every record that is queued at the time of the call to `handle`, and possibly later
-    /// ones; never blocks. What is queued while it runs does not keep it running, so that it
-    /// returns however fast somebody writes. False when reading failed.
+    /// Passes every record that is queued at the time of the call to `handle`, and possibly later
+    /// ones; never blocks. Records that are queued meanwhile do not prolong it, so it returns
+    /// however fast somebody writes. Returns false if reading failed.
     [[nodiscard]] bool drain(const std::function<void(const Record&)>& handle);
 
   private:

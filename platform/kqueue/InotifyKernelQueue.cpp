@@ -14,11 +14,11 @@
 
 namespace veltra {
 
-/// What the queue and its registrations share: the registry behind its lock, and how to wake the
-/// waiting thread. Registrations hold it weakly.
+/// The state that the queue and its registrations share: the registry and its lock, and a way to
+/// wake the waiting thread. Registrations hold it weakly.
 class InotifyKernelQueue::Shared {
   public:
-    /// What the kernel had to tell, and what came of it.
+    /// The result of reading the kernel's records.
     struct Collected {
         bool isRead = false;
         std::optional<Event> event;
@@ -60,7 +60,7 @@ class InotifyKernelQueue::Shared {
         return {.isRead = isRead, .event = registry_.takeFirst()};
     }
 
-    /// Sleeps until there may be something to collect or an interruption. False on failure.
+    /// Sleeps until there may be something to collect or an interruption. Returns false on failure.
     [[nodiscard]] bool sleep()
     {
         std::array<pollfd, 2> sources{{{.fd = inotify_, .events = POLLIN, .revents = 0},
@@ -82,7 +82,7 @@ class InotifyKernelQueue::Shared {
     [[nodiscard]] bool takeInterruption() noexcept { return isInterrupted_.exchange(false); }
 
   private:
-    // Adding a watch and changing a mask empty the kernel's queue, which the sleeper polls.
+    // Adding a watch and changing a mask empty the kernel's queue, so the poll would not wake up.
     void wakeIfPending() noexcept
     {
         if (registry_.hasPending())
@@ -91,7 +91,7 @@ class InotifyKernelQueue::Shared {
 
     const int inotify_;
     std::mutex mutex_;
-    InotifyRegistry registry_; // only with the mutex held
+    InotifyRegistry registry_; // used only with the mutex held
     EventFd wake_;
     std::atomic<bool> isInterrupted_ = false;
 };

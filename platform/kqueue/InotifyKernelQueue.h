@@ -6,14 +6,14 @@
 
 namespace veltra {
 
-/// The queue over inotify(7): one descriptor for all watches, each set through the descriptor
-/// that it is given and never by name.
+/// A queue based on inotify(7): one descriptor for all watches. Each watch is set through the given
+/// descriptor, never by name.
 ///
-/// The state of a watched file decides what is reported, inotify only says when to look. If the
-/// kernel's own queue overflows, every watch is looked at and what differs is reported. No lock is
-/// held while waiting. Failures of poll(2) or read(2) other than EINTR and EAGAIN make wait()
-/// return nothing at once, and are likely to do so again: a caller whose wait ended without its
-/// own interrupt() should leave its loop rather than go round.
+/// The state of a watched file decides what is reported; inotify only says when to check it. If the
+/// kernel's own queue overflows, every watch is checked and differences are reported. No lock is
+/// held while waiting. If poll(2) or read(2) fails with an error other than EINTR and EAGAIN,
+/// wait() returns nothing at once, and will probably do so again: a caller whose wait ended without
+/// its own interrupt() should leave its loop instead of repeating.
 class InotifyKernelQueue : public KernelQueue {
   public:
     [[nodiscard]] static Result<std::unique_ptr<KernelQueue>> open();

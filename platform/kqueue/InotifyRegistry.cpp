@@ -18,7 +18,8 @@ constexpr std::uint32_t fileMask = selfMask | IN_MODIFY | IN_CLOSE_WRITE;
 constexpr std::uint32_t folderMask =
     selfMask | IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_ONLYDIR;
 
-// A folder that another one is renamed over gets IN_ATTRIB itself, and needs no parent for that.
+// If another folder is renamed over a folder, the replaced one gets IN_ATTRIB itself, so the parent
+// is not needed for that.
 constexpr std::uint32_t parentMask = IN_DELETE | IN_ONLYDIR;
 
 bool mayNotBeRead(const Error& error)
@@ -41,7 +42,7 @@ Result<WatchId> InotifyRegistry::add(int descriptor, std::uint32_t fflags,
                                      std::weak_ptr<void> udata)
 {
     collect();
-    // Looked at first: whatever comes after the watch is set finds an older state to differ from.
+    // Read before the watch is set, so that any later change finds an older state to differ from.
     auto state = VnodeState::of(descriptor);
     if (!state)
         return state.error();
@@ -66,7 +67,7 @@ Result<WatchId> InotifyRegistry::add(int descriptor, std::uint32_t fflags,
         return watched.error();
     }
 
-    // It may have been removed while the watches were set.
+    // The folder may have been removed while the watches were set.
     sign(id, mayBeGone);
     lookAtSigned();
     return id;
@@ -137,7 +138,7 @@ Result<> InotifyRegistry::watchParent(WatchId id, Watch& watch)
     return success;
 }
 
-// The kernel has ended this watch and never uses its number again.
+// The kernel has ended this watch and never reuses its number.
 void InotifyRegistry::forget(int wd)
 {
     const auto roles = roles_.extract(wd);
@@ -205,8 +206,8 @@ InotifyRegistry::Finding InotifyRegistry::look(WatchId id, Watch& watch)
 {
     const auto sights = std::exchange(watch.sights, {});
     const VnodeSigns signs = sights.back().signs;
-    // A moved folder has another parent. Seen to first: should the folder be removed from there
-    // at this moment, then either the look below or the new parent tells.
+    // A moved folder has a different parent. This comes first: if the folder is removed from there
+    // at this moment, either the check below or the new parent notices.
     if ((signs & (IN_MOVE_SELF | IN_Q_OVERFLOW)) != 0)
         static_cast<void>(watchParent(id, watch));
 
@@ -215,7 +216,8 @@ InotifyRegistry::Finding InotifyRegistry::look(WatchId id, Watch& watch)
     if (before.linkCount > 0 && watch.state.linkCount == 0)
         dropRole(&Roles::parentOf, id, std::exchange(watch.parentWd, -1));
 
-    // An early sign may turn out to mean nothing, so the first one that tells sets the place.
+    // An early sign may turn out to mean nothing, so the first sign that means something sets the
+    // position.
     const std::uint32_t changes = vnodeChanges(signs, before, now);
     const std::uint32_t wanted = changes & pending_.flags(id);
     const auto first = std::ranges::find_if(sights, [&](const Sight& sight) {

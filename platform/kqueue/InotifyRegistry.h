@@ -16,37 +16,38 @@ namespace veltra {
 
 /// The watches of one inotify instance and what has happened to them.
 ///
-/// The kernel is always asked for everything that can make up a vnode event, and the masks of the
-/// watches are applied here, so that changing a mask cannot fail. Watches of one inode share the
+/// The kernel is always asked for every event that can be part of a vnode event, and the masks of
+/// the watches are applied here, so changing a mask cannot fail. Watches of one inode share the
 /// kernel's watch, whose mask is the union of what they need.
 ///
-/// A folder that is removed while a descriptor holds it gets no record of its own, so its parent
-/// is watched too, and whenever a folder is removed from it the held one is looked at. Where the
-/// parent may not be read, such a removal is noticed only with the next change of the folder.
+/// inotify has no record for a watched folder that is removed while a descriptor is open on it. So
+/// its parent is watched too, and the folder is checked whenever a folder is removed from the
+/// parent. If the parent may not be read, such a removal is noticed only with the next change of
+/// the folder.
 ///
-/// What cannot be seen: changes that another machine makes on a network file system, and contents
-/// under /proc and /sys. Not thread-safe.
+/// Not noticed: changes by another machine on a network file system, and changes of contents under
+/// /proc and /sys. Not thread-safe.
 class InotifyRegistry {
   public:
     [[nodiscard]] static Result<InotifyRegistry> open();
 
     [[nodiscard]] int descriptor() const noexcept { return inotify_.descriptor(); }
 
-    /// Starts a watch. What happened before is credited to the older watches only, so events may
-    /// have become pending when this returns.
+    /// Starts a watch. Earlier changes are reported only to the older watches, so events may have
+    /// become pending when this returns.
     [[nodiscard]] Result<WatchId> add(int descriptor, std::uint32_t fflags,
                                       std::weak_ptr<void> udata);
     void remove(WatchId id);
 
-    /// Replaces the mask; what happened before is judged by the old one. See add().
+    /// Replaces the mask; the old one applies to earlier changes. See add().
     void setFlags(WatchId id, std::uint32_t fflags);
 
-    /// Takes in everything that the kernel has to tell. False when reading failed.
+    /// Reads all records that the kernel has. Returns false if reading failed.
     bool collect();
 
     [[nodiscard]] bool hasPending() const noexcept { return !pending_.empty(); }
 
-    /// Takes out the first pending event.
+    /// Removes and returns the first pending event.
     [[nodiscard]] std::optional<KernelQueue::Event> takeFirst() { return pending_.takeFirst(); }
 
   private:
@@ -61,10 +62,10 @@ class InotifyRegistry {
         VnodeState state;
         int wd = -1;
         int parentWd = -1;
-        std::vector<Sight> sights; // since the last look; one for each that added a sign
+        std::vector<Sight> sights; // since the last check; one for each record that added a sign
     };
 
-    // What one kernel watch is there for.
+    // What one kernel watch is used for.
     struct Roles {
         std::vector<WatchId> watched;
         std::vector<WatchId> parentOf;
@@ -96,7 +97,7 @@ class InotifyRegistry {
     PendingEvents pending_;
     std::map<WatchId, Watch> watches_;
     std::unordered_map<int, Roles> roles_; // by watch descriptor
-    std::vector<WatchId> signed_;          // the watches with sights
+    std::vector<WatchId> signed_;          // the watches that have sights
     std::uint64_t position_ = 0;
 };
 

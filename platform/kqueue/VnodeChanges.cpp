@@ -12,7 +12,7 @@ constexpr VnodeSigns entrySigns = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOV
 constexpr VnodeSigns contentSigns = IN_MODIFY | IN_CLOSE_WRITE | entrySigns | IN_Q_OVERFLOW;
 constexpr VnodeSigns attributeSigns = IN_ATTRIB | IN_Q_OVERFLOW;
 
-// The size of a folder is the file system's own business.
+// The size of a folder depends on the file system and means nothing here.
 bool haveContentsChanged(const VnodeState& before, const VnodeState& now) noexcept
 {
     return (!now.isFolder && now.size != before.size) || now.contentTime != before.contentTime;
@@ -57,7 +57,7 @@ std::uint32_t entryChanges(VnodeSigns signs) noexcept
     return NOTE_WRITE | ((signs & IN_ISDIR) != 0 ? NOTE_LINK : 0U);
 }
 
-// A deletion may be found before its IN_ATTRIB arrives, which then finds nothing new.
+// A deletion may be found before its IN_ATTRIB arrives, which then finds no change.
 bool isEchoOfDeletion(const VnodeState& before, const VnodeState& now) noexcept
 {
     return before.linkCount == 0 && now.statusTime == before.statusTime;
@@ -68,7 +68,7 @@ std::uint32_t attributeChanges(VnodeSigns signs, const VnodeState& before,
 {
     if ((signs & IN_ATTRIB) == 0)
         return 0;
-    // Making and removing subfolders changes the links of a folder and has signs of its own.
+    // Creating and removing subfolders changes a folder's number of links and has its own signs.
     const bool areLinksTold = now.isFolder && now.linkCount > 0;
     if (areLinksTold || now.linkCount == before.linkCount)
         return isEchoOfDeletion(before, now) ? 0U : NOTE_ATTRIB;
@@ -114,7 +114,7 @@ VnodeSigns vnodeSigns(std::uint32_t inotifyMask, bool hasName) noexcept
         return inotifyMask & (IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB | IN_MOVE_SELF |
                               IN_DELETE_SELF | IN_UNMOUNT | IN_Q_OVERFLOW);
 
-    // Only making and removing a subfolder changes the folder's own number of links.
+    // Only creating and removing a subfolder changes the folder's own number of links.
     const bool concernsLinks = (inotifyMask & (IN_CREATE | IN_DELETE)) != 0;
     return inotifyMask & (entrySigns | (concernsLinks ? IN_ISDIR : 0U));
 }

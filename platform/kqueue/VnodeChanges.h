@@ -6,33 +6,33 @@
 
 namespace veltra {
 
-/// Signs that something may have happened to a watched file or folder: bits of inotify(7) that
-/// were seen since the last look, OR-ed. Bits about entries of a folder (IN_CREATE, IN_DELETE,
-/// IN_MOVED_FROM, IN_MOVED_TO) never come with a bit about the folder itself in one record, but
-/// do in one set of signs. IN_Q_OVERFLOW says that any sign may be missing.
+/// Signs that something may have happened to a watched file or folder: bits of inotify(7) that were
+/// seen since the last check, OR-ed. One record never has both bits about entries of a folder
+/// (IN_CREATE, IN_DELETE, IN_MOVED_FROM, IN_MOVED_TO) and bits about the folder itself, but one set
+/// of signs can. IN_Q_OVERFLOW means that any sign may be missing.
 using VnodeSigns = std::uint32_t;
 
-/// The sign that the last name may be gone; about nothing else.
+/// The sign that the last name may have been removed, and nothing else.
 inline constexpr VnodeSigns mayBeGone = 1U << 16;
 
-/// The signs in one inotify record. What happens to the inside of a folder's entries is none.
+/// The signs in one inotify record. Changes inside a folder's entries give no sign.
 [[nodiscard]] VnodeSigns vnodeSigns(std::uint32_t inotifyMask, bool hasName) noexcept;
 
-/// The NOTE_* bits for a file or folder that looked like `before` and, with `signs` seen since,
-/// looks like `now`. Signs say that there is something to look at, the state says what it is:
+/// The NOTE_* bits for a file or folder that had the state `before` and, with `signs` seen since,
+/// has the state `now`. Signs say that something needs checking; the state says what happened:
 ///
-/// - IN_MODIFY is NOTE_WRITE, and NOTE_EXTEND when the file grew. Writing through a mapping gives
-///   only IN_CLOSE_WRITE, which counts when size or content time changed, unless somebody set the
-///   times meanwhile: IN_ATTRIB with mode, owner, group and number of links as they were.
-/// - IN_ATTRIB is NOTE_LINK when the number of links changed, else NOTE_ATTRIB.
-/// - Whatever the sign, NOTE_DELETE is given when the last link is found gone, and only once.
-/// - After an overflow every difference is reported. A new status time is then an NOTE_ATTRIB if
-///   nothing else explains it; a write does, as it sets both times alike.
+/// - IN_MODIFY is NOTE_WRITE, plus NOTE_EXTEND if the file grew. Writing through a mapping gives
+///   only IN_CLOSE_WRITE. That counts if the size or the content time changed, unless somebody set
+///   the times meanwhile: IN_ATTRIB with mode, owner, group and number of links unchanged.
+/// - IN_ATTRIB is NOTE_LINK if the number of links changed, otherwise NOTE_ATTRIB.
+/// - With any sign, NOTE_DELETE is reported when the last link is found to be gone, and only once.
+/// - After an overflow, every difference is reported. A new status time is then a NOTE_ATTRIB if
+///   nothing else explains it; a write does, because it sets both times to the same value.
 [[nodiscard]] std::uint32_t vnodeChanges(VnodeSigns signs, const VnodeState& before,
                                          const VnodeState& now) noexcept;
 
-/// What to keep as `before` for the next look: `now`, except for differences whose own sign is
-/// still on its way and will want to find them.
+/// The state to use as `before` in the next check: `now`, except for differences whose own sign has
+/// not arrived yet and will need to find them.
 [[nodiscard]] VnodeState settledState(VnodeSigns signs, const VnodeState& before,
                                       const VnodeState& now);
 

@@ -27,7 +27,7 @@ std::string pathOf(int descriptor)
     return length > 0 ? std::string{path.data(), static_cast<std::size_t>(length)} : std::string{};
 }
 
-// The kernel adds this to a name that was unlinked; the name itself did not change by that.
+// The kernel appends this to the name of an unlinked file; the name itself did not change.
 std::string_view withoutDeletionMark(std::string_view name) noexcept
 {
     constexpr std::string_view mark = " (deleted)";

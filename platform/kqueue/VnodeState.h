@@ -9,11 +9,11 @@
 
 namespace veltra {
 
-/// How a file or folder looks at one moment, as far as a change of it would be a vnode event.
-/// A value; may be copied between threads.
+/// The state of a file or folder at one moment, as far as a change of it would be a vnode event. A
+/// value; may be copied between threads.
 struct VnodeState {
-    /// What the file is called in which folder. Renaming that folder, or one above it, does not
-    /// change it. The base is empty when the name cannot be told.
+    /// The file's name and its folder. Renaming that folder, or one above it, does not change this.
+    /// The base is empty if the name cannot be determined.
     struct Name {
         dev_t parentDevice = 0;
         ino_t parentInode = 0;
@@ -22,10 +22,10 @@ struct VnodeState {
         bool operator==(const Name&) const = default;
     };
 
-    /// Asks for everything but the name. See fstat(2).
+    /// Everything but the name. See fstat(2).
     [[nodiscard]] static Result<VnodeState> of(int descriptor);
 
-    /// The present name of what `descriptor` is open on. See the links in proc_pid_fd(5).
+    /// The current name of the file that `descriptor` refers to. See the links in proc_pid_fd(5).
     [[nodiscard]] static Name nameOf(int descriptor);
 
     [[nodiscard]] bool hasAttributesOf(const VnodeState& other) const noexcept

@@ -8,8 +8,9 @@
 
 namespace veltra {
 
-/// What a registration keeps of its queue: one of the watches of a `Watches`, which locks for
-/// itself and has `remove(WatchId)` and `setFlags(WatchId, fflags)`. Inert once that is gone.
+/// A registration's reference to its queue: one of the watches of a `Watches`, which does its own
+/// locking and has `remove(WatchId)` and `setFlags(WatchId, fflags)`. Does nothing once that is
+/// gone.
 template <typename Watches>
 class WeakWatch : public KernelQueue::Registration::Watch {
   public:
