@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <string>
 
-// Messages come from all over the program: the place of the call below would tell nothing.
+// Messages come from everywhere in the program: the location of the call below would be useless.
 #define SD_JOURNAL_SUPPRESS_LOCATION
 #include <sys/stat.h>
 #include <sys/syslog.h>
@@ -27,7 +27,7 @@ iovec partOf(std::string& field)
     return {.iov_base = field.data(), .iov_len = field.size()};
 }
 
-// What the journal does not take goes to standard error.
+// Messages that the journal does not accept go to standard error.
 class JournalSink : public LogSink {
   public:
     void write(std::string_view message) override

@@ -9,7 +9,7 @@
 
 namespace veltra {
 
-// Read here, since the environment may change while other threads run.
+// Read here, because the environment may change while other threads run.
 SpoolFile::SpoolFile()
 {
     if (const char* folder = ::secure_getenv("TMPDIR"))
@@ -79,7 +79,7 @@ void SpoolFile::drop(std::uint64_t count)
 {
     waiting_.begin += count;
     if (!isEmpty()) {
-        // A file system without holes only lends the room for longer.
+        // On a file system without holes, the space is only freed later.
         ::fallocate(file_.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0,
                     static_cast<off_t>(waiting_.begin));
         return;
@@ -90,7 +90,7 @@ void SpoolFile::drop(std::uint64_t count)
 
 void SpoolFile::cut(std::uint64_t size) const
 {
-    // What cannot be cut off is written over later.
+    // If truncating fails, the bytes are overwritten later.
     [[maybe_unused]] const int result = ::ftruncate(file_.get(), static_cast<off_t>(size));
 }
 

@@ -10,14 +10,14 @@
 
 namespace veltra {
 
-/// Bytes waiting in an unnamed temporary file, first in first out.
+/// Bytes that wait in an unnamed temporary file, first in, first out.
 ///
-/// The file is made when it is first needed, in the folder that $TMPDIR names, else in /var/tmp or
-/// /tmp; only its owner can read it and it is gone with the program. Functions that are not const
-/// need the caller's lock; read() may run beside them for bytes that wait.
+/// The file is created when first needed, in the folder named by $TMPDIR, otherwise in /var/tmp or
+/// /tmp. Only its owner can read it, and it disappears with the program. Functions that are not
+/// const need the caller's lock; read() may run in parallel with them for bytes that wait.
 class SpoolFile {
   public:
-    /// The bytes that wait.
+    /// The range of the waiting bytes.
     struct Extent {
         std::uint64_t begin = 0;
         std::uint64_t end = 0;
@@ -30,14 +30,14 @@ class SpoolFile {
     [[nodiscard]] bool isEmpty() const noexcept { return waiting_.size() == 0; }
     [[nodiscard]] Extent waiting() const noexcept { return waiting_; }
 
-    /// Puts `pieces` behind what waits: all of them or, when the file cannot be made or has no
-    /// room, none.
+    /// Appends `pieces` to the waiting bytes: all of them or, if the file cannot be created or has
+    /// no room, none.
     [[nodiscard]] bool append(std::span<const std::string_view> pieces);
 
-    /// Fills `bytes` from `offset` on. False, with errno, when they cannot be read.
+    /// Fills `bytes` starting at `offset`. Returns false, with errno set, if they cannot be read.
     [[nodiscard]] bool read(std::uint64_t offset, std::span<char> bytes) const;
 
-    /// Drops the first `count` waiting bytes and gives their room back to the disk.
+    /// Drops the first `count` waiting bytes and frees their disk space.
     void drop(std::uint64_t count);
 
   private:

@@ -29,7 +29,7 @@ std::size_t recordSizeAt(std::string_view records)
     return sizeof length + length;
 }
 
-// How much of `bytes`, which begin with a record, are whole records.
+// The size of the complete records in `bytes`, which start with a record.
 std::size_t sizeOfWholeRecords(std::string_view bytes)
 {
     std::size_t size = 0;
@@ -42,7 +42,7 @@ std::size_t sizeOfWholeRecords(std::string_view bytes)
     return size;
 }
 
-// What the reader is handed in place of messages that the disk has lost.
+// The record that replaces messages that the disk has lost.
 std::string lossRecord(std::uint64_t size, int error)
 {
     const std::string message = std::to_string(size) + " bytes of log messages were lost: " +
@@ -66,7 +66,8 @@ void SpoolQueue::push(Pieces pieces)
         length += piece.size();
 
     Lock lock{mutex_};
-    // Nobody overtakes a writer that waits: small messages would for ever take a large one's room.
+    // Nobody overtakes a waiting writer: otherwise small messages could take a large one's room for
+    // ever.
     room_.wait(lock, [this] { return !isWriterWaiting_; });
     bool hasWaited = false;
     while (!place(length, pieces)) {
@@ -93,7 +94,8 @@ bool SpoolQueue::place(std::uint64_t length, Pieces pieces)
             return false;
 
         filled_.clear();
-        // Else the message, which its writer has in memory anyway, goes into the buffer alone.
+        // If the file fails, the message, which its writer has in memory anyway, goes into the
+        // buffer alone.
         if (size > bufferSize_ && spool(length, pieces))
             return true;
     }
@@ -142,7 +144,7 @@ void SpoolQueue::gather(Lock& lock)
     isReaderGathering_ = false;
 }
 
-// Whether there is a reason to wait for no more.
+// Whether there is a reason not to wait for more.
 bool SpoolQueue::isEnough() const
 {
     return isClosed_ || drains_ > 0 || !file_.isEmpty() || filled_.size() > bufferSize_ / 2;

@@ -16,11 +16,11 @@ namespace veltra {
 
 /// A queue of messages from any number of threads to one reader, bounded in memory.
 ///
-/// Messages stand behind one another, each after its length, in two buffers that share the
-/// memory limit: one that is being filled and one that the reader has. When the first is full and
-/// the reader is not through with the other, its contents go to a temporary file and wait there;
-/// so the order is reader's buffer, file, filled buffer. Pushing waits only when the file takes
-/// nothing.
+/// Messages are stored one after the other, each preceded by its length, in two buffers that share
+/// the memory limit: one that is being filled and one that the reader has. If the first is full
+/// before the reader has finished the other, its contents go to a temporary file and wait there. So
+/// the order is: the reader's buffer, the file, the buffer being filled. Pushing waits only if the
+/// file cannot take the messages.
 class SpoolQueue {
   public:
     using Clock = std::chrono::steady_clock;
@@ -28,22 +28,22 @@ class SpoolQueue {
 
     explicit SpoolQueue(std::size_t memoryLimit);
 
-    /// Puts a message, given in pieces, into the queue. Any thread.
+    /// Appends a message, given in pieces, to the queue. Any thread.
     void push(Pieces pieces);
 
-    /// Waits for messages and swaps them into `batch`, whose former contents count as done with.
-    /// Lets a millisecond's messages gather, since being woken for each would hold up their
-    /// writers. False when the queue is closed and nothing waits. Only the reader.
+    /// Waits for messages and swaps them into `batch`, whose previous contents count as processed.
+    /// Collects messages for a millisecond, because waking the reader for each one would slow down
+    /// the writers. Returns false if the queue is closed and nothing waits. Only the reader.
     [[nodiscard]] bool take(std::string& batch);
 
-    /// Takes the first message off the front of what is left of a batch.
+    /// Removes and returns the first message of the rest of a batch.
     [[nodiscard]] static std::string_view next(std::string_view& batch);
 
-    /// Waits until the reader is done with everything pushed before the call; with a deadline,
-    /// says whether that happened before it. Any thread.
+    /// Waits until the reader has processed everything pushed before the call; with a deadline,
+    /// returns whether that happened in time. Any thread.
     bool drain(std::optional<Clock::time_point> deadline = std::nullopt);
 
-    /// Nothing will be pushed any more. Any thread.
+    /// Announces that nothing more will be pushed. Any thread.
     void close();
 
   private:

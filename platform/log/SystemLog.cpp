@@ -24,8 +24,8 @@ std::unique_ptr<LogSink> sharedSink()
     return journal ? std::move(journal) : makeStreamSink(STDERR_FILENO);
 }
 
-// A thread begins with the mask of its maker. The program's signals are for its other threads,
-// and the SIGPIPE of a stream whose reader is gone stays pending on the log's thread.
+// A thread inherits its creator's signal mask. The program's signals are meant for its other
+// threads, and the SIGPIPE of a stream whose reader is gone stays pending on the log's thread.
 class BlockedSignals {
   public:
     BlockedSignals()
@@ -44,8 +44,8 @@ class BlockedSignals {
 
 } // namespace
 
-/// Feeds the sink from the queue, on a thread that holds a share of it: a sink that blocks for
-/// ever keeps what it uses, whatever becomes of the log.
+/// Feeds the sink from the queue, on a thread that shares ownership of it: if a sink blocks for
+/// ever, what it uses stays alive even when the log is destroyed.
 class SystemLog::Feeder {
   public:
     Feeder(std::unique_ptr<LogSink> sink, std::size_t memoryLimit,
@@ -63,7 +63,7 @@ class SystemLog::Feeder {
             deliver(batch);
     }
 
-    /// Makes run() return: true when it has written out everything, false when the sink is stuck.
+    /// Makes run() return: true if it has written out everything, false if the sink is stuck.
     bool finish()
     {
         const bool isWrittenOut = writeOut();
@@ -87,7 +87,7 @@ class SystemLog::Feeder {
         try {
             work();
         } catch (...) {
-            // The sink had its chance; there is no further place to tell about it.
+            // The sink failed; there is nowhere else to report that.
         }
         lastTaken_ = Clock::now();
     }

@@ -10,7 +10,7 @@
 
 namespace veltra {
 
-/// Where log messages end up. Its functions are called on the log's own thread and may block;
+/// The destination of log messages. Its functions are called on the log's own thread and may block;
 /// messages come one at a time, in the order in which they were logged.
 class LogSink {
   public:
@@ -22,25 +22,25 @@ class LogSink {
     /// Takes one message, which may hold any bytes.
     virtual void write(std::string_view message) = 0;
 
-    /// Lets out what write() kept back. Comes behind the last of the messages that wait.
+    /// Writes out what write() has buffered. Called after the last waiting message.
     virtual void flush() {}
 };
 
-/// The journal through sd_journal_sendv(3); null when no journal runs on this machine.
+/// The journal, through sd_journal_sendv(3); null if no journal runs on this machine.
 [[nodiscard]] std::unique_ptr<LogSink> makeJournalSink();
 
-/// A stream such as standard error, which is not closed: each message as it is, ended by a line
-/// break unless it ends with one. Messages go out together, up to PIPE_BUF bytes in one call, so
-/// that lines of programs that share a pipe do not mix; see pipe(7). A descriptor that fails for
-/// good makes the sink deaf.
+/// A stream such as standard error, which is not closed. Each message is written unchanged,
+/// followed by a newline unless it ends with one. Messages are written together, up to PIPE_BUF
+/// bytes in one call, so that lines of programs that share a pipe do not mix; see pipe(7). After a
+/// permanent write error the sink ignores all messages.
 [[nodiscard]] std::unique_ptr<LogSink> makeStreamSink(int descriptor);
 
 /// The program's log.
 ///
-/// Logging never waits for the sink, keeps the order and loses nothing: a thread of the log's own
-/// feeds the sink, at most `memoryLimit` bytes wait for it in memory, and what is more waits in
-/// an unnamed temporary file in $TMPDIR, /var/tmp or /tmp. Only when that file cannot be written
-/// does logging wait for room. All functions may be called from any thread.
+/// Logging never waits for the sink, keeps the order and loses nothing: the log's own thread feeds
+/// the sink, at most `memoryLimit` bytes wait for it in memory, and the rest waits in an unnamed
+/// temporary file in $TMPDIR, /var/tmp or /tmp. Logging waits for room only if that file cannot be
+/// written. All functions may be called from any thread.
 class SystemLog {
   public:
     /// A log without a sink drops every message and has no thread.
@@ -49,23 +49,22 @@ class SystemLog {
     SystemLog(const SystemLog&) = delete;
     SystemLog& operator=(const SystemLog&) = delete;
 
-    /// Writes out what still waits; gives up only when the sink takes nothing for as long as
-    /// `patience`. The sink then lives on until it lets go of the message that it has.
+    /// Writes out what still waits; gives up only if the sink accepts nothing for `patience`. The
+    /// sink then lives on until it has finished its current message.
     ~SystemLog();
 
-    /// Logs one message, given in pieces that are joined as they are.
+    /// Logs one message, given in pieces that are concatenated unchanged.
     void write(std::initializer_list<std::string_view> pieces);
 
-    /// Waits until everything logged before the call has been handed to the sink.
+    /// Waits until everything logged before the call has been passed to the sink.
     void drain();
 
-    /// The log of this process: the journal where one runs, else standard error.
-    /// Made at first use, written out at exit.
+    /// The log of this process: the journal if one runs, otherwise standard error. Created on first
+    /// use, written out at exit.
     static SystemLog& shared();
 
-    /// Makes `log` the one that log() writes to, for as long as the handle lives. Handles end in
-    /// the reverse order of their making; no other thread may be inside log() when one begins
-    /// or ends.
+    /// Makes log() write to `log` for as long as the handle lives. Handles must end in the reverse
+    /// order of their creation; no other thread may be inside log() when one begins or ends.
     class Redirection {
       public:
         explicit Redirection(SystemLog& log);
@@ -81,7 +80,7 @@ class SystemLog {
     static void log(std::initializer_list<std::string_view> pieces);
     static void log(std::string_view message) { log({message}); }
 
-    /// Logs what was thrown where nobody else deals with it.
+    /// Logs an exception that is not handled anywhere else.
     static void logThrown(const std::exception& error) { log({"the error is ", error.what()}); }
 
   private:
