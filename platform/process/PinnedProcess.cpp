@@ -27,9 +27,9 @@ bool isOnNosuidMount(const Fd& file)
     return ::fstatvfs(file.get(), &mount) != 0 || (mount.f_flag & ST_NOSUID) != 0;
 }
 
-// The kernel names a mapped file without links. Following one would let its owner put a link to
-// somebody else's file, and with it that file's owner, in its place before we look.
-// Name by name, because a systemd unit that forbids setting of setuid bits has no openat2(2).
+// The kernel gives a mapped file's path without links. If we followed links, an attacker could
+// replace a folder in it with a link to somebody else's file before we look. We open name by name
+// because a systemd unit that forbids setting setuid bits does not allow openat2(2).
 Fd openWithoutLinks(Fd root, const std::string& path)
 {
     Fd file = std::move(root);
@@ -40,7 +40,7 @@ Fd openWithoutLinks(Fd root, const std::string& path)
     return file;
 }
 
-// A thread that has ended meanwhile has nothing to say, and nobody traces it.
+// A thread that has ended meanwhile has no status, and nobody traces it.
 bool isThreadTraced(const std::filesystem::path& thread)
 {
     const ProcessStatus status{thread / "status"};
@@ -71,7 +71,7 @@ Result<PinnedProcess> PinnedProcess::open(pid_t process, PidFd opened)
         return Error::last("open the executable of process", std::to_string(process));
 
     PinnedProcess pinned{process, std::move(opened), std::move(file), status};
-    // The number may have gone to another process before the executable was opened.
+    // The number may have been reused before the executable was opened.
     if (!pinned.process_.isAlive())
         return gone;
     return pinned;
@@ -91,8 +91,8 @@ std::optional<std::string> PinnedProcess::objection(const Expectation& expected)
         objection = toNamespaces(expected.busDaemon);
     if (!objection && expected.user != 0)
         objection = toMappings();
-    // What was read above was the process's own only if it still lives. If not, or if it changed
-    // meanwhile, that is why the rest is amiss.
+    // What was read above belongs to this process only if it is still alive. If it is not, or if it
+    // changed meanwhile, that is the actual reason for the objection.
     const Objection changed = change();
     return changed ? changed : objection;
 }
@@ -125,7 +125,7 @@ std::string PinnedProcess::path(const char* name) const
     return procPath(pid_, name);
 }
 
-// A tracer holds single threads, and the process's own status tells of the first one only.
+// A tracer attaches to single threads, and the process's own status only covers the first one.
 bool PinnedProcess::isTraced() const
 {
     std::error_code error;
@@ -136,7 +136,7 @@ bool PinnedProcess::isTraced() const
     return error != std::error_code{};
 }
 
-// Whether what /proc says under `name` of both is one and the same object.
+// Whether the entry `name` in /proc is the same object for both processes.
 bool PinnedProcess::hasSame(const char* name, pid_t other) const
 {
     struct stat mine {};
@@ -169,7 +169,7 @@ PinnedProcess::Objection PinnedProcess::toStatus(const Expectation& expected) co
             return "it runs as another user";
     if (count != 4)
         return "its status cannot be read";
-    // A container's own filters are on all of its processes and nobody's means of attack.
+    // A container's own filters apply to all of its processes and are not an attack.
     const ProcessStatus first{procPath(expected.first, "status")};
     for (const char* name : {"Seccomp", "Seccomp_filters"})
         if (status[name].empty() || status[name] != first[name])
@@ -191,11 +191,11 @@ PinnedProcess::Objection PinnedProcess::toNamespaces(pid_t busDaemon) const
 PinnedProcess::Objection PinnedProcess::toMappings() const
 {
     const auto mappings = executableFileMappings(pid_);
-    // There are none while a process is about to become another program.
+    // There are none while a process executes another program.
     if (mappings.empty())
         return "it has no executable mappings";
     for (const ProcessMapping& mapping : mappings) {
-        // Where the process sees it: our own mounts may all be nosuid, or hide a folder.
+        // Opened as the process sees it: our own mounts may all be nosuid, or hide a folder.
         const Fd file = openWithoutLinks(
             Fd{::open(path("root").c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)}, mapping.path);
         struct stat status {};

@@ -14,46 +14,45 @@
 
 namespace veltra {
 
-/// Another process and the program that it runs, held fast so that what is found out about them
-/// stays true of them: neither can its number be given to another process nor its executable be
-/// replaced without that being noticed.
+/// Another process and the program that it runs, pinned so that what is found out about them stays
+/// true: if its number is given to another process or its executable is replaced, that is noticed.
 ///
-/// Looking at other users' processes takes CAP_SYS_PTRACE. A value that is used by one thread at a
-/// time. The checks read a dozen files in /proc and may block in a file system that the process's
-/// user serves himself. See proc(5).
+/// Inspecting other users' processes needs CAP_SYS_PTRACE. A value that one thread uses at a time.
+/// The checks read a dozen files in /proc and may block in a file system that the process's user
+/// serves. See proc(5).
 class PinnedProcess {
   public:
-    /// What is known of the process from elsewhere.
+    /// What is already known about the process.
     struct Expectation {
-        uid_t user = 0;      ///< on whose behalf it runs
+        uid_t user = 0;      ///< the user on whose behalf it runs
         pid_t busDaemon = 0; ///< the process whose mount namespace and root it must share
-        pid_t first = 1;     ///< the process whose seccomp filters all others are under
+        pid_t first = 1;     ///< the process whose seccomp filters all others have too
     };
 
-    /// Fails when there is no such process, or its executable cannot be opened.
+    /// Fails if there is no such process, or its executable cannot be opened.
     [[nodiscard]] static Result<PinnedProcess> open(pid_t process);
 
-    /// The same for the process that `opened` stands for, which must be known by that number here.
+    /// The same for the process that `opened` refers to, whose number here must be `process`.
     [[nodiscard]] static Result<PinnedProcess> open(pid_t process, PidFd opened);
 
     [[nodiscard]] pid_t pid() const noexcept { return pid_; }
 
-    /// The executable, open for reading. Valid as long as this lives.
+    /// The executable, open for reading. Valid as long as this object lives.
     [[nodiscard]] const Fd& executable() const noexcept { return executable_; }
 
-    /// The executable alone, for who does not care what becomes of the process.
+    /// The executable alone, for callers that need nothing else about the process.
     [[nodiscard]] Fd takeExecutable() && noexcept { return std::move(executable_); }
 
-    /// What speaks against trusting that this process does what its executable says; none when
-    /// nothing does. Somebody else may be able to change the executable or the libraries, to act
-    /// as the process, or to make it look like what it is not.
+    /// The reason not to trust that this process does what its executable says; empty if there is
+    /// none. For example, somebody else may be able to change the executable or the libraries, to
+    /// act as the process, or to make it look like a different one.
     [[nodiscard]] std::optional<std::string> objection(const Expectation& expected) const;
 
-    /// What changed since the process was pinned; none when it lives and runs the same executable
-    /// in the same user namespace, untraced.
+    /// What has changed since the process was pinned; empty if it is alive and runs the same
+    /// executable in the same user namespace, untraced.
     [[nodiscard]] std::optional<std::string> change() const;
 
-    /// Asks it with SIGTERM to end, and waits that long for its end; whether it came.
+    /// Asks it with SIGTERM to end and waits up to `patience` for that; returns whether it ended.
     [[nodiscard]] bool end(std::chrono::milliseconds patience) const;
 
   private:

@@ -10,7 +10,7 @@ namespace veltra {
 
 namespace {
 
-// A mapping begins with a line like this one, and goes on with lines that begin with a name:
+// A mapping starts with a line like this one, followed by lines that start with a name:
 // 7f1c2000-7f1c4000 r-xp 00002000 fe:00 1234    /usr/lib/libc.so.6
 bool isHeader(const std::string& line)
 {
@@ -18,7 +18,7 @@ bool isHeader(const std::string& line)
     return dash != std::string::npos && dash == line.find_first_not_of("0123456789abcdef");
 }
 
-// None for memory that is not executable, or of no file.
+// Empty for memory that is not executable or does not belong to a file.
 std::optional<ProcessMapping> mappingOf(const std::string& header)
 {
     std::istringstream fields{header};
@@ -42,7 +42,7 @@ bool isNonZeroCount(const std::string& line, std::string_view name)
     return kilobytes > 0;
 }
 
-// A changed page is the process's own; one that was moved out to swap is counted there only.
+// A changed page is private to the process; one that was swapped out is only counted as swap.
 bool tellsOfChangedPages(const std::string& line)
 {
     return isNonZeroCount(line, "Anonymous:") || isNonZeroCount(line, "Swap:");

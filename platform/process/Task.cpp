@@ -17,7 +17,7 @@ namespace veltra {
 
 namespace {
 
-/// What a new process does before it becomes the program.
+/// What a new process does before it executes the program.
 class Preparation {
   public:
     Preparation(const Fd& output, const Fd& error)
@@ -78,12 +78,12 @@ Result<pid_t> spawn(const Task& task, const Fd& output, const Fd& error)
     return process;
 }
 
-/// A program that runs. The handler that waits for its end keeps it.
+/// A running program. The handler that waits for its end keeps it alive.
 class RunningTask : public std::enable_shared_from_this<RunningTask> {
   public:
     explicit RunningTask(Task task) : task_{std::move(task)} {}
 
-    // Everything that can be refused is asked for before the program runs, but for the last.
+    // Everything that can fail, except the last step, is done before the program runs.
     [[nodiscard]] Result<> start(EventLoop& loop)
     {
         const auto streams =
@@ -123,7 +123,7 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
         watch_ = {};
         siginfo_t ended{};
         ::waitid(P_PIDFD, static_cast<id_t>(process_.descriptor()), &ended, WEXITED);
-        // The exit status or the signal, whichever it was.
+        // The exit status or the signal number, depending on how it ended.
         task_.terminationHandler(ended.si_status);
     }
 

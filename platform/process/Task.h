@@ -12,30 +12,32 @@
 
 namespace veltra {
 
-/// A program to be run, and who is told of what it does.
+/// A program to run, and the handlers for its output and its end.
 struct Task {
     std::string launchPath;
-    std::vector<std::string> arguments;   ///< without the program's name in front
-    std::vector<std::string> environment; ///< the whole of it, as "NAME=value"
-    /// Gets what one read of the standard output, or of the standard error, returned: a piece of
-    /// any length, cut anywhere, and nothing at all once, when the last writer has closed it.
+    std::vector<std::string> arguments;   ///< without the program's name
+    std::vector<std::string> environment; ///< the complete environment, as "NAME=value"
+    /// Receives the result of each read of standard output or standard error: a piece of any
+    /// length, cut anywhere. Receives an empty piece once, when the last writer has closed the
+    /// stream.
     std::function<void(std::string_view)> standardOutput;
     std::function<void(std::string_view)> standardError;
-    /// Gets the exit status, or the number of the signal that ended the program. Called once;
+    /// Receives the exit status, or the number of the signal that ended the program. Called once;
     /// output may still come after it.
     std::function<void(int)> terminationHandler;
-    /// After this the program is asked to terminate, if it has not and lets itself be asked: one
-    /// that has become another user does not. For launch() alone.
+    /// After this time, a program that still runs is sent a signal to terminate, if we may signal
+    /// it: we may not signal one that has become another user. For launch() only.
     std::optional<std::chrono::milliseconds> timeLimit = {};
 };
 
 /// Starts `task`'s program without a shell, in the root folder, with /dev/null as standard input,
-/// no signal blocked or ignored, and no other descriptor of ours.
+/// with no signal blocked or ignored, and with none of our other descriptors.
 ///
-/// Called on the thread of `loop`, as the handlers are, and never before this returns. Output is
-/// read only while all that was given to the loop's source is sent, so that a program that prints
-/// faster than somebody listens is held up instead of being kept in memory. The program lives on
-/// if the loop goes. Fails when it cannot be started; see posix_spawn(3).
+/// Must be called on the thread of `loop`. The handlers are called there too, never before this
+/// returns. Output is read only while everything given to the loop's source has been sent, so a
+/// program that prints faster than its output is taken blocks instead of filling our memory. The
+/// program keeps running if the loop is destroyed. Fails if the program cannot be started; see
+/// posix_spawn(3).
 [[nodiscard]] Result<> launch(EventLoop& loop, Task task);
 
 } // namespace veltra

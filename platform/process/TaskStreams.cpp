@@ -39,7 +39,7 @@ Result<Fd> TaskStreams::listen(EventLoop& loop, Stream& stream)
         return Error::last("make a pipe");
     Fd readEnd{ends[0]};
     Fd writeEnd{ends[1]};
-    // The program's end blocks as programs expect.
+    // The program's end stays in blocking mode, as programs expect.
     if (::fcntl(readEnd.get(), F_SETFL, O_NONBLOCK) != 0)
         return Error::last("make a pipe");
 

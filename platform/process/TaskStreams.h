@@ -11,13 +11,13 @@
 
 namespace veltra {
 
-/// The pipes that a program writes its output and its errors into, for Task's ways of running one.
-/// Reads on, and keeps itself, until the last writer has closed them. On the loop's thread.
+/// The pipes for a program's output and errors, for the different ways to run a Task. Keeps itself
+/// alive and reads until the last writer has closed them. Use it on the loop's thread.
 class TaskStreams : public std::enable_shared_from_this<TaskStreams> {
   public:
     using Handler = std::function<void(std::string_view)>;
 
-    /// The program's ends, to be closed when it has its own.
+    /// The program's ends, to be closed once it has its own.
     struct WriteEnds {
         Fd output;
         Fd error;
