@@ -23,7 +23,7 @@ namespace {
 using namespace std::chrono_literals;
 
 constexpr const char* pkexec = "/usr/bin/pkexec";
-// Something that the program left running may hold the pipes for ever.
+// A process that the program left running may keep the pipes open for ever.
 constexpr auto patienceForOutput = 200ms;
 
 struct VerbFacts {
@@ -50,7 +50,7 @@ bool isOfLanguage(std::string_view variable)
            variable.starts_with("LC_");
 }
 
-// pkexec refuses to start when it distrusts a single value.
+// pkexec refuses to start if it distrusts the value of any variable.
 bool isTrustedByPkexec(std::string_view variable)
 {
     return variable.find_first_of("/%") == std::string_view::npos &&
@@ -69,7 +69,7 @@ std::vector<std::string> languageEnvironment()
 Task taskFor(const std::string& tool, const VerbFacts& verb)
 {
     Task task;
-    // pkexec's own agent for terminals fails with the right password too.
+    // pkexec's own agent for terminals fails even with the right password.
     const bool isRoot = ::geteuid() == 0;
     task.launchPath = isRoot ? tool : pkexec;
     task.arguments = isRoot ? std::vector<std::string>{verb.word}
@@ -93,7 +93,8 @@ std::string AdminTool::action(Verb verb)
     return factsOf(verb).action;
 }
 
-// All on the calling thread: pkexec dies with the thread that started it while it is not yet root.
+// Everything happens on the calling thread: until it is root, pkexec dies with the thread that
+// started it.
 Result<AdminTool::Ending> AdminTool::run(Verb verb) const
 {
     auto loop = EventLoop::open(&SystemLog::logThrown);

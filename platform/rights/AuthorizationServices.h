@@ -12,15 +12,15 @@
 
 namespace veltra {
 
-/// The statuses that the authorization services answer with.
+/// The statuses of the authorization services.
 enum AuthorizationStatus : OSStatus {
     errAuthorizationSuccess = 0,
     errAuthorizationInvalidRef = -60002,
-    /// The right was not granted; of AuthorizationRightGet: there is no such right.
+    /// The right was not granted; from AuthorizationRightGet: there is no such right.
     errAuthorizationDenied = -60005,
     /// The user dismissed the prompt.
     errAuthorizationCanceled = -60006,
-    /// The user would have to be asked, and may not or cannot be.
+    /// The user would have to be asked, but may not or cannot be.
     errAuthorizationInteractionNotAllowed = -60007,
     /// The services cannot be reached, do not answer, or failed.
     errAuthorizationInternal = -60008,
@@ -32,7 +32,7 @@ inline constexpr AuthorizationFlags kAuthorizationFlagInteractionAllowed = 1;
 inline constexpr AuthorizationFlags kAuthorizationFlagExtendRights = 2;
 inline constexpr AuthorizationFlags kAuthorizationFlagPreAuthorize = 16;
 
-/// One right that is asked for, or one fact of the environment.
+/// A requested right, or a fact about the environment.
 struct AuthorizationItem {
     std::string name;
     std::vector<std::uint8_t> value = {};
@@ -41,7 +41,7 @@ struct AuthorizationItem {
 
 using AuthorizationItemSet = std::vector<AuthorizationItem>;
 
-/// An authorization as the services that gave it out know it.
+/// An authorization, as an object of the services that created it.
 class Authorization {
   public:
     Authorization() = default;
@@ -52,15 +52,15 @@ class Authorization {
 
 using AuthorizationRef = std::shared_ptr<const Authorization>;
 
-/// Stands for an authorization in other processes. Nobody can guess it.
+/// Represents an authorization in other processes. It cannot be guessed.
 using AuthorizationExternalForm = std::array<std::uint8_t, 32>;
 
 /// Authorizations and the database of rights.
 ///
-/// All functions may be called from any thread. One that may prompt the user waits for the answer,
-/// however long that takes; every other gives up after some seconds at most. An authorization is
-/// good only for the services that gave it out, and its external form for as long as the process
-/// lives that made it.
+/// All functions may be called from any thread. Functions that may prompt the user wait for the
+/// answer, however long that takes; the others give up after some seconds at most. An authorization
+/// is valid only for the services that created it; its external form is valid for as long as the
+/// process that made it lives.
 class AuthorizationServices {
   public:
     AuthorizationServices() = default;
@@ -68,8 +68,8 @@ class AuthorizationServices {
     AuthorizationServices& operator=(const AuthorizationServices&) = delete;
     virtual ~AuthorizationServices() = default;
 
-    /// A new authorization of this process. With rights and kAuthorizationFlagPreAuthorize they
-    /// are gained at once, or the call fails; the user is asked only with
+    /// Creates an authorization for this process. With rights and kAuthorizationFlagPreAuthorize,
+    /// the rights are gained at once, or the call fails; the user is asked only with
     /// kAuthorizationFlagInteractionAllowed. `rights` and `environment` may be null.
     [[nodiscard]] virtual SecOutcome<AuthorizationRef>
     AuthorizationCreate(const AuthorizationItemSet* rights, const AuthorizationItemSet* environment,
@@ -78,30 +78,30 @@ class AuthorizationServices {
     [[nodiscard]] virtual SecOutcome<std::optional<AuthorizationExternalForm>>
     AuthorizationMakeExternalForm(const AuthorizationRef& authorization) = 0;
 
-    /// The authorization that an external form stands for, of this process or of another one of
-    /// this user's, or of anybody's where root asks.
+    /// The authorization that an external form represents: of this process or of another process of
+    /// this user, or of any process if root asks.
     [[nodiscard]] virtual SecOutcome<AuthorizationRef>
     AuthorizationCreateFromExternalForm(const AuthorizationExternalForm& form) = 0;
 
-    /// Success when the authorization's process has, or with kAuthorizationFlagExtendRights
-    /// gains, every one of the rights.
+    /// Succeeds if the authorization's process has every one of the rights or, with
+    /// kAuthorizationFlagExtendRights, gains it.
     [[nodiscard]] virtual OSStatus AuthorizationCopyRights(const AuthorizationRef& authorization,
                                                            const AuthorizationItemSet& rights,
                                                            const AuthorizationItemSet* environment,
                                                            AuthorizationFlags flags) = 0;
 
-    /// The stored definition of a right; errAuthorizationDenied when there is no such right.
+    /// The stored definition of a right; errAuthorizationDenied if there is no such right.
     [[nodiscard]] virtual SecOutcome<std::optional<RightDefinition>>
     AuthorizationRightGet(const std::string& name) = 0;
 
-    /// Stores a right's definition and the text of its prompt. Adding one asks nothing of an
-    /// active local user; changing one asks for an administrator.
+    /// Stores a right's definition and the text of its prompt. Adding a right asks an active local
+    /// user for nothing; changing one asks for an administrator.
     [[nodiscard]] virtual OSStatus AuthorizationRightSet(const AuthorizationRef& authorization,
                                                          const std::string& name,
                                                          const RightDefinition& definition,
                                                          const std::string& description) = 0;
 
-    /// The words for a status, success included; none when there are no words for it.
+    /// The text for a status, including success; empty if there is none.
     [[nodiscard]] virtual std::optional<std::string>
     SecCopyErrorMessageString(OSStatus status) const = 0;
 };

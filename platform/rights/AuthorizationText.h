@@ -8,11 +8,11 @@
 
 namespace veltra {
 
-/// One clear sentence about a status of the authorization services, without a full stop; nothing
-/// for a status that is not theirs.
+/// A clear sentence about a status of the authorization services, without a full stop; empty for
+/// any other status.
 [[nodiscard]] std::optional<std::string> authorizationText(OSStatus status);
 
-/// A status as the code of an Error, whose message ends with the status's text.
+/// Makes a status the code of an Error; the error's message then ends with the status's text.
 [[nodiscard]] std::error_code authorizationError(OSStatus status);
 
 } // namespace veltra

@@ -24,7 +24,7 @@ namespace veltra {
 
 namespace {
 
-/// Folders are named after their users: PARENT/PREFIX1000SUFFIX.
+/// Folders are named after their users: for example PARENT/PREFIX1000SUFFIX.
 struct Pattern {
     std::string_view parent;
     std::string_view prefix;
@@ -64,7 +64,7 @@ std::optional<uid_t> userId(std::string_view text)
     return user;
 }
 
-// Of all users that there are such folders of.
+// The folders of all users that have one.
 std::vector<Place> placesOfAll(const Pattern& pattern)
 {
     std::vector<Place> places;
@@ -129,7 +129,7 @@ Fd openFolder(const Place& place)
     return folder;
 }
 
-// What a file holds that its user alone can have written; nothing for every other.
+// A file's content if only its user can have written it; otherwise empty.
 std::string trustedContent(const Fd& folder, const std::string& name, uid_t user)
 {
     const Fd file{
@@ -144,7 +144,7 @@ std::string trustedContent(const Fd& folder, const std::string& name, uid_t user
     return size > 0 ? std::string{content.data(), static_cast<std::size_t>(size)} : std::string{};
 }
 
-// The user is the folder's: nothing that stands in the file may choose it.
+// The user is the folder's owner: the file's content must not choose it.
 std::optional<RegisteredProcess> processOf(const std::string& content, uid_t user)
 {
     const char* const end = content.data() + content.size();
@@ -161,7 +161,7 @@ std::optional<RegisteredProcess> processOf(const std::string& content, uid_t use
     return RegisteredProcess::find(process, startTime, user);
 }
 
-// `isOver` says of a file's trusted content whether the file has to go.
+// `isOver` says, given a file's trusted content, whether to remove the file.
 template <typename Condition>
 void removeFiles(const Place& place, const Fd& folder, const Condition& isOver)
 {
@@ -179,7 +179,7 @@ void removeFilesOfTheDead(const Place& place, const Fd& folder)
                 [&](const std::string& content) { return !processOf(content, place.user); });
 }
 
-// The file appears under its name with all that it holds.
+// The file gets its name only once it has its complete content.
 bool writeFile(const Fd& folder, const std::string& name, const std::string& content)
 {
     const Fd file{::openat(folder.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600)};
@@ -190,7 +190,7 @@ bool writeFile(const Fd& folder, const std::string& name, const std::string& con
 
 } // namespace
 
-// A child of fork(2) finds that none of them is its own.
+// A child of fork(2) finds that none of the files is its own.
 ExternalFormRegistry::~ExternalFormRegistry()
 {
     const auto startTime = processStartTime(::getpid());

@@ -9,12 +9,12 @@
 
 namespace veltra {
 
-/// Where processes say which external forms stand for them.
+/// Where processes register the external forms that represent them.
 ///
-/// A form is 32 random bytes. It has a file, named after its SHA-256 digest so that the form
-/// itself stands nowhere, which names the process: in /run/user/UID/veltra-auth, or in
-/// /dev/shm/veltra-auth-UID where there is no such folder. The user alone, and root, can read it.
-/// The environment has no say in where that is.
+/// A form is 32 random bytes. Each has a file that identifies the process. The file is named after
+/// the form's SHA-256 digest, so that the form itself is not stored anywhere. It is in
+/// /run/user/UID/veltra-auth, or in /dev/shm/veltra-auth-UID if that folder does not exist. Only
+/// the user and root can read it. The environment does not influence the location.
 ///
 /// All functions may be called from any thread.
 class ExternalFormRegistry {
@@ -23,15 +23,15 @@ class ExternalFormRegistry {
     ExternalFormRegistry(const ExternalFormRegistry&) = delete;
     ExternalFormRegistry& operator=(const ExternalFormRegistry&) = delete;
 
-    /// Takes back what this process registered here.
+    /// Removes what this process registered here.
     ~ExternalFormRegistry();
 
-    /// Makes a form that stands for this process for as long as it lives. The first time, files of
-    /// processes that have ended are removed.
+    /// Creates a form that represents this process for as long as it lives. The first call removes
+    /// files of processes that have ended.
     [[nodiscard]] Result<AuthorizationExternalForm> add();
 
-    /// The living process that a form stands for, one of this user's, or of anybody's for root.
-    /// None for every form that was not made by add() of a process of the folder's own user.
+    /// The living process that a form represents: one of this user or, for root, of any user. Empty
+    /// for a form that was not made by add() in a process of the folder's user.
     [[nodiscard]] static std::optional<RegisteredProcess>
     find(const AuthorizationExternalForm& form);
 

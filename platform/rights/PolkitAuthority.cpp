@@ -76,8 +76,8 @@ Result<PolkitAnswer> PolkitAuthority::check(const Subject& subject, const std::s
                                             Interaction interaction)
 {
     const bool mayAsk = interaction == Interaction::allowed;
-    // The last would name the question for who wants to cancel it. It goes with the connection
-    // anyway.
+    // The last argument would identify the request for cancelling it. Closing the connection
+    // cancels it anyway.
     const auto answer = ask<std::tuple<bool, bool, Texts>>(
         "CheckAuthorization", mayAsk ? BusConnection::forEver : longestAnswer, subject, action,
         Texts{}, std::uint32_t{mayAsk}, std::string{});

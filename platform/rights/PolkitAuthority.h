@@ -19,16 +19,16 @@ enum class PolkitAnswer {
     authorized,
     denied,
     dismissed,        ///< by the user
-    needsInteraction, ///< somebody has to be asked, and may not or cannot be
+    needsInteraction, ///< somebody has to be asked, but may not or cannot be
 };
 
-/// A line to polkit: a connection of its own to the system bus, for one thread. When it ends, so
-/// does a dialog that is open for it.
+/// A separate connection to polkit over the system bus, for one thread. When it is closed, polkit
+/// also closes a dialog that it has open.
 ///
-/// A function that opens no dialog waits 5 s for its answer at most. See polkit(8).
+/// Functions that open no dialog wait at most 5 s for their reply. See polkit(8).
 class PolkitAuthority {
   public:
-    /// Whose authorization is asked about.
+    /// The process whose authorization is checked.
     using Subject = std::tuple<
         std::string,
         std::map<std::string, BusVariant<std::int32_t, std::uint32_t, std::uint64_t, std::string>>>;
@@ -37,18 +37,19 @@ class PolkitAuthority {
 
     [[nodiscard]] static Result<PolkitAuthority> open();
 
-    /// This process. What it gains, a program that it starts with pkexec finds gained.
+    /// This process. Its authorizations also apply to a program that it starts with pkexec.
     [[nodiscard]] Subject self() const;
 
-    /// Another process: of the same user, or anybody's for root. polkit believes the user.
+    /// Another process, of this user or, for root, of any. polkit trusts the user id that we give
+    /// it.
     [[nodiscard]] static Subject subject(const RegisteredProcess& process);
 
-    /// The action with an annotation of that value; none when a reply came and held no such.
+    /// The action with an annotation of that value; empty if polkit's reply contains none.
     [[nodiscard]] Result<std::optional<PolkitAction>> findAction(const std::string& annotation,
                                                                  const std::string& value);
 
-    /// Whether the subject is authorized for an action. With interaction it waits for as long as
-    /// the user takes to answer. An action that does not exist is an error.
+    /// Whether the subject is authorized for an action. With interaction, waits for as long as the
+    /// user takes to answer. An action that does not exist is an error.
     [[nodiscard]] Result<PolkitAnswer> check(const Subject& subject, const std::string& action,
                                              Interaction interaction);
 

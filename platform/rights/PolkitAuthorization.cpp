@@ -15,10 +15,10 @@ namespace {
 
 using Interaction = PolkitAuthority::Interaction;
 
-// Agents take a moment to come back when polkit was started anew.
+// After polkit was restarted, agents need a moment to register again.
 constexpr auto patienceForAgents = std::chrono::milliseconds{500};
 
-/// Stands for a process; for this one when it names none.
+/// Represents a process; this one if none is given.
 class ProcessAuthorization : public Authorization {
   public:
     explicit ProcessAuthorization(std::optional<RegisteredProcess> process)
@@ -77,7 +77,7 @@ OSStatus statusOf(const AdminTool::Ending& ending)
     }
 }
 
-// The question without interaction tells in time whether polkit is there at all.
+// The check without interaction shows soon whether polkit is running at all.
 OSStatus gainAction(PolkitAuthority& polkit, const PolkitAuthority::Subject& subject,
                     const std::string& action, Interaction interaction)
 {
@@ -94,7 +94,7 @@ OSStatus gainAction(PolkitAuthority& polkit, const PolkitAuthority::Subject& sub
 OSStatus gainAll(const std::optional<RegisteredProcess>& process,
                  const AuthorizationItemSet& rights, Interaction interaction)
 {
-    // As polkit has it, which need not be there for this.
+    // polkit permits root everything, too, but it need not be running for this.
     if (!process && ::geteuid() == 0)
         return errAuthorizationSuccess;
     auto polkit = PolkitAuthority::open();
@@ -171,7 +171,7 @@ OSStatus PolkitAuthorization::AuthorizationCopyRights(const AuthorizationRef& au
     const bool mayGain = (flags & kAuthorizationFlagExtendRights) != 0;
     const OSStatus status =
         gain(known->process(), rights, mayGain ? interpolkitActionId(flags) : Interaction::none);
-    // What polkit said may have been said of another process that got the number.
+    // polkit's answer may be about another process that was given the same number.
     if (known->process() && !known->process()->isAlive())
         return errAuthorizationInvalidRef;
     return status;
@@ -213,15 +213,15 @@ OSStatus PolkitAuthorization::AuthorizationRightSet(const AuthorizationRef& auth
     if (status != errAuthorizationSuccess)
         return status;
 
-    // The tool writes what is compiled into it, which need not be what was asked for here.
+    // The tool writes what is compiled into it, which may differ from what was requested here.
     const auto after = findRight(name);
     const bool isStored = after && after.value() && definitionOf(*after.value()) == definition &&
                           after.value()->message == description;
     return isStored ? errAuthorizationSuccess : errAuthorizationInternal;
 }
 
-// Gained first, what the tool takes is no question any more when the tool is started: not one that
-// nobody answers in the tool's time.
+// The tool's right is gained before the tool is started, so that waiting for the user's answer does
+// not use up the tool's time limit.
 OSStatus PolkitAuthorization::write(AdminTool::Verb verb)
 {
     const std::lock_guard prompt{prompt_};

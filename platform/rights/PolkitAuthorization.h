@@ -11,16 +11,16 @@
 
 namespace veltra {
 
-/// The authorization services on polkit, which knows a right as an action.
+/// The authorization services based on polkit, which represents a right as an action.
 ///
 /// An action's id is its right's name with '-' for every ':'. The name itself and the definition,
-/// in JSON, stand in the action's annotations "com.veltra.right.name" and
-/// "com.veltra.right.definition"; a definition that is no JSON reads as null. What a process
-/// gains stays gained for as long as the action says. Rights are written by the admin tool, which
-/// knows the rights of this system and no others.
+/// in JSON, are in the action's annotations "com.veltra.right.name" and
+/// "com.veltra.right.definition"; a definition that is not valid JSON is read as null. A process
+/// keeps what it has gained for as long as the action says. Rights are written by the admin tool,
+/// which knows only the rights of this system.
 ///
-/// An authorization stands for a process. One that came from an external form has no external
-/// form of its own.
+/// An authorization represents a process. An authorization that was made from an external form has
+/// no external form itself.
 class PolkitAuthorization : public AuthorizationServices {
   public:
     explicit PolkitAuthorization(AdminTool tool) : tool_{std::move(tool)} {}
@@ -54,7 +54,7 @@ class PolkitAuthorization : public AuthorizationServices {
 
     AdminTool tool_;
     ExternalFormRegistry forms_;
-    std::mutex prompt_; // held by whoever may have a dialog open: two at once confuse
+    std::mutex prompt_; // held while a dialog may be open: two at once confuse
 };
 
 /// The authorization services of this process.

@@ -10,8 +10,8 @@ namespace veltra {
 
 namespace {
 
-// The real, effective, saved and file-system user alike: one that is about to become somebody
-// else, or was, belongs to two.
+// The real, effective, saved and file-system user must all match. They differ in a process that can
+// still change to another user.
 bool belongsTo(pid_t process, uid_t user)
 {
     const ProcessStatus status{procPath(process, "status")};
@@ -29,7 +29,7 @@ std::optional<RegisteredProcess> RegisteredProcess::find(pid_t process, std::uin
         return std::nullopt;
 
     RegisteredProcess found{std::move(opened), process, startTime, user};
-    // What was read was the process's own only if it still lives.
+    // What was read belongs to this process only if it is still alive.
     if (!found.isAlive())
         return std::nullopt;
     return found;

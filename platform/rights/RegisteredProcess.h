@@ -9,12 +9,12 @@
 
 namespace veltra {
 
-/// A process that somebody named, looked up and held fast: its number means no other process for
-/// as long as isAlive() has not said that it is gone.
+/// A registered process that was looked up and pinned: until isAlive() has returned false, its
+/// number refers to this process.
 class RegisteredProcess {
   public:
-    /// Finds the process that was started at that time (see processStartTime) and runs as that
-    /// user and nobody else. None when it has ended or is another user's.
+    /// Finds the process that was started at that time (see processStartTime) and whose user ids
+    /// are all that user. Empty if it has ended or runs as another user.
     [[nodiscard]] static std::optional<RegisteredProcess> find(pid_t process,
                                                                std::uint64_t startTime, uid_t user);
 

@@ -10,7 +10,7 @@ namespace veltra {
 
 /// The domain of services that the system starts.
 inline constexpr const char* kSMDomainSystemLaunchd = "kSMDomainSystemLaunchd";
-/// The right that installing a privileged helper takes.
+/// The right that is needed to install a privileged helper.
 inline constexpr const char* kSMRightBlessPrivilegedHelper =
     "com.apple.ServiceManagement.blesshelper";
 
@@ -19,7 +19,7 @@ class ServiceManagement {
   public:
     struct Outcome {
         bool isDone = false;
-        std::optional<Error> error = {}; ///< may be missing for a refusal too
+        std::optional<Error> error = {}; ///< may be empty even after a refusal
     };
 
     ServiceManagement() = default;
@@ -27,9 +27,9 @@ class ServiceManagement {
     ServiceManagement& operator=(const ServiceManagement&) = delete;
     virtual ~ServiceManagement() = default;
 
-    /// Installs the executable of that name of the bundle's Contents/Library/LaunchServices, or
-    /// puts it in the place of the installed one, and has the system start it when it is called.
-    /// Waits until it is done. From any thread.
+    /// Installs the executable of that name from the bundle's Contents/Library/LaunchServices, or
+    /// replaces the installed one with it, and has the system start it when it is called. Waits
+    /// until that is done. May be called from any thread.
     [[nodiscard]] virtual Outcome SMJobBless(const std::string& domain,
                                              const std::string& executableLabel,
                                              const AuthorizationRef& authorization) = 0;

@@ -17,7 +17,7 @@ ServiceManagement::Outcome refusal(std::error_code code, const std::string& subj
     return {.isDone = false, .error = Error{code, action, subject}};
 }
 
-// What the tool said comes with a line break.
+// The tool's message ends with a line break.
 std::string described(const AdminTool::Ending& ending)
 {
     std::string text = std::string{helper} + " (exit status " + std::to_string(ending.status) +

@@ -7,10 +7,10 @@
 
 namespace veltra {
 
-/// Installs the helper with the admin tool, which knows where everything belongs.
+/// Installs the helper with the admin tool, which knows where all files belong.
 ///
-/// There is no helper but the one, and no domain but the system's. The right must have been gained
-/// with `authorization` before: nothing is asked here.
+/// The only helper is ours, and the only domain is the system's. The right must have been gained
+/// with `authorization` before: nobody is asked here.
 class SystemServiceManagement : public ServiceManagement {
   public:
     SystemServiceManagement(AuthorizationServices& authorizations, AdminTool tool)
@@ -26,7 +26,7 @@ class SystemServiceManagement : public ServiceManagement {
     AdminTool tool_;
 };
 
-/// The service management of this process, on its authorization services.
+/// The service management of this process, which uses the process's authorization services.
 [[nodiscard]] ServiceManagement& systemServiceManagement();
 
 } // namespace veltra

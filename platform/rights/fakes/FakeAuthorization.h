@@ -13,8 +13,8 @@
 
 namespace veltra {
 
-/// The authorization services of one process, in a system that tests may give several, for tests
-/// of what stands above. The process lives for as long as the object. For one thread.
+/// The authorization services of one process, for tests of the code that uses them; a test can give
+/// a system several processes. The process lives as long as the object. For one thread.
 class FakeAuthorization : public AuthorizationServices {
   public:
     struct Right {
@@ -27,7 +27,7 @@ class FakeAuthorization : public AuthorizationServices {
         std::set<std::string> gained; ///< rights
     };
 
-    /// What the processes of a system share.
+    /// The state that the processes of a system share.
     struct System {
         std::map<std::string, Right> rights;
         std::map<AuthorizationExternalForm, std::weak_ptr<Process>> forms;
@@ -39,16 +39,16 @@ class FakeAuthorization : public AuthorizationServices {
     [[nodiscard]] std::map<std::string, Right>& rights() noexcept { return system_->rights; }
     [[nodiscard]] std::set<std::string>& gained() noexcept { return process_->gained; }
 
-    /// What comes of the prompts, one after the other. Without an answer nobody can be asked.
+    /// The outcomes of the prompts, in order. When they run out, nobody can be asked.
     std::deque<OSStatus> answers;
-    /// Calls, by name, that answer with this status whatever they are asked.
+    /// Calls, by name, that always return this status.
     std::map<std::string, OSStatus> failing;
-    /// Calls, by name, that succeed and bring nothing.
+    /// Calls, by name, that succeed but return nothing.
     std::set<std::string> empty;
-    /// What statuses besides the system's own mean.
+    /// The texts for statuses other than the system's own.
     std::map<OSStatus, std::string> texts;
 
-    /// The calls so far but those for texts, with what they were given: "AuthorizationCreate 0".
+    /// The calls so far, except for texts, with their arguments: "AuthorizationCreate 0".
     [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
 
     [[nodiscard]] SecOutcome<AuthorizationRef>

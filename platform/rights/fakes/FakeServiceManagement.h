@@ -8,7 +8,7 @@
 
 namespace veltra {
 
-/// Service management that installs nothing, for tests of what stands above. For one thread.
+/// Service management that installs nothing, for tests of the code that uses it. For one thread.
 class FakeServiceManagement : public ServiceManagement {
   public:
     struct Call {
@@ -17,9 +17,9 @@ class FakeServiceManagement : public ServiceManagement {
         AuthorizationRef authorization;
     };
 
-    /// What comes of every call.
+    /// The outcome of every call.
     Outcome outcome = {.isDone = true};
-    /// Called during every call, for what an installation changes elsewhere.
+    /// Called during every call, to simulate what an installation changes elsewhere.
     std::function<void()> onBless;
 
     [[nodiscard]] const std::vector<Call>& calls() const noexcept { return calls_; }
