@@ -10,23 +10,22 @@
 
 namespace veltra {
 
-/// The end of a signed file: the signature in DER, its length in eight bytes with the lowest
-/// first, and eight bytes by which a signed file is known. All that stands before is what is
-/// signed. A value.
+/// The end of a signed file: the signature in DER, its length in eight bytes (least significant
+/// first), and eight magic bytes that mark a signed file. All bytes before it are signed. A value.
 struct AppendedSignature {
-    /// More than that is not looked at.
+    /// Larger files are rejected.
     static constexpr std::uint64_t largestFile = std::uint64_t{256} << 20;
     static constexpr std::uint64_t largestDer = std::uint64_t{1} << 20;
 
-    /// How many bytes stand before the signature.
+    /// The number of bytes before the signature.
     std::uint64_t signedSize = 0;
     std::vector<unsigned char> der;
 
-    /// Reads the end of an open file, whose descriptor's offset stays. What stands there as DER is
-    /// not looked at. errSecCSUnsigned when the file does not end as a signed one does.
+    /// Reads the end of an open file without changing the descriptor's offset. The DER is not
+    /// examined. errSecCSUnsigned if the file does not end like a signed file.
     [[nodiscard]] static SecOutcome<AppendedSignature> read(int descriptor);
 
-    /// What has to be put behind a file's bytes to make `der` its signature.
+    /// The bytes to append to a file to make `der` its signature.
     [[nodiscard]] static std::string ending(std::span<const unsigned char> der);
 };
 

@@ -6,14 +6,14 @@ namespace veltra {
 
 namespace {
 
-// Searching for issuers costs time with the number of certificates, and a stranger chose them.
+// Searching for issuers takes longer with more certificates, and these are untrusted input.
 constexpr int mostCertificates = 10;
-// Keys of at least 112 bits of strength, and no certificate signed with SHA-1.
+// Requires keys of at least 112 bits of strength, and no certificate signed with SHA-1.
 constexpr int securityLevel = 2;
 
 bool isMeantForCodeSigning(X509* certificate)
 {
-    // Without the extension, the usage says "everything".
+    // A certificate without the extension permits every usage.
     return (X509_get_extension_flags(certificate) & EXFLAG_XKUSAGE) &&
            (X509_get_extended_key_usage(certificate) & XKU_CODE_SIGN) &&
            (X509_get_key_usage(certificate) & KU_DIGITAL_SIGNATURE);
@@ -36,8 +36,7 @@ void setRules(X509_VERIFY_PARAM* rules)
     X509_VERIFY_PARAM_set_purpose(rules, X509_PURPOSE_ANY);
     X509_VERIFY_PARAM_set_depth(rules, mostCertificates);
     X509_VERIFY_PARAM_set_auth_level(rules, securityLevel);
-    // No time stamp says when the code was signed, so a certificate that has expired since says
-    // nothing against it.
+    // No time stamp says when the code was signed, so expired certificates are accepted.
     X509_VERIFY_PARAM_set_flags(rules, X509_V_FLAG_NO_CHECK_TIME);
 }
 

@@ -9,12 +9,12 @@
 namespace veltra {
 
 /// Puts a signature's certificates in order: the signer's own first, then its issuers up to the
-/// anchor, which is the one that signed itself.
+/// anchor, which is self-signed.
 ///
-/// The anchor is trusted because it is there: the chain says who signed, and whoever reads it
-/// compares it whole with one that he trusts. Each of `certificates`, `signer` among them, must
-/// have its place in the chain, each issuer must be fit to issue, and the signer's certificate
-/// must be meant for code signing. How old they are is not looked at.
+/// The anchor is not checked against a trust store: the chain only says who signed, and the reader
+/// compares the whole chain with one that it trusts. Each of `certificates`, including `signer`,
+/// must have its place in the chain, each issuer must be permitted to issue, and the signer's
+/// certificate must be for code signing. Validity dates are not checked.
 [[nodiscard]] SecOutcome<std::vector<SecCertificate>>
 certificateChain(X509* signer, STACK_OF(X509) * certificates);
 

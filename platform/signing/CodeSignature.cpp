@@ -13,8 +13,8 @@ namespace veltra {
 
 namespace {
 
-// The parser also takes what is no DER, and what goes on behind its end: of all the ways to write
-// a signature down only one is let through.
+// The parser also accepts encodings that are not DER, and ignores bytes after the end. Only one of
+// all the possible encodings of a signature is accepted here.
 CmsPointer parse(const std::vector<unsigned char>& der)
 {
     const unsigned char* bytes = der.data();
@@ -33,8 +33,8 @@ bool isSha256(const X509_ALGOR* digest, const X509_ALGOR* signature)
            (signatureKind == NID_rsaEncryption || (hasDigest && digestOfSignature == NID_sha256));
 }
 
-// Without signed attributes, the attributes of one signature are the content that another one
-// signed.
+// Signed attributes are required: without them, the attributes of another signature could be passed
+// off as the signed content.
 bool isAccepted(CMS_SignerInfo* signer)
 {
     EVP_PKEY* key = nullptr;
@@ -53,8 +53,8 @@ bool isDetachedSignedData(CMS_ContentInfo* signature)
            CMS_is_detached(signature) == 1;
 }
 
-// The order in which a signature holds its certificates is that of their encodings, so who signed
-// is asked of the signer's entry.
+// A signature lists its certificates in the order of their encodings, so the signer's entry has to
+// say who signed.
 SecOutcome<std::vector<SecCertificate>> acceptedCertificates(CMS_ContentInfo* signature)
 {
     if (!isDetachedSignedData(signature))
@@ -102,7 +102,7 @@ OSStatus CodeSignature::verify(int executable) const
     FilePart code{executable, signedSize_};
     const BioPointer reader = code.open();
     const CmsPointer signature = parse(der_);
-    // The chain was looked at when the signature was read.
+    // The chain was checked when the signature was read.
     const bool fits = signature && reader &&
                       CMS_verify(signature.get(), nullptr, nullptr, reader.get(), nullptr,
                                  CMS_BINARY | CMS_DETACHED | CMS_NO_SIGNER_CERT_VERIFY) == 1;

@@ -9,22 +9,23 @@
 
 namespace veltra {
 
-/// The signature of an executable, as it was read from the executable's end: a CMS SignedData in
-/// DER that does not hold what it signs, made by one signer with SHA-256, and that holds the
-/// signer's whole chain of certificates and no others. A value.
+/// The signature of an executable, as read from the end of its file: a detached CMS SignedData in
+/// DER, made by one signer with SHA-256, which contains the signer's whole chain of certificates
+/// and no others. A value.
 ///
-/// What CMS does not sign may be changed within what still means the same: version numbers, the
-/// name that refers to the signer's certificate, the lists of digests and of revocations.
+/// Parts that CMS does not sign may be changed as long as their meaning stays the same: version
+/// numbers, the name that refers to the signer's certificate, the lists of digests and of
+/// revocations.
 ///
-/// Whatever a file holds, it makes a status, never a crash; errSecCSUnsigned when it holds no
-/// signature.
+/// Whatever a file contains, the result is a status, never a crash; errSecCSUnsigned if it contains
+/// no signature.
 class CodeSignature {
   public:
-    /// Reads the signature that an open executable ends with. The executable's own bytes are not
+    /// Reads the signature at the end of an open executable. The executable's own bytes are not
     /// read.
     [[nodiscard]] static SecOutcome<std::optional<CodeSignature>> read(int executable);
 
-    /// How many bytes, from the first one on, are signed.
+    /// The number of signed bytes, counted from the start of the file.
     [[nodiscard]] std::uint64_t signedSize() const noexcept { return signedSize_; }
 
     /// The signer's certificate, then its issuers up to the anchor.

@@ -29,7 +29,7 @@ Error badFile(std::string_view action, const std::string& path)
     return Error{std::make_error_code(std::errc::bad_message), action, path};
 }
 
-// OpenSSL would ask the terminal, and wait.
+// OpenSSL would ask on the terminal, and wait.
 int refusePassPhrase(char* /*buffer*/, int /*size*/, int /*isWriting*/, void* /*data*/)
 {
     return -1;
@@ -88,7 +88,7 @@ bool copyBytes(int from, int to, std::uint64_t size)
     return true;
 }
 
-// The part of a file that is to be signed: all but the signature that it has already.
+// The part of a file to sign: everything except a signature that it already has.
 SecOutcome<std::uint64_t> sizeToSign(int file, const struct stat& status)
 {
     const auto present = AppendedSignature::read(file);
@@ -150,7 +150,7 @@ Result<> CodeSigner::sign(const std::string& path) const
     if (!writeAll(file, AppendedSignature::ending(signature.object)))
         return Error::last("write the signature of", path);
 
-    // No file is left that nobody would accept.
+    // Do not install a file whose signature would not be accepted.
     if (const OSStatus result = CodeSignature::check(file); result != errSecSuccess)
         return Error{codeSigningError(result), "sign", path};
     return signedFile.value().replace(status);
@@ -171,7 +171,7 @@ SecOutcome<std::vector<unsigned char>> CodeSigner::signatureOf(int file, std::ui
     isMade = isMade && CMS_final(signature.get(), reader.get(), nullptr, flags) == 1;
     if (code.hasFailed())
         return {errSecCSCodeUnreadable, {}};
-    // A kind of key that cannot sign with SHA-256.
+    // This kind of key cannot sign with SHA-256.
     if (!isMade)
         return {errSecCSSignatureUnsupported, {}};
     return {errSecSuccess, derOf<&i2d_CMS_ContentInfo>(signature.get())};

@@ -11,22 +11,22 @@
 
 namespace veltra {
 
-/// Signs executables; see CodeSignature for what comes of it.
+/// Signs executables; see CodeSignature for the format.
 class CodeSigner {
   public:
-    /// Reads a private key and the certificates of its owner, both in PEM: the owner's own first,
-    /// then its issuers up to the one that signed itself. A key that asks for a pass phrase, one
-    /// that is not the first certificate's, and certificates that a signature would not be
-    /// accepted with, are errors.
+    /// Reads a private key and its owner's certificates, both in PEM: the owner's own first, then
+    /// its issuers up to the self-signed one. It is an error if the key needs a pass phrase or does
+    /// not belong to the first certificate, or if a signature with these certificates would not be
+    /// accepted.
     [[nodiscard]] static Result<CodeSigner> open(const std::string& keyPath,
                                                  const std::string& certificatesPath);
 
-    /// Signs a file; a signature that it has is replaced.
+    /// Signs a file; replaces a signature that it already has.
     ///
-    /// The file is replaced whole, by a new one of the same owner and permissions, when that is
-    /// signed and on disk; on failure the old one stays. So a running program can be signed, a
-    /// symbolic link stays one, further hard links keep the old file, and extended attributes are
-    /// lost.
+    /// The file is replaced as a whole by a new file with the same owner and permissions, once that
+    /// is signed and on disk; on failure the old file stays. So a running program can be signed, a
+    /// symbolic link stays a symbolic link, other hard links keep the old file, and extended
+    /// attributes are lost.
     [[nodiscard]] Result<> sign(const std::string& path) const;
 
   private:

@@ -12,7 +12,7 @@
 
 namespace veltra {
 
-/// The code of a running program, as the services that gave it out know it.
+/// The code of a running program, as an object of the services that created it.
 class SecCode {
   public:
     SecCode() = default;
@@ -21,7 +21,7 @@ class SecCode {
     virtual ~SecCode() = default;
 };
 
-/// Code as it lies on disk, as the services that gave it out know it.
+/// Code on disk, as an object of the services that created it.
 class SecStaticCode {
   public:
     SecStaticCode() = default;
@@ -38,12 +38,12 @@ using SecDictionary = std::map<std::string, std::any>;
 
 using SecCSFlags = std::uint32_t;
 
-/// For SecStaticCodeCheckValidity: resources need not be as they were signed. The services never
-/// look at resources; the flag changes nothing.
+/// For SecStaticCodeCheckValidity: do not check resources. The services never check resources, so
+/// the flag changes nothing.
 inline constexpr SecCSFlags kSecCSDoNotValidateResources = 4;
-/// For SecStaticCodeCheckValidity: so must each executable nested in the bundle.
+/// For SecStaticCodeCheckValidity: also check each executable nested in the bundle.
 inline constexpr SecCSFlags kSecCSCheckNestedCode = 8;
-/// For SecCodeCopySigningInformation: what the signature holds, its certificates before all.
+/// For SecCodeCopySigningInformation: the contents of the signature, above all its certificates.
 inline constexpr SecCSFlags kSecCSSigningInformation = 2;
 
 /// A guest's process identifier, a std::int32_t.
@@ -51,13 +51,13 @@ inline constexpr const char* kSecGuestAttributePid = "pid";
 /// A signature's certificates, a std::vector<SecCertificate>: the signer's own first, then its
 /// issuers up to the anchor.
 inline constexpr const char* kSecCodeInfoCertificates = "certificates";
-/// How many bytes of the file are signed, a std::uint64_t.
+/// The number of signed bytes of the file, a std::uint64_t.
 inline constexpr const char* kSecCodeInfoSignedSize = "signed size";
 
 /// Code signatures: whose code runs, whether it is what was signed, and who signed it.
 ///
-/// All functions may be called from any thread; they read files and may take long. A code object
-/// is good only for the services that gave it out.
+/// All functions may be called from any thread; they read files and may take long. A code object is
+/// valid only for the services that created it.
 class CodeSigningServices {
   public:
     CodeSigningServices() = default;
@@ -65,16 +65,16 @@ class CodeSigningServices {
     CodeSigningServices& operator=(const CodeSigningServices&) = delete;
     virtual ~CodeSigningServices() = default;
 
-    /// The code of the process that asks.
+    /// The code of the calling process.
     [[nodiscard]] virtual SecOutcome<SecCodeRef> SecCodeCopySelf(SecCSFlags flags) const = 0;
 
-    /// The code of the process that `attributes` describe. There is no other host than the
-    /// system: `host` is null.
+    /// The code of the process described by `attributes`. The only host is the system, so `host`
+    /// must be null.
     [[nodiscard]] virtual SecOutcome<SecCodeRef>
     SecCodeCopyGuestWithAttributes(const SecCode* host, const SecDictionary& attributes,
                                    SecCSFlags flags) const = 0;
 
-    /// What running code was started from.
+    /// The code on disk that running code was started from.
     [[nodiscard]] virtual SecOutcome<SecStaticCodeRef>
     SecCodeCopyStaticCode(const SecCode& code, SecCSFlags flags) const = 0;
 
@@ -82,16 +82,16 @@ class CodeSigningServices {
     [[nodiscard]] virtual SecOutcome<SecStaticCodeRef>
     SecStaticCodeCreateWithPath(const std::filesystem::path& path, SecCSFlags flags) const = 0;
 
-    /// Success when the code is signed, and is what was signed.
+    /// Succeeds if the code is signed and is what was signed.
     [[nodiscard]] virtual OSStatus SecStaticCodeCheckValidity(const SecStaticCode& code,
                                                               SecCSFlags flags) const = 0;
 
-    /// What is known about the signature: a SecDictionary, or whatever else the services answer
-    /// with; empty when nothing came back. It tells nothing about whether the code is valid.
+    /// What is known about the signature: a SecDictionary, or whatever else the services return;
+    /// empty if they returned nothing. It does not say whether the code is valid.
     [[nodiscard]] virtual SecOutcome<std::any>
     SecCodeCopySigningInformation(const SecStaticCode& code, SecCSFlags flags) const = 0;
 
-    /// The words for a status; none when there are no words for it.
+    /// The text for a status; empty if there is none.
     [[nodiscard]] virtual std::optional<std::string>
     SecCopyErrorMessageString(OSStatus status) const = 0;
 };

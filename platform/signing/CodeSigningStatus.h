@@ -8,8 +8,8 @@
 
 namespace veltra {
 
-/// The statuses that this system's services answer with. Others may come from other services;
-/// there is no text for them.
+/// The statuses that this system's services return. Other services may return others, for which
+/// there is no text.
 enum CodeSigningStatus : OSStatus {
     errSecSuccess = 0,
     errSecCSInvalidRequest = -1001,
@@ -28,11 +28,11 @@ enum CodeSigningStatus : OSStatus {
     errSecCSNestedCodeInvalid = -1014,
 };
 
-/// One clear sentence about a status of ours, without a full stop; nothing for success and for a
-/// status that is not ours.
+/// A clear sentence about one of our statuses, without a full stop; empty for success and for any
+/// other status.
 [[nodiscard]] std::optional<std::string> codeSigningText(OSStatus status);
 
-/// A status as the code of an Error, whose message ends with the status's text.
+/// Makes a status the code of an Error; the error's message then ends with the status's text.
 [[nodiscard]] std::error_code codeSigningError(OSStatus status);
 
 } // namespace veltra

@@ -8,16 +8,17 @@ namespace veltra {
 
 /// The first bytes of an open file, streamed to OpenSSL.
 ///
-/// They are read with pread(2), so that the descriptor's own offset stays and a file that is cut
-/// short meanwhile is an early end, never a crash. The descriptor must outlive the object.
+/// They are read with pread(2), so the descriptor's offset does not change, and a file that is
+/// truncated meanwhile ends early instead of causing a crash. The descriptor must outlive the
+/// object.
 class FilePart {
   public:
     FilePart(int descriptor, std::uint64_t size) noexcept : descriptor_{descriptor}, end_{size} {}
 
-    /// A reader of the part. The part must outlive it. Null when there is no memory.
+    /// A reader of the part, which must outlive it. Null if there is not enough memory.
     [[nodiscard]] BioPointer open();
 
-    /// Whether the system refused to read any of it.
+    /// Whether a read failed.
     [[nodiscard]] bool hasFailed() const noexcept { return hasFailed_; }
 
   private:

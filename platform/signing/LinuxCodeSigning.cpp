@@ -55,7 +55,7 @@ SecOutcome<SharedFd> executableOf(std::int32_t pid,
         return shared(openExecutableOf(pid));
     if (guest->pid != pid)
         return {errSecCSNoSuchCode, nullptr};
-    // Whoever pinned the guest owns the descriptor.
+    // The descriptor belongs to the code that pinned the guest.
     return {errSecSuccess, SharedFd{SharedFd{}, &guest->executable}};
 }
 
@@ -77,7 +77,7 @@ OSStatus verifyNestedCode(int executable)
     return areValid ? errSecSuccess : errSecCSNestedCodeInvalid;
 }
 
-// A named pipe must not make the caller wait for a writer.
+// Opening a named pipe must not make the caller wait for a writer.
 SecOutcome<Fd> openCode(const std::filesystem::path& path)
 {
     Fd file{::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)};

@@ -8,14 +8,14 @@
 
 namespace veltra {
 
-/// Code signing by what stands at the end of an executable; see CodeSignature.
+/// Code signing by signatures at the end of executables; see CodeSignature.
 ///
-/// An executable is opened once, and everything about it is read from that descriptor, so that it
-/// is the running program's own file also where another one has taken its path since. Reading
-/// another user's /proc/PID/exe needs CAP_SYS_PTRACE; see proc(5).
+/// An executable is opened once, and everything about it is read from that descriptor. So it is the
+/// running program's own file even if another file has replaced it since. Reading another user's
+/// /proc/PID/exe needs CAP_SYS_PTRACE; see proc(5).
 class LinuxCodeSigning : public CodeSigningServices {
   public:
-    /// A process that somebody has pinned already, with its executable open for reading.
+    /// A process that has already been pinned, with its executable open for reading.
     struct PinnedGuest {
         std::int32_t pid;
         const Fd& executable;
@@ -24,8 +24,8 @@ class LinuxCodeSigning : public CodeSigningServices {
     /// Looks for guests among the running processes.
     LinuxCodeSigning() = default;
 
-    /// Knows this guest and no other, and reads its executable from the descriptor, which must
-    /// outlive the services and the code that they give out.
+    /// Knows only this guest and reads its executable from the descriptor, which must outlive the
+    /// services and the code objects that they create.
     explicit LinuxCodeSigning(PinnedGuest guest) : guest_{guest} {}
 
     [[nodiscard]] SecOutcome<SecCodeRef> SecCodeCopySelf(SecCSFlags flags) const override;
@@ -37,13 +37,13 @@ class LinuxCodeSigning : public CodeSigningServices {
     [[nodiscard]] SecOutcome<SecStaticCodeRef>
     SecStaticCodeCreateWithPath(const std::filesystem::path& path, SecCSFlags flags) const override;
 
-    /// With kSecCSCheckNestedCode, each executable of the bundle that the code stands in must be
-    /// signed and be what was signed, by whomever.
+    /// With kSecCSCheckNestedCode, each executable of the bundle that contains the code must also
+    /// be signed, by anybody, and be what was signed.
     [[nodiscard]] OSStatus SecStaticCodeCheckValidity(const SecStaticCode& code,
                                                       SecCSFlags flags) const override;
 
-    /// The certificates come from the signature that the validity check checks, even if the file
-    /// changes in between.
+    /// The certificates come from the same signature that the validity check verifies, even if the
+    /// file changes in between.
     [[nodiscard]] SecOutcome<std::any>
     SecCodeCopySigningInformation(const SecStaticCode& code, SecCSFlags flags) const override;
     [[nodiscard]] std::optional<std::string>

@@ -62,8 +62,8 @@ bool isElf(int file)
            std::string_view{bytes.data(), bytes.size()} == magic;
 }
 
-// First only a handle: what opening a device or a named pipe would do is not done. The status
-// stays as it is when the path cannot be looked at.
+// Opens only a handle first, to avoid the side effects of opening a device or a named pipe.
+// `status` is not changed if the path cannot be examined.
 Fd openRegular(const fs::path& path, struct stat& status)
 {
     const Fd handle{::open(path.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC)};
@@ -73,12 +73,12 @@ Fd openRegular(const fs::path& path, struct stat& status)
     return Fd{::open(descriptorPath(handle.get()).c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK)};
 }
 
-/// Goes through a bundle's executables.
+/// Finds a bundle's executables.
 class NestedCodeSearch {
   public:
     explicit NestedCodeSearch(const struct stat& self) : self_{self} {}
 
-    /// False when something may have stayed unseen.
+    /// Returns false if something may have been missed.
     bool addFolder(const fs::path& folder)
     {
         std::error_code failure;
@@ -110,7 +110,7 @@ class NestedCodeSearch {
         return file && (!isElf(file.get()) || addExecutable(std::move(file), status));
     }
 
-    // All of it is going to be read, for whoever placed it there.
+    // All of the file will be read, whoever put it there, so the total size is limited.
     bool addExecutable(Fd file, const struct stat& status)
     {
         bytes_ += static_cast<std::uint64_t>(status.st_size);
@@ -125,7 +125,7 @@ class NestedCodeSearch {
     bool hasSeenSelf_ = false;
 };
 
-// A name and nothing but a name: it must not lead out of the folder.
+// Whether it is a single file name, which cannot lead out of the folder.
 bool isPlainName(const std::string& name)
 {
     return !name.empty() && name != "." && name != ".." &&

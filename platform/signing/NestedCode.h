@@ -7,17 +7,17 @@
 
 namespace veltra {
 
-/// The executables of the bundle that an open executable stands in, itself left out; none when it
-/// stands in no bundle.
+/// The other executables of the bundle that contains an open executable; none if it is not in a
+/// bundle.
 ///
 /// A bundle is a folder whose name ends in ".app"; its executables are the ELF files with an
 /// executable bit directly in its folders Contents/Linux and Contents/Library/LaunchServices.
-/// Symbolic links are not followed. errSecCSNestedCodeInvalid when one cannot be read or there is
-/// more than is looked at; errSecCSCodeDeleted when the executable itself stands there no longer.
+/// Symbolic links are not followed. errSecCSNestedCodeInvalid if one cannot be read or there are
+/// more than the limit; errSecCSCodeDeleted if the executable itself is no longer there.
 [[nodiscard]] SecOutcome<std::vector<Fd>> openNestedCode(int executable);
 
-/// The main executable of the bundle folder that is open: the one in Contents/Linux that its
-/// Contents/Info.plist names. errSecCSBundleMalformed when there is none.
+/// The main executable of the open bundle folder: the one in Contents/Linux that its
+/// Contents/Info.plist names. errSecCSBundleMalformed if there is none.
 [[nodiscard]] SecOutcome<Fd> openMainExecutable(int bundle);
 
 } // namespace veltra

@@ -34,10 +34,10 @@ using X509Pointer = std::unique_ptr<X509, OpenSslFree<&X509_free>>;
 using X509StorePointer = std::unique_ptr<X509_STORE, OpenSslFree<&X509_STORE_free>>;
 using X509StoreContextPointer = std::unique_ptr<X509_STORE_CTX, OpenSslFree<&X509_STORE_CTX_free>>;
 
-/// Owns the certificates too.
+/// Also owns the certificates.
 using X509sPointer = std::unique_ptr<STACK_OF(X509), OpenSslFreeX509s>;
 
-/// An object in DER, by OpenSSL's function for its type; empty when it cannot be encoded.
+/// Encodes an object in DER with OpenSSL's function for its type; empty if it cannot be encoded.
 template <auto Encode, typename T>
 [[nodiscard]] std::vector<unsigned char> derOf(T* object)
 {
@@ -49,8 +49,8 @@ template <auto Encode, typename T>
     return der;
 }
 
-/// Leaves nothing of this scope's failures in the thread's error queue, where the next caller of
-/// OpenSSL would take them for its own.
+/// Removes the failures of this scope from the thread's error queue, where OpenSSL's next caller
+/// would take them for its own.
 class OpenSslErrorScope {
   public:
     OpenSslErrorScope() noexcept { ERR_set_mark(); }

@@ -12,7 +12,7 @@ namespace veltra {
 
 namespace {
 
-// A process that has ended, and a thread of the kernel, runs no file.
+// A process that has ended, or a kernel thread, has no executable.
 OSStatus statusOf(const std::error_code& error)
 {
     const bool isNone = error == std::errc::no_such_process ||

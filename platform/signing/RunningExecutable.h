@@ -7,11 +7,11 @@
 
 namespace veltra {
 
-/// Opens the file that this process runs, wherever it is by now.
+/// Opens the file that this process runs, even if it was moved or replaced.
 [[nodiscard]] SecOutcome<Fd> openOwnExecutable();
 
-/// Opens the file that process `pid` runs. errSecCSNoSuchCode when there is no such process any
-/// more, errSecCSCodeUnreadable when the system does not let us see it.
+/// Opens the file that process `pid` runs. errSecCSNoSuchCode if the process no longer exists,
+/// errSecCSCodeUnreadable if the system does not permit it.
 [[nodiscard]] SecOutcome<Fd> openExecutableOf(std::int32_t pid);
 
 } // namespace veltra

@@ -15,7 +15,7 @@ std::string SecCertificate::subject() const
     const unsigned char* bytes = der_.data();
     const X509Pointer certificate{d2i_X509(nullptr, &bytes, static_cast<long>(der_.size()))};
     const BioPointer line{BIO_new(BIO_s_mem())};
-    // Letters outside ASCII stay as they are; control characters are escaped.
+    // Characters outside ASCII are kept; control characters are escaped.
     constexpr unsigned long format = XN_FLAG_RFC2253 & ~ASN1_STRFLGS_ESC_MSB;
     if (!certificate || !line ||
         X509_NAME_print_ex(line.get(), X509_get_subject_name(certificate.get()), 0, format) < 0)

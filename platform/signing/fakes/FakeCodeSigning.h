@@ -11,13 +11,13 @@
 
 namespace veltra {
 
-/// Code-signing services without files and processes, for tests of what stands above: there is
-/// the code that a test puts into the fields. For one thread.
+/// Code-signing services without files and processes, for tests of the code that uses them: only
+/// the code that a test puts into the fields exists. For one thread.
 class FakeCodeSigning : public CodeSigningServices {
   public:
     struct Code {
         OSStatus validity = errSecSuccess;
-        /// What SecCodeCopySigningInformation brings.
+        /// What SecCodeCopySigningInformation returns.
         std::any information = SecDictionary{};
     };
 
@@ -28,14 +28,14 @@ class FakeCodeSigning : public CodeSigningServices {
     std::map<std::int32_t, Code> guests;
     std::map<std::filesystem::path, Code> files;
 
-    /// Calls, by name, that answer with this status whatever they are asked.
+    /// Calls, by name, that always return this status.
     std::map<std::string, OSStatus> failing;
-    /// Calls, by name, that succeed and bring nothing.
+    /// Calls, by name, that succeed but return nothing.
     std::set<std::string> empty;
-    /// What statuses besides the system's own mean.
+    /// The texts for statuses other than the system's own.
     std::map<OSStatus, std::string> texts;
 
-    /// The calls so far but those for texts, each with its flags: "SecCodeCopySelf 0".
+    /// The calls so far, except for texts, each with its flags: "SecCodeCopySelf 0".
     [[nodiscard]] const std::vector<std::string>& calls() const noexcept { return calls_; }
 
     [[nodiscard]] SecOutcome<SecCodeRef> SecCodeCopySelf(SecCSFlags flags) const override;
