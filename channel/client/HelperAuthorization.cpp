@@ -93,7 +93,7 @@ bool HelperAuthorization::authorizationRuleUpdateRequired(
 {
     if (!current)
         return true;
-    // What is no map has no entries, and so lacks the one that counts.
+    // A rule that is not a map has no entries, and so no version.
     const RightDefinition rule = authorizationRight.rule();
     return rule.is_string()
                ? isUpdateOfPredefinedRequired(*current, authorizationRight.ruleConstant)
@@ -161,7 +161,7 @@ void HelperAuthorization::verifyAuthorization(
     const AuthorizationRef& reference, const HelperAuthorizationRight& forAuthenticationRight,
     AuthorizationServices& services)
 {
-    // A C string would end there, and name another right.
+    // A C string would end at the NUL and name a different right.
     if (forAuthenticationRight.name.find('\0') != std::string::npos)
         throw HelperAuthorizationError::message("Failed to convert authorization name to cString");
     check(services.AuthorizationCopyRights(reference, {{forAuthenticationRight.name}}, nullptr,

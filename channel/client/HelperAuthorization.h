@@ -10,13 +10,13 @@
 
 namespace veltra {
 
-/// Everything about the rights that guard the helper's commands: their registration, the external
-/// form that goes with each command, and the check of it.
+/// Everything about the rights that guard the helper's commands: registering them, making the
+/// external form for each command, and checking it.
 ///
-/// There is no state; every function may be called from any thread, and those that throw throw
-/// HelperAuthorizationError. A status of the services is thrown as its words, like
-/// "Optional(The authorization was denied)", or "nil" where there are none. `services` are the
-/// system's own unless given.
+/// There is no state. Every function may be called from any thread, and failures are thrown as
+/// HelperAuthorizationError. A status of the services is thrown as its text, like "Optional(The
+/// authorization was denied)", or as "nil" if it has none. `services` are the system's own unless
+/// given.
 class HelperAuthorization {
   public:
     using Data = std::vector<std::uint8_t>;
@@ -26,20 +26,20 @@ class HelperAuthorization {
     /// The rights, in the order in which they are registered. Never changes.
     [[nodiscard]] static const std::vector<HelperAuthorizationRight>& authorizationRights();
 
-    /// The first right for a command; null for a command that no right guards.
+    /// The first right for a command; null if no right guards it.
     [[nodiscard]] static const HelperAuthorizationRight*
     authorizationRight(const Selector& forCommand);
 
-    /// Registers the rights that are missing or stored in another version. May prompt. A right
-    /// that cannot be registered is logged and passed over.
+    /// Registers the rights that are missing or stored in another version. May prompt. A right that
+    /// cannot be registered is logged and skipped.
     static void authorizationRightsUpdateDatabase(AuthorizationServices& services);
     /// The same for other rights than the helper's.
     static void
     authorizationRightsUpdateDatabase(const std::vector<HelperAuthorizationRight>& rights,
                                       AuthorizationServices& services);
 
-    /// Whether a right must be written because of how it is stored now. Of a custom rule only the
-    /// version counts.
+    /// Whether a right must be written, given how it is stored now. For a custom rule, only the
+    /// version matters.
     [[nodiscard]] static bool
     authorizationRuleUpdateRequired(const std::optional<RightDefinition>& current,
                                     const HelperAuthorizationRight& authorizationRight);
@@ -53,8 +53,8 @@ class HelperAuthorization {
                                                            AuthorizationFlags flags,
                                                            AuthorizationServices& services);
 
-    /// The authorization that an external form stands for: 32 bytes, of which those that `data`
-    /// lacks are zero. May be null.
+    /// The authorization that an external form represents: 32 bytes; if `data` is shorter, the
+    /// missing bytes are zero. May be null.
     [[nodiscard]] static AuthorizationRef authorizationRef(const Data& fromExternalForm,
                                                            AuthorizationServices& services);
 
@@ -64,8 +64,8 @@ class HelperAuthorization {
     [[nodiscard]] static std::optional<Data>
     emptyAuthorizationExternalFormData(AuthorizationServices& services);
 
-    /// Returns when the authorization behind an external form has the right for a command, or
-    /// gains it. May prompt.
+    /// Returns if the authorization behind an external form has, or gains, the right for a command.
+    /// May prompt.
     static void verifyAuthorization(const std::optional<Data>& authData, const Selector& forCommand,
                                     AuthorizationServices& services);
     static void verifyAuthorization(const AuthorizationRef& reference,

@@ -6,10 +6,10 @@
 
 namespace veltra {
 
-/// Why something about the helper's authorization failed. A value.
+/// Why an operation on the helper's authorization failed. A value.
 class HelperAuthorizationError : public std::exception {
   public:
-    /// The only case there is.
+    /// The only case.
     [[nodiscard]] static HelperAuthorizationError message(std::string text)
     {
         return HelperAuthorizationError{std::move(text)};
@@ -17,7 +17,6 @@ class HelperAuthorizationError : public std::exception {
 
     [[nodiscard]] const std::string& message() const noexcept { return message_; }
 
-    /// The message.
     [[nodiscard]] const char* what() const noexcept override { return message_.c_str(); }
 
     bool operator==(const HelperAuthorizationError& other) const noexcept

@@ -11,8 +11,8 @@ namespace veltra {
 
 /// A connection to a privileged helper's service.
 ///
-/// Functions may be called from any thread and never wait. Handlers and what is exported are
-/// called on the connection's thread. The connection keeps them until it is let go of.
+/// Functions may be called from any thread and never wait. Handlers and the exported object are
+/// called on the connection's thread. The connection keeps them alive until it is released.
 class HelperConnection {
   public:
     HelperConnection() = default;
@@ -20,14 +20,14 @@ class HelperConnection {
     HelperConnection& operator=(const HelperConnection&) = delete;
     virtual ~HelperConnection() = default;
 
-    /// Who is called by the helper. Before resume().
+    /// Sets the object that the helper calls. Call it before resume().
     virtual void setExportedObject(std::shared_ptr<AppProtocol> app) = 0;
-    /// Called once, when the connection has ended by itself or by invalidate(). Empty for none.
+    /// Called once, when the connection has ended by itself or by invalidate(). May be empty.
     virtual void setInvalidationHandler(std::function<void()> handler) = 0;
     virtual void resume() = 0;
     virtual void invalidate() = 0;
 
-    /// The helper; `onFailure` is called when a completion will never be.
+    /// The helper; `onFailure` is called if a completion will never be called.
     [[nodiscard]] virtual std::shared_ptr<HelperProtocol>
     remoteObjectProxyWithErrorHandler(std::function<void()> onFailure) = 0;
 };

@@ -22,7 +22,7 @@ void print(const char* line)
     std::fflush(stdout);
 }
 
-// QObjects go on their own thread, whichever lets go of the last.
+// QObjects must be destroyed on their own thread, whichever thread releases the last reference.
 struct DestroyOnMainThread {
     void operator()(HelperToolController* controller) const
     {
@@ -35,7 +35,7 @@ struct DestroyOnMainThread {
 
 } // namespace
 
-/// Takes the output of one connection for the controller, which it does not hold.
+/// Receives the output of one connection for the controller, without keeping it alive.
 class HelperToolController::Output : public AppProtocol {
   public:
     Output(std::weak_ptr<HelperToolController> controller,
@@ -44,7 +44,7 @@ class HelperToolController::Output : public AppProtocol {
     {
     }
 
-    // Error output is not told apart.
+    // Error output is treated like standard output.
     void logWithStdOut(const std::string& text) override { pass(text); }
     void logWithStdErr(const std::string& text) override { pass(text); }
 
@@ -129,7 +129,7 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
     return connection;
 }
 
-// By then another connection may have taken its place.
+// By then another connection may have replaced it.
 void HelperToolController::forgetConnection(const std::shared_ptr<HelperConnection>& ended)
 {
     const QMutexLocker lock{&mutex_};
@@ -139,7 +139,8 @@ void HelperToolController::forgetConnection(const std::shared_ptr<HelperConnecti
 
 void HelperToolController::disconnectHelper()
 {
-    // The controller may go with the connection, which therefore goes before it and unlocked.
+    // The connection may hold the last reference to the controller. So it is released first, and
+    // without the lock.
     const auto self = self_.lock();
     std::shared_ptr<HelperConnection> connection;
     const QMutexLocker lock{&mutex_};
@@ -154,7 +155,7 @@ void HelperToolController::helperStatusWithCompletion(const Status& completion)
         completion(false);
         return;
     }
-    // Another version is not the copy's, whichever is the newer one.
+    // Any other version does not match the copy's, even if it is newer.
     proxy->getVersion(
         [completion, version](const std::string& installed) { completion(installed == *version); });
 }
@@ -194,7 +195,7 @@ bool HelperToolController::helperInstall()
         throw std::runtime_error{outcome.error->message()};
     if (!outcome.isDone)
         return false;
-    // The next use is to reach the helper that is installed now.
+    // The next call must reach the helper that is installed now.
     if (const auto connection = currentHelperConnection()) {
         connection->invalidate();
         forgetConnection(connection);
@@ -218,7 +219,7 @@ void HelperToolController::runCommand(const QString& option, std::function<void(
         const QMutexLocker lock{&mutex_};
         exchange_.command = option;
     }
-    // Output, not the exit status, is what reaches the user, a failed authorization's included.
+    // Only output reaches the user, not the exit status, even if an authorization failed.
     proxy->runCommand(option.toStdString(), *data, [tell](std::int32_t /*exitStatus*/) { tell(); });
 }
 
@@ -236,7 +237,7 @@ std::optional<HelperProtocol::AuthorizationData> HelperToolController::authoriza
     }
 }
 
-// What an earlier connection still had to say is not of the helper that runs now.
+// Output that still arrives from an earlier connection is not from the helper that runs now.
 void HelperToolController::accept(const std::shared_ptr<HelperConnection>& from,
                                   const QString& text)
 {

@@ -16,8 +16,7 @@
 
 namespace veltra {
 
-/// What controllers of the helper are given instead of looking it up themselves. All of it must
-/// outlive them.
+/// The dependencies of the helper's controllers. All of them must outlive the controllers.
 struct HelperToolSurroundings {
     NotificationCenter& notifications;
     AuthorizationServices& authorization;
@@ -29,10 +28,10 @@ struct HelperToolSurroundings {
 };
 
 /// The program's client of the privileged helper: installs it, asks it for its version, sends it
-/// commands for the agent and keeps what they print.
+/// commands for the agent and keeps their output.
 ///
-/// A controller is held by whoever made it and by its connection, until that is invalidated; it is
-/// destroyed on the main thread. Its functions are called there unless said otherwise.
+/// A controller is kept alive by its creator and by its connection until that is invalidated; it is
+/// destroyed on the main thread. Its functions are called there unless stated otherwise.
 class HelperToolController : public QObject {
     Q_OBJECT
     Q_PROPERTY(
@@ -45,43 +44,44 @@ class HelperToolController : public QObject {
     Q_PROPERTY(bool helperInstalled MEMBER helperInstalled_)
 
   public:
-    /// Tells whether a helper of the copy's version answers.
+    /// Receives whether a helper of the same version as the copy answers.
     using Status = std::function<void(bool)>;
 
     using Surroundings = std::shared_ptr<const HelperToolSurroundings>;
 
-    /// Without a connection, and without having sent anything.
+    /// The controller has no connection yet and has sent nothing.
     [[nodiscard]] static std::shared_ptr<HelperToolController> init(Surroundings surroundings);
 
     ~HelperToolController() override;
 
-    /// Installs the helper, or replaces it. Waits for the user, who is asked for consent.
+    /// Installs the helper, or replaces it. Waits while the user is asked for consent.
     Q_INVOKABLE void installHelper();
 
     /// Registers the rights that guard the helper's commands. Sends nothing to the helper.
     Q_INVOKABLE void LaunchHelper();
 
-    /// Calls `completion` once: at once, or on the connection's thread.
+    /// Calls `completion` once: immediately, or on the connection's thread.
     Q_INVOKABLE void helperStatusWithCompletion(const Status& completion);
 
-    /// Has the helper run the agent's command-line tool with one option. What it prints arrives as
-    /// output. `ended`, if there is one, is called on the main thread when the command is over: its
-    /// exit status has come, or never will.
+    /// Has the helper run the agent's command-line tool with one option. Its output arrives through
+    /// logWithStdOut() and logWithStdErr(). `ended`, if set, is called on the main thread when the
+    /// command is over: its exit status has come, or never will.
     Q_INVOKABLE void runCommand(const QString& option) { runCommand(option, {}); }
     void runCommand(const QString& option, std::function<void()> ended);
 
-    /// Lets go of the connection, which then holds the controller no more. For the end of the
-    /// program.
+    /// Releases the connection, which then no longer keeps the controller alive. Used when the
+    /// program ends.
     void disconnectHelper();
 
-    /// Output of a command, as the helper sends it. On any thread.
+    /// Output of a command, as sent by the helper. Any thread.
     Q_INVOKABLE void logWithStdOut(const QString& text);
     Q_INVOKABLE void logWithStdErr(const QString& text);
 
-    /// The newest piece of output that was not empty; empty before there is any. On any thread.
+    /// The latest piece of output that was not empty; empty if there is none. Any thread.
     Q_INVOKABLE [[nodiscard]] QString getCommandOutPut() const;
 
-    /// The external form of an authorization to send with commands; null for a fresh one each.
+    /// The external form of an authorization to send with commands; null to make a new one for
+    /// each.
     [[nodiscard]] QByteArray currentHelperAuthData() const { return currentHelperAuthData_; }
     Q_INVOKABLE void setCurrentHelperAuthData(const QByteArray& data)
     {
@@ -90,33 +90,32 @@ class HelperToolController : public QObject {
     [[nodiscard]] bool helperIsInstalled() const { return helperIsInstalled_; }
     Q_INVOKABLE void setHelperIsInstalled(bool isInstalled) { helperIsInstalled_ = isInstalled; }
 
-    /// The names of the two properties, once installHelper() was called; empty before.
+    /// The names of the two properties, once installHelper() has been called; empty before.
     [[nodiscard]] QString currentHelperAuthDataKeyPath() const;
     [[nodiscard]] QString helperIsInstalledKeyPath() const;
-    /// The option that was sent last. On any thread.
+    /// The option that was sent last. Any thread.
     [[nodiscard]] QString command() const;
-    /// The connection to the helper, if there is one. On any thread.
+    /// The connection to the helper, if there is one. Any thread.
     [[nodiscard]] std::shared_ptr<HelperConnection> currentHelperConnection() const;
 
   protected:
     explicit HelperToolController(Surroundings surroundings);
 
-    /// For what is made as a subclass: like init().
+    /// Like init(), for subclasses.
     [[nodiscard]] static std::shared_ptr<HelperToolController>
     adopt(std::unique_ptr<HelperToolController> controller);
 
-    /// The current connection, made when there is none.
+    /// The current connection; a new one if there is none.
     virtual std::shared_ptr<HelperConnection> helperConnection();
-    /// The helper. When it fails, `completion`, if there is one, gets false on the connection's
+    /// The helper. If it fails, `completion`, if set, is called with false on the connection's
     /// thread.
     virtual std::shared_ptr<HelperProtocol> helper(const Status& completion);
-    /// Whether the helper was installed. Throws when it was
-    /// refused with a reason.
+    /// Whether the helper was installed. Throws if it was refused with a reason.
     virtual bool helperInstall();
 
   private:
     class Output;
-    /// What the connection's thread uses too.
+    /// The state that the connection's thread uses too.
     struct Exchange {
         QString command;
         QString commandOutPut = QStringLiteral(""); // never null

@@ -4,8 +4,8 @@
 
 namespace veltra {
 
-/// What a client lets the helper tell it: pieces of a command's output, of any length and cut
-/// anywhere between characters, as the pipe delivered them. A piece may be empty.
+/// What the helper can send to a client: pieces of a command's output, of any length and cut
+/// anywhere between characters, as they were read from the pipe. A piece may be empty.
 class AppProtocol {
   public:
     AppProtocol() = default;

@@ -9,15 +9,15 @@
 
 namespace veltra {
 
-// The protocols on the bus, as a client of the helper has them.
+// The protocols on the bus, from the client's side.
 
-/// What a connection is given so that the helper can call `app`, which is called on the bus's
-/// thread, and only for the helper's present instance. The connection keeps `app`.
+/// The receiver to give to a connection so that the helper can call `app`. It is called on the
+/// bus's thread, and only for the helper's current instance. The connection keeps `app` alive.
 [[nodiscard]] ClientConnection::Receiver exportAppProtocol(std::shared_ptr<AppProtocol> app);
 
 /// The helper at the other end of `connection`. Its functions may be called from any thread and
-/// never wait; completions are called on the bus's thread. When a completion will never be called,
-/// `onFailure` is, there too.
+/// never wait; completions are called on the bus's thread. If a completion will never be called,
+/// `onFailure` is called there instead.
 [[nodiscard]] std::shared_ptr<HelperProtocol>
 remoteObjectProxyWithErrorHandler(std::shared_ptr<ClientConnection> connection,
                                   std::function<void()> onFailure);

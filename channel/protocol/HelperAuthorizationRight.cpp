@@ -30,7 +30,7 @@ const std::vector<HelperAuthorizationRight>& helperAuthorizationRights()
 {
     static const std::vector<HelperAuthorizationRight> rights{
         {"runCommandWithPath:authData:completion:", std::nullopt,
-         // The folder is not the tool's; the text stays as it is.
+         // This is not the tool's actual folder, but the text must not change.
          "Quorrel wants to run the command /Library/Veltra/ovra/bin/trolex",
          RightDefinition{{kAuthorizationRightKeyClass, "user"},
                          {kAuthorizationRightKeyGroup, "admin"},

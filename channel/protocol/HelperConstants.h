@@ -4,13 +4,13 @@
 
 namespace veltra {
 
-/// What both sides of the helper's connection know of it.
+/// What both sides of the helper's connection need to know about it.
 struct HelperConstants {
-    /// The name that the helper listens under, its bundle identifier and its file's name.
+    /// The helper's name on the bus, its bundle identifier and the name of its file.
     static constexpr const char* machServiceName = "com.veltra.agentMonitor.helper";
 };
 
-/// As an exit status: the authorization failed. The helper never sends it of its own accord.
+/// As an exit status: the authorization failed. The helper itself never sends it.
 inline constexpr std::int32_t kAuthorizationFailedExitCode = 503340;
 
 } // namespace veltra

@@ -9,12 +9,12 @@
 namespace veltra {
 
 /// What the helper does for its clients. Each completion is called once, when the work is done, or
-/// not at all when it cannot be.
+/// never if it cannot be done.
 class HelperProtocol {
   public:
-    /// Gets the helper's version, "0" when it has none.
+    /// Receives the helper's version, "0" if it has none.
     using Version = std::function<void(const std::string&)>;
-    /// Gets the exit status of the agent's command-line tool, or the number of the signal that
+    /// Receives the exit status of the agent's command-line tool, or the number of the signal that
     /// ended it.
     using ExitStatus = std::function<void(std::int32_t)>;
     /// The external form of an authorization reference.
@@ -27,8 +27,8 @@ class HelperProtocol {
 
     virtual void getVersion(Version completion) = 0;
 
-    /// Runs the agent's command-line tool with one argument. `withPath` is that argument, an
-    /// option such as "-i", and no path.
+    /// Runs the agent's command-line tool with one argument. `withPath` is that argument, an option
+    /// such as "-i", not a path.
     virtual void runCommand(const std::string& withPath, ExitStatus completion) = 0;
     virtual void runCommand(const std::string& withPath,
                             const std::optional<AuthorizationData>& authData,

@@ -37,7 +37,7 @@ void runCommand(HelperProtocol& helper, const std::shared_ptr<BusCall>& call)
                           completion);
 }
 
-// The reply may be owed for longer than the connection lasts.
+// The reply may be sent after the connection has ended.
 void serve(HelperProtocol& helper, const ServiceConnection& connection,
            const std::shared_ptr<BusCall>& call)
 {
@@ -73,7 +73,7 @@ class RemoteApp : public AppProtocol {
     {
         auto call =
             place_.bus->methodCall(place_.name, place_.path, protocol::appInterface, method);
-        // Nobody is there to be told, when there is no bus any more.
+        // If the bus is gone, there is nobody to tell.
         static_cast<void>(place_.bus->send(call.append(withoutNul(text))));
     }
 

@@ -8,15 +8,15 @@
 
 namespace veltra {
 
-// The protocols on the bus, as the helper has them. On the thread of the listener's loop.
+// The protocols on the bus, from the helper's side. Use them on the thread of the listener's loop.
 
-/// Puts `helper`, which must outlive the slot, on the bus as the object of `connection`, which
-/// keeps the slot. What `helper` throws reaches the caller as an error.
+/// Registers `helper` on the bus as the object of `connection`. The connection keeps the returned
+/// slot, which `helper` must outlive. Exceptions from `helper` reach the caller as errors.
 [[nodiscard]] BusSlot exportHelperProtocol(const ServiceConnection& connection,
                                            HelperProtocol& helper);
 
-/// The client's object at the other end of a connection. A NUL character, which the bus does not
-/// carry, arrives as U+FFFD. What is said when the bus has gone away is lost.
+/// The client's object at the other end of a connection. A NUL character cannot be sent over the
+/// bus and arrives as U+FFFD. Output that is sent after the bus has gone away is lost.
 [[nodiscard]] std::shared_ptr<AppProtocol>
 remoteAppProtocol(const ServiceConnection::Place& remoteObject);
 

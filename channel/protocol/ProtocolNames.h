@@ -2,8 +2,7 @@
 
 namespace veltra::protocol {
 
-// How the methods of the two protocols are called on the bus; see HelperProtocol.xml and
-// AppProtocol.xml.
+// The names of the two protocols' methods on the bus; see HelperProtocol.xml and AppProtocol.xml.
 
 inline constexpr const char* helperInterface = "com.veltra.agentMonitor.HelperProtocol";
 inline constexpr const char* getVersion = "getVersionWithCompletion";

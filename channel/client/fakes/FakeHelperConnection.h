@@ -28,22 +28,22 @@ class FakeHelperConnection : public HelperConnection,
     [[nodiscard]] std::shared_ptr<HelperProtocol>
     remoteObjectProxyWithErrorHandler(std::function<void()> onFailure) override;
 
-    /// What was called, in order; what is answered stays.
+    /// The calls so far, in order; answered calls stay in the list.
     [[nodiscard]] std::vector<Call>& calls() { return calls_; }
-    /// Called for every call that is made, while it is made.
+    /// Sets a handler that is called during every call.
     void setCallHandler(std::function<void(FakeHelperConnection&, const Call&)> onCall)
     {
         onCall_ = std::move(onCall);
     }
     void take(Call call);
 
-    /// Lets go of all that it was given, without calling any of it.
+    /// Releases everything that it was given, without calling any of it.
     void letGo();
     [[nodiscard]] AppProtocol& app() { return *app_; }
     [[nodiscard]] bool isResumed() const { return isResumed_; }
     [[nodiscard]] bool isEnded() const { return isEnded_; }
 
-    /// Ends the connection: the handler is called and then calls fail, once.
+    /// Ends the connection: the handler is called, and from then on calls fail. Only once.
     void end();
 
   private:
