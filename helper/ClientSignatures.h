@@ -11,26 +11,26 @@
 
 namespace veltra {
 
-/// Whether clients are signed as this program is. What was found out about a process is kept for
-/// as long as somebody keeps that process: it runs the executable that it was pinned with, which
-/// cannot be written to meanwhile. All functions may be called from any thread.
+/// Whether clients are signed like this program. A result for a process is kept for as long as
+/// somebody keeps that process: it runs the executable that it was pinned with, which cannot be
+/// written to meanwhile. All functions may be called from any thread.
 class ClientSignatures {
   public:
     using Client = std::shared_ptr<const PinnedProcess>;
 
-    /// Whether the client is signed by the same chain of certificates as this program, by the
-    /// executable that it was pinned with. Throws CodesignCheckError as CodesignCheck does. Reads
-    /// both executables, unless that has been done for this client.
+    /// Whether the executable that the client was pinned with is signed by the same chain of
+    /// certificates as this program. Throws CodesignCheckError as CodesignCheck does. Reads both
+    /// executables, unless that has already been done for this client.
     [[nodiscard]] bool codeSigningMatches(const Client& client);
 
-    /// Does the reading ahead of time.
+    /// Does the reading in advance.
     void examine(const Client& client);
 
   private:
     struct Finding {
         std::weak_ptr<const PinnedProcess> client;
         bool matches = false;
-        std::optional<std::string> error; // the message of what the check threw
+        std::optional<std::string> error; // the message of the exception that the check threw
     };
 
     [[nodiscard]] std::optional<Finding> known(const Client& client);

@@ -15,7 +15,7 @@ void check(OSStatus status, const CodeSigningServices& services)
     throwUnlessSuccess<CodesignCheckError>(status, services);
 }
 
-// What a call brought; throws when it failed, or succeeded and brought nothing.
+// The object that a call returned; throws if the call failed or returned no object.
 template <typename T>
 T copied(SecOutcome<T> outcome, const CodeSigningServices& services, const char* whenEmpty)
 {

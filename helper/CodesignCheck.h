@@ -14,18 +14,18 @@ inline constexpr SecCSFlags kSecCSDefaultFlags = 0;
 /// Decides whether a process may use the helper: its code must be signed by the same chain of
 /// certificates as the helper's own.
 ///
-/// There is no state; every function may be called from any thread, reads the executables that it
-/// is asked about, and throws CodesignCheckError when a call of the services fails. Nothing is
+/// There is no state. Every function may be called from any thread, reads the executables that it
+/// is asked about, and throws CodesignCheckError if a call of the services fails. Nothing is
 /// logged. `services` are the system's own unless given.
 class CodesignCheck {
   public:
-    /// A signature's certificates in their order, the signer's own first.
+    /// A signature's certificates in order, the signer's own first.
     using Certificates = std::vector<SecCertificate>;
 
     CodesignCheck() = delete;
 
-    /// Whether the two signatures, both of them valid, carry equal certificates in the same order,
-    /// every one of them. Signatures without any certificates match each other.
+    /// Whether both signatures are valid and contain the same certificates in the same order.
+    /// Signatures without any certificates match each other.
     [[nodiscard]] static bool codeSigningMatches(std::int32_t pid,
                                                  const CodeSigningServices& services = system());
 

@@ -6,10 +6,10 @@
 
 namespace veltra {
 
-/// Why a code signature could not be looked at or is not valid. A value.
+/// Why a code signature could not be examined or is not valid. A value.
 class CodesignCheckError : public std::exception {
   public:
-    /// The only case there is.
+    /// The only case.
     [[nodiscard]] static CodesignCheckError message(std::string text)
     {
         return CodesignCheckError{std::move(text)};
@@ -17,10 +17,9 @@ class CodesignCheckError : public std::exception {
 
     [[nodiscard]] const std::string& message() const noexcept { return message_; }
 
-    /// The case with its text, as it is logged: `message("...")`.
+    /// The case with its text, in the form that is logged: `message("...")`.
     [[nodiscard]] const std::string& description() const noexcept { return description_; }
 
-    /// The description.
     [[nodiscard]] const char* what() const noexcept override { return description_.c_str(); }
 
     bool operator==(const CodesignCheckError& other) const noexcept

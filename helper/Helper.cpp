@@ -14,7 +14,7 @@ namespace veltra {
 
 namespace {
 
-// Nothing of what started the helper is the tool's business.
+// The tool gets nothing from the environment that the helper was started with.
 std::vector<std::string> environmentOfTool()
 {
     return {"HOME=/root", "LANG=C.UTF-8",
@@ -65,7 +65,7 @@ Result<> Helper::prepareUnits()
 
 void Helper::quit()
 {
-    // Once: the second time would cut short the waiting for the tools.
+    // Only once: a second stop would interrupt the wait for the tools.
     if (!std::exchange(shouldQuit_, true))
         loop_->stop();
 }
@@ -91,7 +91,7 @@ bool Helper::listener(ServiceListener&,
     return true;
 }
 
-// The first connection that ends takes all others off the list, and ends the helper.
+// The first connection that ends removes all others from the list and ends the helper.
 void Helper::connectionEnded(const ServiceConnection& connection)
 {
     const auto isEnded = [&](const auto& known) { return known.connection.get() == &connection; };
@@ -134,7 +134,7 @@ void Helper::runTask(const std::string& command, const std::vector<std::string>&
     ++runningTasks_;
 }
 
-// What confines the helper under systemd must not confine the agent's tool.
+// The helper's confinement under systemd must not apply to the agent's tool.
 Result<> Helper::start(Task task)
 {
     if (!units_)
@@ -151,7 +151,7 @@ void Helper::taskEnded()
         loop_->stop();
 }
 
-// The newest connection gets the output, whichever asked for the command.
+// The newest connection gets the output, no matter which one sent the command.
 void Helper::forward(std::string_view chunk, Log log)
 {
     if (!isValidUtf8(chunk) || connections_.empty())

@@ -15,33 +15,33 @@
 
 namespace veltra {
 
-/// The whole of the privileged helper: listens for clients that are signed like itself, and runs
-/// the agent's command-line tool for them.
+/// The complete privileged helper: listens for clients that are signed like itself, and runs the
+/// agent's command-line tool for them.
 ///
-/// All of it happens on the thread that calls run(), but for looking at clients' executables.
+/// Everything happens on the thread that calls run(), except for examining clients' executables.
 class Helper : public HelperProtocol, private ServiceListenerDelegate {
   public:
-    /// What tests set otherwise.
+    /// The settings that tests change.
     struct Setting {
         AgentInstallation agent;
         std::chrono::milliseconds shouldQuitCheckInterval{1000};
-        std::string version;     ///< empty when the helper has none
+        std::string version;     ///< empty if the helper has none
         bool takesPidfds = true; ///< see ServiceListener::setTakesPidfds
     };
 
     explicit Helper(std::shared_ptr<EventLoop> loop, Setting setting);
 
-    /// Serves until the first connection ends, or quit() is called, and at most an interval longer;
-    /// then gives the service's name back without losing what was sent to it, and waits at most
-    /// an interval for tools that still run. Fails when there is no serving.
+    /// Serves until the first connection ends or quit() is called, and at most one interval longer.
+    /// It then releases the service's name without losing calls that were sent to it, and waits at
+    /// most one interval for tools that still run. Fails if it cannot serve.
     [[nodiscard]] Result<> run();
 
-    /// Has run() return at once. On its thread.
+    /// Makes run() end its serving at once. Call it on run()'s thread.
     void quit();
 
     void getVersion(Version completion) override;
 
-    /// Throws when the tool cannot be started. No check is made of the option.
+    /// Throws if the tool cannot be started. The option is not checked.
     void runCommand(const std::string& withPath, ExitStatus completion) override;
 
     /// The authorization data is ignored, present or absent.
@@ -67,13 +67,13 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     [[nodiscard]] Result<> serveFor(std::chrono::milliseconds time);
 
     ServiceListener listener_;
-    std::vector<Connection> connections_; // in the order of their acceptance
+    std::vector<Connection> connections_; // in the order of acceptance
     bool shouldQuit_ = false;
 
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();
     std::shared_ptr<EventLoop> loop_;
     Setting setting_;
-    std::unique_ptr<TransientUnits> units_; // none where systemd does not run
+    std::unique_ptr<TransientUnits> units_; // null if systemd does not run
     int runningTasks_ = 0;
 };
 

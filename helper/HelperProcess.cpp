@@ -14,8 +14,8 @@ namespace veltra {
 
 namespace {
 
-// From here on a signal ends nothing. systemd sends one as soon as the name is given back, while
-// what is left is being answered.
+// From here on, signals do not kill the process. systemd sends one as soon as the name is released,
+// while the remaining calls are still being answered.
 Fd blockEndingSignals()
 {
     sigset_t ending;

@@ -1,6 +1,6 @@
 #include "helper/InfoPlist.h"
 
-// The linker makes these two for a section that has a C identifier for a name; see ld(1).
+// The linker defines these two for a section whose name is a C identifier; see ld(1).
 extern "C" {
 extern const char __start_info_plist[] __attribute__((weak)); // NOLINT(*-reserved-identifier)
 extern const char __stop_info_plist[] __attribute__((weak));  // NOLINT(*-reserved-identifier)

@@ -19,6 +19,6 @@ int main()
 {
     const int status = veltra::runHelperProcess({.agent = {}, .version = ownVersion()});
     veltra::SystemLog::shared().drain();
-    // A thread that looks at a client may be held up by a file system for ever.
+    // Not exit(): a thread that examines a client may be blocked by a file system for ever.
     std::_Exit(status);
 }
