@@ -28,7 +28,7 @@ bool copyThroughMemory(int from, int to)
     return count == 0;
 }
 
-// Copies inside the kernel where it can, which is not between all kinds of files.
+// Copies inside the kernel if possible; not all kinds of files support that.
 bool copyBytes(int from, int to)
 {
     while (::copy_file_range(from, nullptr, to, nullptr, atOnce, 0) > 0) {

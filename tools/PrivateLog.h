@@ -8,16 +8,16 @@
 
 namespace veltra {
 
-/// A log that nobody else sees and that is gone with the program.
+/// A log that only this program can see and that disappears with it.
 class PrivateLog {
   public:
     /// An empty log: an unnamed file in the folder for temporary files.
     [[nodiscard]] static Result<PrivateLog> create();
 
-    /// Appends the bytes of the file at `path`, whatever kind of file it is but a folder.
+    /// Appends the bytes of the file at `path`, which may be any kind of file except a folder.
     [[nodiscard]] Result<> appendFile(const std::string& path);
 
-    /// A path by which this process can open the log.
+    /// A path through which this process can open the log.
     [[nodiscard]] std::string path() const;
 
   private:

@@ -37,7 +37,7 @@ struct Options {
     std::vector<std::string> files;
 };
 
-// The first file stands alone, every further one behind "--then".
+// The first file has no option before it; every further one follows "--then".
 bool takeFile(Options& options, std::string_view argument, bool behindThen)
 {
     if (argument.empty() || argument.starts_with("--") || options.files.empty() == behindThen)
@@ -87,7 +87,7 @@ int fail(const Error& error)
     return 2;
 }
 
-// One file that has a length need not be copied: nothing will be appended to it.
+// A single file that has a length need not be copied, because nothing will be appended to it.
 bool standsForItself(const std::vector<std::string>& files)
 {
     struct stat status {};

@@ -76,7 +76,7 @@ OSStatus verify(const std::string& file)
     return services.SecStaticCodeCheckValidity(*code.object, kSecCSCheckNestedCode);
 }
 
-// Every file is looked at, also behind one that fails.
+// Every file is checked, even after a failure.
 int verify(Arguments files)
 {
     if (!areFiles(files))
@@ -113,7 +113,7 @@ int show(Arguments files)
     const auto code = services.SecStaticCodeCreateWithPath(files[0], 0);
     if (code.status != errSecSuccess)
         return fail(files[0], code.status);
-    // Whoever made a signature that does not fit has not signed this.
+    // If the signature does not match the file, its signer did not sign this file.
     if (const OSStatus status = services.SecStaticCodeCheckValidity(*code.object, 0);
         status != errSecSuccess)
         return fail(files[0], status);

@@ -9,7 +9,7 @@
 
 namespace veltra {
 
-/// Why the tool refuses to do what it was asked for, beyond what the system itself refuses.
+/// Why the tool itself refuses a request, apart from errors of the system.
 enum class AdminError {
     rightExists = 1,
     outsideOfBundle,
@@ -20,10 +20,10 @@ enum class AdminError {
     textUnfit,
 };
 
-/// A reason as the code of an Error, whose message ends with the reason's text.
+/// Makes a reason the code of an Error; the error's message then ends with the reason's text.
 [[nodiscard]] std::error_code adminError(AdminError reason);
 
-/// Takes the steps up to the first that fails.
+/// Runs the steps in order, up to the first that fails.
 [[nodiscard]] Result<> inOrder(std::initializer_list<std::function<Result<>()>> steps);
 
 } // namespace veltra

@@ -5,7 +5,8 @@
 
 namespace veltra {
 
-/// Waits until no other instance of the tool is at work. None is for as long as the result lives.
+/// Waits until no other instance of the tool is working, and keeps others waiting for as long as
+/// the result lives.
 [[nodiscard]] Result<Fd> lockOutOthers();
 
 } // namespace veltra

@@ -18,7 +18,7 @@ namespace {
 
 Result<> openStandardStreams()
 {
-    // The lowest free number is the one that is given out.
+    // open(2) returns the lowest free number.
     for (int stream = STDIN_FILENO; stream <= STDERR_FILENO; ++stream)
         if (::fcntl(stream, F_GETFD) < 0 && ::open("/dev/null", O_RDWR) != stream)
             return Error::last("open the standard streams");
@@ -31,18 +31,18 @@ Result<> openStandardStreams()
 Result<> leaveCallersPlace()
 {
     ::umask(022);
-    // Fails for who leads a process group; the terminal's signals are ignored in any case.
+    // This fails in a process group leader; the terminal's signals are ignored in any case.
     ::setsid();
     if (::chdir("/") != 0)
         return Error::last("go to the root folder");
     return success;
 }
 
-// Whoever waits for us may be gone, and a terminal must not end or stop us on its user's behalf.
+// Our parent may be gone, and the user must not be able to end or stop us from the terminal.
 Result<> resetSignals()
 {
     for (int number = 1; number <= SIGRTMAX; ++number)
-        std::signal(number, SIG_DFL); // some cannot be set
+        std::signal(number, SIG_DFL); // fails for some signals
     for (const int number : {SIGHUP, SIGINT, SIGQUIT, SIGPIPE, SIGTSTP, SIGTTIN, SIGTTOU})
         std::signal(number, SIG_IGN);
     sigset_t none;
@@ -52,7 +52,7 @@ Result<> resetSignals()
     return success;
 }
 
-// A timer goes on running across execve(2) and may kill.
+// A timer keeps running across execve(2), and its signal may kill us.
 Result<> stopTimers()
 {
     const itimerval never{};
@@ -84,7 +84,8 @@ Result<> clearEnvironment()
 {
     if (::clearenv() != 0 || ::setenv("PATH", "/usr/sbin:/usr/bin:/sbin:/bin", 1) != 0)
         return Error::last("clear the environment");
-    // One who holds the lock must not be starved; where this is refused he waits a little longer.
+    // The user must not slow down the holder of the lock; if this is refused, others just wait
+    // longer.
     ::setpriority(PRIO_PROCESS, 0, 0);
     return success;
 }

@@ -4,11 +4,11 @@
 
 namespace veltra {
 
-/// Undoes what the unprivileged user who had this program started may have left in it to have it
-/// fail or stop halfway: file mode mask, folder, session, signals, timers, resource limits, missing
-/// standard streams, environment.
+/// Resets everything that the unprivileged user who started this program may have set up to make it
+/// fail or stop halfway: file mode mask, working folder, session, signals, timers, resource limits,
+/// missing standard streams, environment.
 ///
-/// To be called before anything else, on the only thread. When it fails nothing must be touched.
+/// Call it before anything else, while there is only one thread. If it fails, change nothing.
 [[nodiscard]] Result<> hardenStart();
 
 } // namespace veltra

@@ -23,7 +23,7 @@ namespace fs = std::filesystem;
 
 using Certificates = std::vector<SecCertificate>;
 
-// Of a validly signed executable.
+// The certificates of a validly signed executable.
 Result<Certificates> certificatesOf(int executable, const std::string& name)
 {
     const auto signature = CodeSignature::read(executable);
@@ -56,7 +56,7 @@ Result<std::string> bundledHelper()
 
 Result<> copy(const std::string& from, int to)
 {
-    // A named pipe must not make us wait for a writer, with the lock held.
+    // Opening a named pipe must not make us wait for a writer while we hold the lock.
     const Fd source{::open(from.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC)};
     if (!source)
         return Error::last("open", from);

@@ -4,10 +4,11 @@
 
 namespace veltra {
 
-/// A copy, beside the installed helper, of the one in the bundle that this program runs from.
+/// Copies the helper from the bundle that this program runs from to the folder of the installed
+/// helper.
 ///
-/// It is a copy that nobody else can write to, and as such is validly signed, by exactly the
-/// certificates that this program is signed by; else there is none.
+/// Nobody else can write to the copy. The copy itself is checked: it must be validly signed by
+/// exactly the certificates that this program is signed by; otherwise this fails.
 [[nodiscard]] Result<ReplacementFile> copyOfBundledHelper();
 
 } // namespace veltra

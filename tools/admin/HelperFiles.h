@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-/// The texts of the files that the helper needs, as they stand in resources/helper.
+/// The contents of the files that the helper needs, from resources/helper.
 namespace veltra::HelperFiles {
 
 extern const std::string_view unit;

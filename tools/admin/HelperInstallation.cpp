@@ -39,7 +39,7 @@ Result<> installExecutable()
     return putInPlace(std::move(file.value()), 0755);
 }
 
-// Those that are made for the helper where there are none. They stay when others use them too.
+// The folders that the installation creates if they are missing. They stay if others use them too.
 Result<> removeEmptyFolders()
 {
     for (const char* folder :
@@ -55,7 +55,7 @@ Result<> installHelper()
 {
     return inOrder({preparingFolderOf(helper), preparingFolderOf(unit),
                     preparingFolderOf(busPolicy), preparingFolderOf(busService),
-                    // What a file refers to is there before it is.
+                    // Whatever a file refers to is installed before it.
                     installExecutable, installing(unit, HelperFiles::unit), reloadUnits,
                     installing(busPolicy, HelperFiles::busPolicy),
                     installing(busService, HelperFiles::busService), reloadBus, endHelper});
@@ -63,7 +63,7 @@ Result<> installHelper()
 
 Result<> removeEverything()
 {
-    // Nothing can start the helper again once it is ended.
+    // The order makes sure that nothing can start the helper again after it was ended.
     return inOrder({removing(busService), reloadBus, endHelper, removing(unit), reloadUnits,
                     removing(busPolicy), removing(helper), removing(rights), removeEmptyFolders,
                     reloadBus});

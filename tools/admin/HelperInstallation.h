@@ -4,12 +4,12 @@
 
 namespace veltra {
 
-/// Installs the bundle's helper, so that the bus, by systemd where that runs, starts it at its
-/// first call; ends an older one. Up to where the new helper takes its place the old one works on.
+/// Installs the bundle's helper so that the bus starts it on the first call (through systemd if
+/// that runs), and ends an older one. The old helper keeps working until the new one replaces it.
 [[nodiscard]] Result<> installHelper();
 
-/// Removes all that installHelper() and the registration of rights ever put anywhere, and ends the
-/// helper. It does not matter how much of it there is.
+/// Removes everything that installHelper() and the registration of rights ever installed, and ends
+/// the helper. Missing parts are no error.
 [[nodiscard]] Result<> removeEverything();
 
 } // namespace veltra

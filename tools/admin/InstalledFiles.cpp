@@ -17,8 +17,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Systems that were installed as older ones have given these two folders to the group staff, whose
-// members are as good as root on them: root's own programs are looked for there first.
+// Older systems gave these two folders to the group staff. Its members can become root there
+// anyway, because root's own programs are looked for in these folders first.
 bool isStaffs(const fs::path& folder, const struct stat& status)
 {
     constexpr gid_t staff = 50;
@@ -31,8 +31,8 @@ bool isRootsAlone(const fs::path& folder, const struct stat& status)
     return status.st_uid == 0 && (status.st_mode & others) == 0;
 }
 
-// As readable as it is to be from the start, since nobody would make it so later. In a folder with
-// the set-group-ID bit a new one gets that and the group.
+// The permissions are set from the start, because nobody would add them later. In a folder with the
+// set-group-ID bit, a new folder gets that bit and the group.
 bool makeFolder(const Fd& parent, const fs::path& name)
 {
     if (::mkdirat(parent.get(), name.c_str(), 0755) != 0)
@@ -51,7 +51,7 @@ Result<> prepareFolder(const fs::path& path)
         walked /= name;
         if (!makeFolder(folder, name))
             return Error::last("make the folder", walked.native());
-        // A link could lead to where others may write.
+        // A link could lead to a place where others may write.
         folder = Fd{
             ::openat(folder.get(), name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)};
         struct stat status {};

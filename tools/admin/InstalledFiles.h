@@ -8,8 +8,8 @@
 
 namespace veltra {
 
-/// The places of what is installed. All of them are fixed: root's files are put nowhere that
-/// anybody could choose.
+/// The paths of the installed files. All of them are fixed: nobody can choose where root's files
+/// are written.
 namespace InstalledFiles {
 inline constexpr const char* helper =
     "/Library/PrivilegedHelperTools/com.veltra.agentMonitor.helper";
@@ -21,17 +21,18 @@ inline constexpr const char* rights =
     "/usr/share/polkit-1/actions/com.veltra.agentMonitor.rights.policy";
 } // namespace InstalledFiles
 
-/// Makes sure that the folder of a file is there and that nobody but root can change what is in
-/// it; clears away what an interrupted installation of that file left. What is missing is made.
+/// Makes sure that a file's folder exists and that only root can change its contents; creates what
+/// is missing. Removes what an interrupted installation of that file left behind.
 [[nodiscard]] Result<> prepareFolderOf(const std::string& path);
 
-/// Makes a new file root's, with these permissions, and puts it in the place of the other one.
+/// Makes root the owner of a new file, gives it these permissions, and replaces the old file with
+/// it.
 [[nodiscard]] Result<> putInPlace(ReplacementFile file, mode_t permissions);
 
-/// Puts a file that everybody may read in the place of the one at `path`.
+/// Replaces the file at `path` with one that everybody may read.
 [[nodiscard]] Result<> installText(const std::string& path, std::string_view text);
 
-/// Removes a file, if it is there, and what an interrupted installation left of it.
+/// Removes a file if it exists, and what an interrupted installation of it left behind.
 [[nodiscard]] Result<> removeInstalled(const std::string& path);
 
 } // namespace veltra

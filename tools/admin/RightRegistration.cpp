@@ -36,8 +36,8 @@ bool areKnown(const std::vector<PolkitAction>& actions)
     });
 }
 
-// polkit notices a new file soon, or reads it when it starts. Whoever asks it after us shall find
-// the rights; those who ask it never do not mind.
+// polkit notices a new file soon, or reads it when it starts. We wait so that whoever asks polkit
+// after us finds the rights; if polkit cannot be reached, there is no need to wait.
 Result<> awaitPolkit()
 {
     const auto bus = BusConnection::open();
@@ -45,7 +45,7 @@ Result<> awaitPolkit()
         return success;
     const auto end = Clock::now() + 2s;
     for (auto left = end - Clock::now(); left > 0s; left = end - Clock::now()) {
-        // Those that cannot be learned are as good as not there.
+        // If the actions cannot be read, they count as not registered yet.
         const auto actions =
             polkitActions(*bus.value(), std::chrono::ceil<BusConnection::Patience>(left));
         if (actions && areKnown(actions.value()))

@@ -5,11 +5,11 @@
 namespace veltra {
 
 /// Registers the rights that guard the helper's commands with polkit, and waits for two seconds at
-/// most until polkit knows them. Fails with AdminError::rightExists when some are registered,
-/// whichever they are.
+/// most until polkit knows them. Fails with AdminError::rightExists if any rights are registered
+/// already.
 [[nodiscard]] Result<> addRights();
 
-/// The same, whether some are registered or not.
+/// The same, but replaces rights that are registered already.
 [[nodiscard]] Result<> changeRights();
 
 } // namespace veltra

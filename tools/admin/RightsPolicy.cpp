@@ -10,7 +10,7 @@ namespace veltra {
 
 namespace {
 
-// polkit's reader keeps only the last piece of a value that holds an entity or a line break.
+// If a value contains an entity or a line break, polkit's parser keeps only the last part of it.
 constexpr const char* head = R"(<?xml version="1.0" encoding="UTF-8"?>
 <!DOCTYPE policyconfig PUBLIC "-//freedesktop//DTD PolicyKit Policy Configuration 1.0//EN"
     "http://www.freedesktop.org/standards/PolicyKit/1/policyconfig.dtd">
@@ -62,8 +62,8 @@ std::string action(const HelperAuthorizationRight& right)
 
 std::string definitionInPolicy(const HelperAuthorizationRight& right)
 {
-    // Control characters and all that is not ASCII are escaped by the dump itself; these three can
-    // stand within texts only.
+    // dump() itself escapes control characters and everything that is not ASCII; these three can
+    // only occur inside texts.
     std::string line;
     for (const char c : right.rule().dump(-1, ' ', true))
         if (c == '&')

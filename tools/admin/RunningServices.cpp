@@ -36,7 +36,7 @@ bool isSystemdRunning()
     return fs::is_directory("/run/systemd/system", ignored);
 }
 
-// Its output is dropped: systemctl tells the journal what goes wrong.
+// Its output is discarded; systemctl's errors are in the journal.
 Result<int> statusOfSystemctl(const std::vector<std::string>& arguments)
 {
     auto loop = EventLoop::open([](const std::exception&) {});
@@ -71,7 +71,7 @@ Result<> systemctl(const std::vector<std::string>& arguments, int otherSuccess =
     return success;
 }
 
-// None when nobody owns it.
+// Empty if nobody owns it.
 Result<std::optional<pid_t>> ownerOfHelpersName(BusConnection& bus)
 {
     auto question = bus.methodCall(connections::busName, connections::busPath, connections::busName,
@@ -88,7 +88,7 @@ Result<std::optional<pid_t>> ownerOfHelpersName(BusConnection& bus)
     return std::optional{static_cast<pid_t>(pid)};
 }
 
-// Its file may have been replaced since.
+// Its file may have been replaced since it started.
 bool isInstalledHelper(const PinnedProcess& process)
 {
     std::error_code error;
@@ -97,7 +97,7 @@ bool isInstalledHelper(const PinnedProcess& process)
     return executable == installed || executable == installed + " (deleted)";
 }
 
-// The program behind the name, held fast; none when there is none, or it is not ours to end.
+// The program that owns the name, pinned; empty if there is none, or we must not end it.
 Result<std::optional<PinnedProcess>> runningHelper(BusConnection& bus)
 {
     const auto owner = ownerOfHelpersName(bus);

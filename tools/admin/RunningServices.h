@@ -4,15 +4,15 @@
 
 namespace veltra {
 
-/// Has systemd, where it runs, read the units anew.
+/// Makes systemd, if it runs, reload its units.
 [[nodiscard]] Result<> reloadUnits();
 
-/// Has the system bus read its policies and services anew, and waits until they are in force. A
-/// bus that cannot be reached reads them when it starts.
+/// Makes the system bus reload its policies and services, and waits until they are in force. A bus
+/// that cannot be reached reads them when it starts.
 [[nodiscard]] Result<> reloadBus();
 
-/// Ends the installed helper, whichever version of it runs, and waits for its end. The next call
-/// starts the one that is installed then.
+/// Ends the installed helper, whatever version of it runs, and waits for its end. The next call
+/// starts the helper that is installed by then.
 [[nodiscard]] Result<> endHelper();
 
 } // namespace veltra

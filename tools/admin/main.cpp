@@ -1,4 +1,4 @@
-// Does the little of the monitor's work that takes root, on behalf of whomever polkit lets.
+// Does the few tasks of the monitor that need root, for users whom polkit authorizes.
 
 #include "tools/admin/AdminLock.h"
 #include "tools/admin/HardenedStart.h"
@@ -47,7 +47,7 @@ int statusOf(const Result<>& done)
 {
     if (done)
         return EX_OK;
-    // Nothing is locked any more: who reads this may keep us waiting for ever.
+    // The lock has been released by now: whoever reads our output may keep us waiting for ever.
     const bool exists = done.error().code() == adminError(AdminError::rightExists);
     return fail(exists ? EX_CANTCREAT : EX_SOFTWARE,
                 "veltra-admin-tool: cannot " + done.error().message());
@@ -58,7 +58,7 @@ int statusOf(const Result<>& done)
 int main(int count, char** arguments)
 {
     try {
-        // polkit chose its action by the verb; what follows one would have gone unseen.
+        // polkit chose its action by the verb only; it did not check any further arguments.
         const auto* const verb = std::ranges::find(
             verbs, count == 2 ? std::string_view{arguments[1]} : std::string_view{}, &Verb::name);
         if (verb == verbs.end())
