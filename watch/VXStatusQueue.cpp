@@ -8,7 +8,7 @@ namespace veltra {
 
 namespace {
 
-/// Where the newest log's path goes as long as nobody wants it.
+/// Receives the newest log's path until another receiver is set.
 class NoReceiver : public LogPathReceiver {
   public:
     void addpath(const QString& /*path*/) override {}
@@ -100,7 +100,7 @@ void VXStatusQueue::fileChangeNotification(const Notification& notification)
         return;
     if (delegate_)
         delegate_->watcher(*this, notification.name, path);
-    // Asked anew, for a delegate may take its leave when it is told.
+    // Checked again, because the delegate may have removed itself when it was called.
     if (delegate_ && !alwaysNotify_)
         return;
     const QVariant self = QVariant::fromValue<QObject*>(this);

@@ -14,7 +14,7 @@ namespace veltra {
 
 class VXStatusQueue;
 
-/// Is told what happened to the paths of one VXStatusQueue, on the main thread.
+/// Is told, on the main thread, what happened to the paths of one VXStatusQueue.
 class VXStatusQueueDelegate {
   public:
     virtual ~VXStatusQueueDelegate() = default;
@@ -24,19 +24,20 @@ class VXStatusQueueDelegate {
 };
 
 /// One client's view of the file watcher: the paths that this client registered, and a delegate
-/// that is told about them. Main thread only.
+/// that is told about changes to them. Main thread only.
 class VXStatusQueue : public QObject {
     Q_OBJECT
 
   public:
-    /// The one watcher of this process, made on first use; null when the kernel has no queue to
-    /// give. Callable from any thread once it exists; first used on the main thread.
+    /// The single watcher of this process, created on first use; null if the kernel cannot provide
+    /// a queue. The first call must be on the main thread; later calls may come from any thread.
     static VXStatusQueueCentral* sharedFileWatcher();
 
-    /// Names what takes the newest log's path in sharedFileWatcher(). Called before its first use.
+    /// Sets what receives the newest log's path in sharedFileWatcher(). Call it before the first
+    /// use.
     static void setLogPathReceiver(std::function<LogPathReceiver&()> receiver);
 
-    /// A view of `central`, which must outlive it. Notifications that are passed on go out on
+    /// A view of `central`, which must outlive it. Notifications that are passed on are posted on
     /// both centres, with the view as their object.
     VXStatusQueue(VXStatusQueueCentral& central, NotificationCenter& notifications,
                   NotificationCenter& workspaceNotifications);
@@ -44,27 +45,27 @@ class VXStatusQueue : public QObject {
 
     [[nodiscard]] int queueFD() const noexcept { return central_.queueFD(); }
 
-    /// Watches `path`, unless this view already does; a second call does not widen the changes
-    /// that it is watched for.
+    /// Watches `path`, unless this view already does; a second call does not add to the kinds of
+    /// changes that are watched.
     void addPath(const QString& path);
     void addPath(const QString& path, std::uint32_t notifyingAbout);
     void addFolerPath(const QString& path); // sic
     void removePath(const QString& path);
-    /// Removes the paths of this view; other holders keep theirs.
+    /// Removes this view's paths; other holders keep theirs.
     void removeAllPaths();
 
     /// Always "test".
     [[nodiscard]] QString getfilepath() const;
 
-    /// Who is told; not owned.
+    /// The delegate; not owned.
     [[nodiscard]] VXStatusQueueDelegate* delegate() const noexcept { return delegate_; }
     void setDelegate(VXStatusQueueDelegate* delegate) noexcept { delegate_ = delegate; }
 
-    /// Whether notifications are passed on although there is a delegate.
+    /// Whether notifications are passed on even if there is a delegate.
     [[nodiscard]] bool alwaysNotify() const noexcept { return alwaysNotify_; }
     void setAlwaysNotify(bool always) noexcept { alwaysNotify_ = always; }
 
-    /// Reacts to one of the watcher's notifications.
+    /// Handles one of the watcher's notifications.
     void fileChangeNotification(const Notification& notification);
 
   private:

@@ -25,7 +25,7 @@ QString withoutTrailingSlash(const std::string& folder)
     return path;
 }
 
-// A file's name may hold line breaks, a description has none.
+// A file's name may contain line breaks; a description must not.
 QString inOneLine(const QString& path)
 {
     QString line;
@@ -71,7 +71,8 @@ void VXStatusQueueCentral::stop()
 {
     keepThreadRunning_ = false;
     queue_->interrupt();
-    // The thread may be waiting for the main thread, so this one must not just wait for it.
+    // The thread may be waiting for the main thread, so the main thread must process its work
+    // meanwhile.
     while (thread_.valid() &&
            thread_.wait_for(std::chrono::milliseconds{1}) == std::future_status::timeout)
         QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
@@ -108,7 +109,7 @@ VXStatusQueueCentral::addPathToQueue(const QString& path, std::uint32_t notifyin
     return entry;
 }
 
-// A path that the kernel will not watch stays in the table all the same and is just silent.
+// A path that the kernel cannot watch stays in the table but never reports a change.
 void VXStatusQueueCentral::submit(const Entry& entry, std::uint32_t notes)
 {
     entry->setSubscriptionFlags(notes);
@@ -184,7 +185,8 @@ void VXStatusQueueCentral::watcherThread()
         try {
             handleNextEvent(*queue);
         } catch (const std::exception& error) {
-            // At the program's end nobody carries out what the main thread is asked for.
+            // When the program ends, the main thread no longer runs posted work, so this is no
+            // error.
             if (keepThreadRunning_)
                 SystemLog::log({"Error in VXStatusQueue watcherThread: ", error.what()});
         }
@@ -194,8 +196,8 @@ void VXStatusQueueCentral::watcherThread()
 void VXStatusQueueCentral::handleNextEvent(KernelQueue& queue)
 {
     const auto event = queue.wait();
-    // Waiting fails when the kernel is out of memory, say, and at once; going on is right, hurrying
-    // is not.
+    // Waiting may fail at once, for example if the kernel is out of memory. The thread must
+    // continue then, but not in a busy loop.
     if (!event && keepThreadRunning_)
         std::this_thread::sleep_for(std::chrono::milliseconds{100});
     if (!event || event->filter != EVFILT_VNODE || event->fflags == 0)
@@ -221,8 +223,8 @@ void VXStatusQueueCentral::handleNote(std::uint32_t note, const QString& name, c
         postNewestLog();
 }
 
-// Whichever path changed, it is the newest log that is announced; that is how a log begun later
-// is noticed through its folder.
+// Whichever path changed, the newest log is announced; that is how a log created later is noticed
+// through its folder.
 QString VXStatusQueueCentral::postNewestLog()
 {
     QString path = QString::fromStdString(surroundings_.installation.logFolder) +

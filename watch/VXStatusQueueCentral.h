@@ -23,7 +23,7 @@
 
 namespace veltra {
 
-/// Takes the path of the newest log after every write; the main controller is one.
+/// Receives the path of the newest log after every write; the main controller does.
 class LogPathReceiver {
   public:
     virtual ~LogPathReceiver() = default;
@@ -32,21 +32,21 @@ class LogPathReceiver {
     virtual void addpath(const QString& path) = 0;
 };
 
-/// What the watcher is given instead of looking it up itself.
+/// The watcher's dependencies.
 struct VXStatusQueueSurroundings {
     NotificationCenter& notifications;
     Workspace& workspace;
     const VXStatusResourceController& resources;
-    std::function<LogPathReceiver&()> pathReceiver; ///< asked on the watcher thread, each time
+    std::function<LogPathReceiver&()> pathReceiver; ///< called on the watcher thread, each time
     AgentInstallation installation = {};
 };
 
-/// The file watcher: turns what happens to watched paths into notifications.
+/// The file watcher: turns changes of watched paths into notifications.
 ///
 /// One thread waits for the kernel. For each change it posts a notification about the path on the
-/// default and the workspace's centre, on the main thread, while it waits; and when a path was
-/// written to or grew it posts "VXStatusNotification" on its own thread, whose object is a
-/// dictionary with the full path of the newest log under "newLogFilePath". Paths are registered
+/// default and the workspace's centre, on the main thread, and waits for that. If a path was
+/// written to or grew, it also posts "VXStatusNotification" on its own thread; the object is a
+/// dictionary with the full path of the newest log under "newLogFilePath". Paths can be registered
 /// and removed from any thread. The main thread must never wait for the watcher's thread.
 class VXStatusQueueCentral : public QObject {
     Q_OBJECT
@@ -55,42 +55,41 @@ class VXStatusQueueCentral : public QObject {
     /// Every kind of change.
     static constexpr std::uint32_t allNotes = 0x7F;
 
-    /// A watcher on `queue`; its thread starts with the first path that is registered.
-    /// Made on the main thread.
+    /// A watcher on `queue`; its thread starts when the first path is registered. Create it on the
+    /// main thread.
     VXStatusQueueCentral(std::unique_ptr<KernelQueue> queue,
                          VXStatusQueueSurroundings surroundings);
 
-    /// A watcher on a new kernel queue; null when there is none to be had.
+    /// A watcher on a new kernel queue; null if the kernel cannot provide one.
     [[nodiscard]] static std::unique_ptr<VXStatusQueueCentral>
     init(VXStatusQueueSurroundings surroundings);
 
     /// Stops the thread. Main thread only.
     ~VXStatusQueueCentral() override;
 
-    /// Ends the thread and waits for that, carrying out meanwhile what it asks of the main thread.
-    /// A path that is registered later starts it again. Main thread only.
+    /// Ends the thread and waits for that; meanwhile runs the work that the thread asks the main
+    /// thread for. Registering another path starts the thread again. Main thread only.
     void stop();
 
     [[nodiscard]] int queueFD() const noexcept { return queue_->descriptor(); }
 
-    /// Watches `path` for the changes in `notifyingAbout`, or for all of them. Every call is one
-    /// more holder of the path; of a path that is watched already the changes add up.
+    /// Watches `path` for the changes in `notifyingAbout`, or for all changes. Every call adds a
+    /// holder of the path; if the path is watched already, the changes are combined.
     void addPath(const QString& path);
     void addPath(const QString& path, std::uint32_t notifyingAbout);
 
-    /// The same, and returns the path's entry; null when the path cannot be opened.
+    /// The same, but returns the path's entry; null if the path cannot be opened.
     std::shared_ptr<VXStatusQueuePathEntry> addPathToQueue(const QString& path,
                                                            std::uint32_t notifyingAbout);
 
-    /// One holder of the path less; the path is watched until the last one is gone. Ignores paths
-    /// that are not watched.
+    /// Removes one holder of the path; the path is watched until the last one is removed. Ignores
+    /// paths that are not watched.
     void removePath(const QString& path);
 
-    /// Watches nothing any more, whoever holds it.
+    /// Stops watching all paths, whoever holds them.
     void removeAllPaths();
 
-    /// Takes a snapshot of the names in the log folder, whatever `path` says, and watches
-    /// nothing. // sic
+    /// Records the names in the log folder, ignoring `path`, and watches nothing. // sic
     void addFolerPath(const QString& path);
     [[nodiscard]] const std::vector<std::string>& filesinWatchedFolder() const noexcept
     {
@@ -103,7 +102,7 @@ class VXStatusQueueCentral : public QObject {
     [[nodiscard]] std::size_t watchedFileCount() const;
     [[nodiscard]] bool keepThreadRunning() const noexcept { return keepThreadRunning_; }
 
-    /// The watcher in words, without line breaks, indented by `indent` times four spaces.
+    /// A description of the watcher, without line breaks, indented by `indent` times four spaces.
     [[nodiscard]] QString descriptionWithLocale(const QString& locale, int indent) const;
 
     /// Posts a notification about `forFile` on both centres, on the main thread, and waits.

@@ -11,25 +11,26 @@
 
 namespace veltra {
 
-/// One watched path, with the descriptor that it is watched through.
+/// One watched path, with the descriptor through which it is watched.
 ///
-/// Functions that say nothing else are called under the lock of the watcher that holds the entry.
+/// Call the functions under the lock of the watcher that holds the entry, unless stated otherwise.
 class VXStatusQueuePathEntry {
   public:
-    /// An entry held once, or null when `path` cannot be opened. The descriptor serves for
-    /// watching alone and does not keep the path's file system busy more than it must.
+    /// An entry with one holder, or null if `path` cannot be opened. The descriptor is used only
+    /// for watching, and blocks the path's file system as little as possible.
     [[nodiscard]] static std::shared_ptr<VXStatusQueuePathEntry> initWithPath(const QString& path,
                                                                               std::uint32_t flags);
 
-    /// One more registration holds the entry. Callable from any thread.
+    /// Adds a registration as a holder. May be called from any thread.
     void retainPath();
 
-    /// One registration less holds the entry; true when it was the last. Callable from any thread.
+    /// Removes a registration as a holder; true if it was the last one. May be called from any
+    /// thread.
     bool releasePath();
 
     [[nodiscard]] const QString& path() const noexcept { return path_; }
     [[nodiscard]] int watchedFD() const noexcept { return watchedFD_.get(); }
-    /// How many registrations hold the entry. Callable from any thread.
+    /// How many registrations hold the entry. May be called from any thread.
     [[nodiscard]] std::uint32_t pathRefCount() const;
     /// The NOTE_* bits that the path is watched for.
     [[nodiscard]] std::uint32_t subscriptionFlags() const noexcept { return subscriptionFlags_; }
@@ -50,7 +51,7 @@ class VXStatusQueuePathEntry {
 
     QString path_;
     Fd watchedFD_;
-    KernelQueue::Registration registration_; // ends before the descriptor is closed
+    KernelQueue::Registration registration_; // must end before the descriptor is closed
     std::uint32_t subscriptionFlags_;
     mutable std::mutex pathRefCountMutex_;
     std::uint32_t pathRefCount_ = 1;

@@ -16,7 +16,7 @@ struct Candidate {
     std::chrono::nanoseconds lastModDate;
 };
 
-// Ends at the first file whose date cannot be read.
+// Stops at the first file whose date cannot be read.
 std::vector<Candidate> datedCandidates(const std::string& folder,
                                        const std::vector<std::string>& names)
 {
@@ -65,7 +65,7 @@ QString VXStatusResourceController::getLogFileName() const
     }
 
     const auto candidates = datedCandidates(installation_.logFolder, names.value());
-    // Of equally old candidates, the first one listed is found.
+    // Among equally old candidates, this finds the first one listed.
     const auto newest = std::ranges::max_element(candidates, {}, &Candidate::lastModDate);
     return newest == candidates.end() ? QString{} : QString::fromStdString(newest->path);
 }

@@ -10,9 +10,9 @@
 
 namespace veltra {
 
-/// Gives the texts that the program shows, and the name of the agent's newest log.
+/// Provides the texts that the program shows, and the name of the agent's newest log.
 ///
-/// The lookups may be made from any thread; the properties belong to the main thread, and no
+/// Lookups may be made from any thread. The properties may be used on the main thread only; no
 /// lookup reads them.
 class VXStatusResourceController : public QObject {
     Q_OBJECT
@@ -21,7 +21,7 @@ class VXStatusResourceController : public QObject {
     Q_PROPERTY(QString currentUser READ currentUser WRITE setCurrentUser)
 
   public:
-    /// The one that the whole program uses.
+    /// The instance that the whole program uses.
     static VXStatusResourceController& sharedVXStatusResourceController();
 
     /// Looks for logs in the folder of `installation` and for texts in the bundle of texts inside
@@ -30,18 +30,18 @@ class VXStatusResourceController : public QObject {
         AgentInstallation installation = {},
         const std::shared_ptr<Bundle>& mainBundle = Bundle::mainBundle());
 
-    /// The text for `key` in the user's language; the key itself when the catalogue does not know
-    /// it; a null string when there is no bundle of texts.
+    /// The text for `key` in the user's language; the key itself if the catalogue does not contain
+    /// it; a null string if there is no bundle of texts.
     [[nodiscard]] Q_INVOKABLE QString getLocalisedString(const QString& key) const;
 
-    /// The bare name of the newest log: of the files whose name contains "vxsvc_" and not
-    /// "backup", the one changed last, among equals the first listed.
+    /// The name of the newest log, without its folder. Among the files whose name contains "vxsvc_"
+    /// but not "backup", this is the one that changed last; among several, the first one listed.
     ///
-    /// Empty when there is none, and when the folder cannot be listed, which is logged. A file
-    /// whose date cannot be read is left out, and so are all that are listed after it.
+    /// Empty if there is none, or if the folder cannot be listed, which is logged. A file whose
+    /// date cannot be read is left out, and so are all files that are listed after it.
     [[nodiscard]] Q_INVOKABLE QString getLogFileName() const;
 
-    /// Whether a file of this name is one of the agent's logs.
+    /// Whether a file with this name is one of the agent's logs.
     [[nodiscard]] static bool isLogFileName(std::string_view name) noexcept;
 
     [[nodiscard]] QString languageCode() const { return languageCode_; }

@@ -7,8 +7,8 @@
 
 namespace veltra {
 
-// What is posted about a watched path; the constants' names differ from the texts on purpose of
-// old, and both are relied on.
+// The notifications about a watched path. The constants' names differ from their texts for
+// historical reasons; other code relies on both.
 extern const QString VXStatusFileWatcherRenameNotification;
 extern const QString VXStatusFileWatcherWriteNotification;
 extern const QString VXStatusFileWatcherDeleteNotification;
@@ -17,7 +17,7 @@ extern const QString VXStatusFileWatcherSizeIncreaseNotification;
 extern const QString VXStatusFileWatcherLinkCountChangeNotification;
 extern const QString VXStatusFileWatcherAccessRevocationNotification;
 
-/// The names in the order in which the bits of one event are worked through.
+/// The names in the order in which the bits of one event are handled.
 struct WatcherNotification {
     std::uint32_t note; ///< a NOTE_* bit
     const QString& name;
