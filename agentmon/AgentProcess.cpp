@@ -23,7 +23,7 @@ std::string outputOf(const char* command)
 {
     std::array<char, 128> buffer{};
     std::string result;
-    // NOLINTNEXTLINE(cert-env33-c): the commands are pipelines of our own
+    // NOLINTNEXTLINE(cert-env33-c): all commands are our own pipelines
     const std::shared_ptr<std::FILE> pipe{::popen(command, "r"), [](std::FILE* stream) {
                                               if (stream)
                                                   ::pclose(stream);

@@ -47,7 +47,7 @@ void AgentProcessMonitor::monitorProcessWithPid(std::int32_t pid)
         SystemLog::log(watch.error().message());
         return;
     }
-    // Looked at behind the watch, so that the number cannot be given to another program unseen.
+    // Checked after the watch is set, so that a reuse of the number cannot go unnoticed.
     if (watch && commandLineHolds(pid, search_.service))
         noteExitKQueueRef_ = std::move(watch.value());
     else

@@ -17,53 +17,53 @@ namespace veltra {
 
 enum class AgentState { running, down };
 
-/// How the agent service is looked for. The defaults are what the program uses; tests look for
-/// processes of their own.
+/// How to look for the agent service. The program uses the defaults; tests look for their own
+/// processes.
 struct AgentProcessSearch {
     std::string processQuery = agentProcessQuery;      ///< a shell command line that prints its pid
-    std::string service = AgentInstallation{}.service; ///< stands in its command line
+    std::string service = AgentInstallation{}.service; ///< is contained in its command line
     std::chrono::milliseconds pollInterval{5000};
 };
 
-/// Tells whether the agent service runs.
+/// Reports whether the agent service runs.
 ///
-/// While it runs its exit is watched, which costs nothing until it comes; while it is down it is
-/// looked for once every poll interval. Main thread only. Each look runs a shell pipeline and
-/// blocks until that has ended.
+/// While the service runs, its exit is watched, which costs nothing until it happens. While it is
+/// down, the monitor looks for it once every poll interval. Main thread only. Each look runs a
+/// shell pipeline and blocks until that has ended.
 class AgentProcessMonitor : public QObject {
     Q_OBJECT
 
   public:
-    /// Posted when the watched process has exited, once for each, without object and userInfo.
+    /// Posted once for each watched process that has exited, without object and userInfo.
     static const QString exitNotification;
 
     using StateHandler = std::function<void(AgentState)>;
 
-    /// Does nothing before start(). `onState` is called whenever a look or an exit settled the
-    /// state, also when it stays as it was.
+    /// Does nothing before start(). `onState` is called whenever a look or an exit determined the
+    /// state, even if it did not change.
     AgentProcessMonitor(NotificationCenter& notifications, StateHandler onState,
                         AgentProcessSearch search = {});
 
-    /// Takes the first look, then observes exits.
+    /// Looks for the service, then observes its exits.
     void start();
 
-    /// The process id of the agent service; below 1 when it does not run.
+    /// The process id of the agent service; less than 1 if it does not run.
     [[nodiscard]] std::int32_t getVXAgentProcPid() const;
 
-    /// Watches process `pid` for its exit, in place of the one watched before. A process that is
-    /// gone already, or is another program that was given the number meanwhile, is reported as
-    /// exited once the event loop runs. When the system grants no watch that is logged, and the
+    /// Watches process `pid` for its exit, instead of the one watched before. If the process has
+    /// already ended, or its number now belongs to another program, it is reported as exited once
+    /// the event loop runs. If the system does not permit the watch, that is logged, and the
     /// service is polled for as if it were down.
     void monitorProcessWithPid(std::int32_t pid);
 
-    /// Reacts to the exit notification.
+    /// Handles the exit notification.
     void vxsvcProcMonitorNotificationHandler(const Notification& note);
 
-    /// Looks whether the service is back.
+    /// Checks whether the service is back.
     void processTimer();
 
   private:
-    struct EndTimer { // which may be in the middle of its signal
+    struct EndTimer { // the timer may be emitting its signal
         void operator()(QTimer* timer) const;
     };
 
@@ -78,7 +78,7 @@ class AgentProcessMonitor : public QObject {
     StateHandler onState_;
     AgentProcessSearch search_;
     std::unique_ptr<ProcessExitWatch> noteExitKQueueRef_;
-    std::unique_ptr<QTimer, EndTimer> m_timerObj_; // null when no poll is running
+    std::unique_ptr<QTimer, EndTimer> m_timerObj_; // null if not polling
     AgentState state_ = AgentState::down;
     NotificationCenter::Registration exitRegistration_;
 };
