@@ -11,7 +11,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Reading a few new lines takes less than this and shows nothing.
+// Reading a few new lines is faster than this, so no spinner appears.
 constexpr auto patience = 300ms;
 constexpr auto stepInterval = 100ms;
 constexpr int spokes = 10;

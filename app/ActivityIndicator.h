@@ -5,9 +5,9 @@
 
 namespace veltra {
 
-/// A small turning sign that something is going on. Main thread only.
+/// A small spinner that shows that something is in progress. Main thread only.
 ///
-/// It keeps its place in the layout, shows itself only when the activity lasts, and runs no timer
+/// It keeps its place in the layout, becomes visible only if the activity lasts, and runs no timer
 /// while there is none.
 class ActivityIndicator : public QWidget {
     Q_OBJECT

@@ -9,7 +9,7 @@ namespace veltra {
 
 namespace {
 
-// The number that a text begins with, white space in front apart; 0 when there is none.
+// The number at the start of a text, after any white space; 0 if there is none.
 long long integerValue(const QString& text)
 {
     return std::strtoll(text.toUtf8().constData(), nullptr, 10);

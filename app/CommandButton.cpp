@@ -12,7 +12,7 @@ constexpr int margin = 6;
 
 CommandButton::CommandButton(QWidget* parent) : QPushButton{parent}, indicator_{this}
 {
-    // Presses are for the button under it.
+    // Mouse clicks go to the button below.
     indicator_.setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
@@ -31,7 +31,7 @@ void CommandButton::commandEnded()
     setAccessibleDescription({});
 }
 
-// Room for the indicator on both sides, so that the title stays in the middle.
+// Leaves room for the indicator on both sides, so that the title stays in the middle.
 QSize CommandButton::sizeHint() const
 {
     return QPushButton::sizeHint() + QSize{2 * (indicator_.sizeHint().width() + margin), 0};

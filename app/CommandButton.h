@@ -6,7 +6,7 @@
 
 namespace veltra {
 
-/// A push button that shows while commands of it run, and can be pressed all the same. Main thread
+/// A push button that shows when its commands run, and can still be pressed meanwhile. Main thread
 /// only.
 class CommandButton : public QPushButton {
     Q_OBJECT
@@ -14,11 +14,11 @@ class CommandButton : public QPushButton {
   public:
     explicit CommandButton(QWidget* parent = nullptr);
 
-    /// One more command runs, or one fewer. `description` says so to a screen reader.
+    /// Call them when a command starts and ends. `description` tells a screen reader that one runs.
     void commandStarted(const QString& description);
     void commandEnded();
 
-    /// How many commands run.
+    /// How many commands are running.
     [[nodiscard]] int runningCommands() const noexcept { return runningCommands_; }
 
     [[nodiscard]] QSize sizeHint() const override;

@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t blockSize = std::size_t{1} << 20;
 
-// Both 0 when there is nothing to be copied.
+// Empty and 0 if there is nothing to copy.
 struct Source {
     Fd file;
     std::uint64_t size = 0;
@@ -42,7 +42,8 @@ bool copyInto(QSaveFile& target, const Source& source)
     for (std::uint64_t left = source.size; left > 0;) {
         const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, blockSize));
         const ssize_t size = ::read(source.file.get(), block.data(), wanted);
-        // It was truncated meanwhile, or turned out to be unreadable: what there was is the copy.
+        // The source was truncated meanwhile, or cannot be read: the copy contains what was read so
+        // far.
         if (size <= 0)
             return true;
         if (target.write(block.data(), size) != size)
@@ -59,7 +60,7 @@ void copyReplacing(const QString& source, const QString& target)
     QSaveFile copy{target};
     if (!copy.open(QIODevice::WriteOnly))
         return;
-    // A copy that is not committed goes.
+    // A copy that is not committed is removed.
     if (copyInto(copy, openRegular(source)))
         copy.commit();
 }

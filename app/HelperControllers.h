@@ -7,8 +7,8 @@
 
 namespace veltra {
 
-/// Makes the program's controllers of the helper. Their connections hold them, and they hold their
-/// connections; both are let go of when this goes. Main thread only.
+/// Creates the program's controllers of the helper. The controllers and their connections keep each
+/// other alive; destroying this object releases both. Main thread only.
 class HelperControllers {
   public:
     HelperControllers();

@@ -9,18 +9,18 @@
 
 namespace veltra {
 
-/// The window and its controllers, made, connected with each other and woken in that order.
-/// Main thread only.
+/// The window and its controllers, which are created, connected with each other and woken, in that
+/// order. Main thread only.
 class MainInterface {
   public:
     MainInterface();
     MainInterface(const MainInterface&) = delete;
     MainInterface& operator=(const MainInterface&) = delete;
 
-    /// Shows the window in front of all others.
+    /// Brings the window to the front.
     void applicationDidFinishLaunching();
 
-    /// Gives the table's controller its outlets in the window.
+    /// Connects the table controller's outlets to the window.
     static void connectTable(MainWindow& window, VXStatusTableVC& tableVC);
 
   private:
@@ -28,8 +28,8 @@ class MainInterface {
     void connectWindow();
     void awake();
 
-    /// Ends the file watcher's thread, last of all: it waits for a pass that runs there, and the
-    /// table controller's end cuts that short.
+    /// Ends the file watcher's thread, last of all: it waits for a pass that runs there, which the
+    /// destruction of the table controller cuts short.
     struct WatcherThread {
         ~WatcherThread();
     };

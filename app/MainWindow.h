@@ -17,8 +17,8 @@ class MainWindow;
 
 namespace veltra {
 
-/// The program's one window: the agent's state on top, its log in the middle, the buttons below.
-/// It holds the widgets; what stands in them is the controllers' business.
+/// The program's only window: the agent's state at the top, its log in the middle, the buttons at
+/// the bottom. It holds the widgets; the controllers fill them.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 

@@ -15,12 +15,12 @@
 
 namespace veltra {
 
-/// What the controller of the buttons is given instead of looking it up itself.
+/// The dependencies of the controller of the buttons.
 struct VXStatusButtonSurroundings {
     const VXStatusResourceController& resources;
-    /// Makes a controller of the helper, a new one for every command.
+    /// Creates a controller of the helper, a new one for every command.
     std::function<std::shared_ptr<HelperToolController>()> helperController;
-    QString logFolder;     ///< of the agent's, with its trailing slash
+    QString logFolder;     ///< the agent's, with a trailing slash
     QString homeDirectory; ///< the user's
 };
 
@@ -49,17 +49,17 @@ class VXStatusButton : public QObject {
     /// Gives the buttons their titles.
     void awakeFromNib();
 
-    // What the buttons do, in their order. The sender does not matter.
+    // The actions of the buttons, in the same order. The sender is ignored.
 
-    /// The four commands: have the helper run the agent's tool, whose button shows until its end
-    /// that it runs.
+    /// The four commands: have the helper run the agent's tool. The command's button shows that it
+    /// runs until it ends.
     Q_INVOKABLE void collectAndSend(QObject* sender);
     Q_INVOKABLE void sendEvents(QObject* sender);
     Q_INVOKABLE void checkNewPolicies(QObject* sender);
     Q_INVOKABLE void enforcePolicies(QObject* sender);
-    /// Copies the newest log to the user's Desktop, where it takes an earlier copy's place only
-    /// when it is whole. A log that cannot be read makes an empty copy; nothing tells of a copy
-    /// that cannot be written.
+    /// Copies the newest log to the user's Desktop; it replaces an earlier copy only when it is
+    /// complete. A log that cannot be read makes an empty copy; a copy that cannot be written is
+    /// not reported.
     Q_INVOKABLE void saveContentsToDesktop(QObject* sender);
     /// Ends the program.
     Q_INVOKABLE void close(QObject* sender);

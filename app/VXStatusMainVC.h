@@ -16,37 +16,37 @@
 
 namespace veltra {
 
-/// What the main controller is given instead of looking it up itself.
+/// The main controller's dependencies.
 struct VXStatusMainSurroundings {
     NotificationCenter& notifications;
     const VXStatusResourceController& resources;
-    std::function<VXStatusQueueCentral*()> fileWatcher; ///< may answer null
+    std::function<VXStatusQueueCentral*()> fileWatcher; ///< may return null
     AgentInstallation installation = {};
 };
 
-/// The program's main controller: lists the agent's logs, puts them and their folder under watch,
-/// and ends the program when a window closes. Main thread only, but for addpath().
+/// The program's main controller: lists the agent's logs, has them and their folder watched, and
+/// ends the program when a window closes. Main thread only, except for addpath().
 class VXStatusMainVC : public QObject, public LogPathReceiver {
     Q_OBJECT
     Q_PROPERTY(QString initalFilePath READ initalFilePath WRITE setInitalFilePath) // sic
 
   public:
-    /// The instance that the table controller and the file watcher talk to. It is not the one
-    /// that the window's interface makes: nothing wakes it, so it has no file watcher and its
-    /// addpath() does nothing. Made on first use; callable from any thread.
+    /// The instance that the table controller and the file watcher use. It is not the one that the
+    /// window's interface creates: it is never woken, so it has no file watcher and its addpath()
+    /// does nothing. Created on first use; may be called from any thread.
     static VXStatusMainVC& sharedVXStatusMainVC();
 
-    /// Lists the logs and settles which one is the newest.
+    /// Lists the logs and determines which one is the newest.
     explicit VXStatusMainVC(VXStatusMainSurroundings surroundings);
 
-    /// Registers for what ends the program or brings it to the front, and watches the logs found
-    /// by the constructor and their folder.
+    /// Registers for the notifications that end the program or bring it to the front, and watches
+    /// the logs found by the constructor and their folder.
     void awakeFromNib();
 
     /// Brings the program to the front; called once the event loop runs.
     void applicationDidFinishLaunching();
 
-    /// Watches `path` too, if this controller has a file watcher. Callable from any thread.
+    /// Also watches `path`, if this controller has a file watcher. May be called from any thread.
     void addpath(const QString& path) override;
 
     /// Ends the program.
@@ -55,11 +55,11 @@ class VXStatusMainVC : public QObject, public LogPathReceiver {
     /// Brings the program to the front if `name` asks for that.
     void handleVXStatusMonitorNotification(const QString& name);
 
-    /// The full path of the newest log when the controller was made.
+    /// The full path of the log that was the newest when the controller was created.
     [[nodiscard]] const QString& initalFilePath() const noexcept { return initalFilePath_; } // sic
     void setInitalFilePath(const QString& path) { initalFilePath_ = path; }                  // sic
 
-    /// The names of the agent's logs when the controller was made.
+    /// The names of the agent's logs when the controller was created.
     [[nodiscard]] const QStringList& logFiles() const noexcept { return logFiles_; }
 
     [[nodiscard]] QWidget* mainWindow() const { return mainWindow_; }

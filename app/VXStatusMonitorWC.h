@@ -18,7 +18,7 @@ class VXStatusMonitorWC : public QObject {
     [[nodiscard]] QWidget* mainWindow() const { return mainWindow_; }
     void setMainWindow(QWidget* window) { mainWindow_ = window; }
 
-    /// Called once the window is there: gives it its title.
+    /// Called once the window exists: sets its title.
     void windowDidLoad();
 
   private:

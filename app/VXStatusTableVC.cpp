@@ -17,13 +17,13 @@ namespace veltra {
 
 namespace {
 
-// Whether both are one object in memory, not only the same text.
+// Whether both are the same object in memory, not just equal texts.
 bool isSameObject(const QString& one, const QString& other) noexcept
 {
     return one.constData() == other.constData();
 }
 
-// Puts the arguments in the places of "%@", one after the other; a null text as "(null)".
+// Replaces each "%@" with the next argument; a null text becomes "(null)".
 QString filled(const QString& format, const QStringList& arguments)
 {
     const QString place = QStringLiteral("%@");
@@ -80,7 +80,7 @@ void VXStatusTableVC::prepareHelper()
     helperControllerObj_->LaunchHelper();
 }
 
-// Waits without limit; the event loop turns meanwhile.
+// Waits without a time limit; the event loop runs meanwhile.
 bool VXStatusTableVC::isHelperInstalled()
 {
     const auto answer = std::make_shared<std::optional<bool>>();

@@ -25,13 +25,13 @@ class QTableView;
 
 namespace veltra {
 
-/// What the table controller is given instead of looking it up itself.
+/// The table controller's dependencies.
 struct VXStatusTableSurroundings {
     NotificationCenter& notifications;
     const VXStatusResourceController& resources;
-    std::shared_ptr<Bundle> mainBundle;      ///< may be null: both switches are off then
+    std::shared_ptr<Bundle> mainBundle;      ///< may be null: then both switches are off
     std::function<QString()> initalFilePath; ///< the start-up log path // sic
-    /// Makes the controller of the helper.
+    /// Creates the controller of the helper.
     std::function<std::shared_ptr<HelperToolController>()> helperController;
     /// Where the helper is installed.
     QString helperTool;
@@ -42,9 +42,9 @@ struct VXStatusTableSurroundings {
 
 /// The controller of the log table.
 ///
-/// It reads what the agent appends to its log, makes rows of it and serves them to the table, and
-/// drives the texts about the agent beside the table. Built, used and destroyed on the main
-/// thread; updatelogs() and handleNotification() may be called from any thread.
+/// It reads what the agent appends to its log, turns it into rows for the table, and sets the texts
+/// about the agent above the table. Created, used and destroyed on the main thread; updatelogs()
+/// and handleNotification() may be called from any thread.
 class VXStatusTableVC : public QObject {
     Q_OBJECT
     Q_PROPERTY(QString filepath READ filepath WRITE setFilepath)
@@ -56,16 +56,16 @@ class VXStatusTableVC : public QObject {
     Q_PROPERTY(QString Component READ Component CONSTANT)
 
   public:
-    /// Makes sure that the helper is installed, and ends the process when it cannot be. Then takes
-    /// the start-up log path, registers for notifications, starts the first pass on a thread of
-    /// its own and asks for the agent's information. May take as long as the user needs to
-    /// consent; the event loop turns while the helper is asked for its version.
+    /// Makes sure that the helper is installed, and ends the process if it cannot be. Then gets the
+    /// start-up log path, registers for notifications, starts the first pass on a separate thread
+    /// and asks for the agent's information. May take as long as the user needs to consent; the
+    /// event loop runs while the helper is asked for its version.
     explicit VXStatusTableVC(VXStatusTableSurroundings surroundings);
 
-    /// Stops a pass that is under way and waits for its end.
+    /// Stops a pass in progress and waits for its end.
     ~VXStatusTableVC() override;
 
-    // Outlets. What is connected must outlive the controller or be destroyed as a QObject.
+    // Outlets. Connected objects must outlive the controller or be destroyed as QObjects.
     void setTableview(QTableView* table);
     void setActivityIndicator(ActivityIndicator* indicator);
     void setLabel(QLabel* label) { label_ = label; }
@@ -73,42 +73,40 @@ class VXStatusTableVC : public QObject {
     void setVersionlabel(QLabel* label) { versionlabel_ = label; }
     void setZelServerIpLabel(QLabel* label) { zelServerIpLabel_ = label; }
 
-    /// Called once the outlets are connected: hides or shows the component column and begins to
-    /// show whether the agent service runs. Blocks while the service is looked for.
+    /// Called once the outlets are connected: hides or shows the component column and starts to
+    /// show whether the agent service runs. Blocks while it looks for the service.
     void awakeFromNib();
 
-    /// Reads what was appended to the log since the last pass. Passes run one after the other.
+    /// Reads what was appended to the log since the last pass. Only one pass runs at a time.
     Q_INVOKABLE void updatelogs();
 
-    /// Reacts to "VXStatusNotification", whose object is a dictionary with a log's path under
+    /// Handles "VXStatusNotification", whose object is a dictionary with a log's path under
     /// "newLogFilePath": runs a pass on the calling thread.
     ///
-    /// The path is adopted only when `lastfilepath` and `filepath` are not the same text object.
-    /// They always are, so the start-up log goes on being read.
+    /// The path is adopted only if `lastfilepath` and `filepath` are not the same text object. They
+    /// always are, so the start-up log remains the one that is read.
     void handleNotification(const Notification& notification);
 
-    /// Reacts to "commandUpdate": shows the agent's version and management server, as the agent's
-    /// tool told them. On any thread; the texts change on the main thread, soon.
+    /// Handles "commandUpdate": shows the agent's version and management server, as reported by the
+    /// agent's tool. Any thread; the texts change on the main thread, soon after.
     void populateDictionary();
 
-    /// How many rows the table has.
     [[nodiscard]] int numberOfRowsInTableView(const QTableView* table) const;
 
-    /// The text of a cell; invalid when there is no such row.
+    /// The text of a cell; invalid if there is no such row.
     [[nodiscard]] QVariant tableView(const QTableView* table,
                                      const QString& objectValueForTableColumn, int row) const;
 
     /// Ends the program.
     Q_INVOKABLE void close(QObject* sender);
 
-    /// The model behind the table.
     [[nodiscard]] LogTableModel& list() noexcept { return list_; }
 
     [[nodiscard]] QString filepath() const;
     void setFilepath(const QString& path);
     [[nodiscard]] QString lastfilepath() const;
     void setLastfilepath(const QString& path);
-    /// The byte at which the next pass starts.
+    /// The byte offset at which the next pass starts.
     [[nodiscard]] std::uint64_t offset() const;
 
     [[nodiscard]] const QString& DATE() const noexcept { return DATE_; }
@@ -118,7 +116,7 @@ class VXStatusTableVC : public QObject {
     [[nodiscard]] const QString& Component() const noexcept { return component_; }
 
   private:
-    /// The log that is followed, and what serialises the passes over it.
+    /// The log that is being read.
     struct FollowedLog {
         QString filepath;
         QString lastfilepath;
@@ -162,7 +160,7 @@ class VXStatusTableVC : public QObject {
     QPointer<QLabel> zelServerIpLabel_;
     bool isActive_ = false;
 
-    std::shared_ptr<VXStatusTableVC*> self_; // seen weakly by work posted to the main thread
+    std::shared_ptr<VXStatusTableVC*> self_; // work posted to the main thread holds it weakly
     std::stop_source stop_;
     AgentProcessMonitor agentMonitor_;
     NotificationCenter::Registration newLogRegistration_;

@@ -6,14 +6,14 @@
 
 namespace veltra {
 
-/// Gives the windows dark colours when the desktop asks for them and Qt has not followed it by
-/// itself, as it does where a platform theme is installed. Main thread only.
+/// Gives the windows dark colours if the desktop asks for them and Qt has not already done so
+/// itself, as it does if a platform theme is installed. Main thread only.
 class WindowPalette {
   public:
-    /// Follows the desktop from now on. The application object must exist.
+    /// Follows the desktop's setting from now on. The application object must exist.
     WindowPalette();
 
-    /// What the windows look like under `scheme`: `given`, or dark colours in its place.
+    /// The palette for `scheme`: `given`, or dark colours instead.
     [[nodiscard]] static QPalette paletteFor(DesktopAppearance::ColorScheme scheme,
                                              const QPalette& given);
 
