@@ -68,8 +68,8 @@ bool FileReader::readLines(LineBlock& block)
     return !block.lines.empty();
 }
 
-// Those that stand in the buffer as a whole and are known to be valid, as long as no delimiter can
-// cut a character in two. Moves nothing there.
+// Takes the lines that are complete in the buffer and known to be valid, if the delimiter cannot
+// split a character. Does not move them.
 void FileReader::takeBufferedLines(std::vector<std::string_view>& lines)
 {
     if (lineDelimiter_.size() != 1 || static_cast<unsigned char>(lineDelimiter_.front()) >= 0x80)
@@ -93,7 +93,7 @@ std::string_view FileReader::takeLine(std::size_t length) noexcept
     return line;
 }
 
-// Leaves the lines that were read where they are, in what is now the caller's.
+// Leaves the lines that were read in their memory, which now belongs to the caller.
 void FileReader::exchangeBuffer(std::vector<char>& memory)
 {
     const std::string_view rest = buffered();
@@ -107,7 +107,7 @@ void FileReader::exchangeBuffer(std::vector<char>& memory)
     buffer_.swap(memory);
 }
 
-// Checks all that is buffered at once and remembers how far it is good.
+// Checks everything in the buffer at once and remembers how far it is valid.
 bool FileReader::isValidLine(std::size_t length)
 {
     const std::size_t end = lineStart_ + length;
@@ -116,7 +116,7 @@ bool FileReader::isValidLine(std::size_t length)
     return end <= validEnd_ && !isInsideCharacter(lineStart_) && !isInsideCharacter(end);
 }
 
-// A delimiter that is no whole character may have cut one in two.
+// A delimiter that is not a complete character may have split one.
 bool FileReader::isInsideCharacter(std::size_t index) const noexcept
 {
     return index < bufferEnd_ && (static_cast<unsigned char>(buffer_[index]) & 0xC0U) == 0x80U;
@@ -148,7 +148,7 @@ std::size_t FileReader::lengthOfLine()
                                       : lengthOfLineInChunks();
 }
 
-// A delimiter of one byte cannot straddle two chunks, so the chunks need not be told apart.
+// A one-byte delimiter cannot span two chunks, so the chunk size does not matter.
 std::size_t FileReader::lengthOfLineEndedByOneByte(char delimiter)
 {
     std::size_t searched = 0;
@@ -193,7 +193,7 @@ std::string_view FileReader::bufferAtLeast(std::size_t wanted)
     return buffered();
 }
 
-// Whether it brought at least one byte more of the file into the buffer.
+// Whether at least one more byte of the file was read into the buffer.
 bool FileReader::fillBuffer()
 {
     const std::uint64_t position = currentOffset_ + buffered().size();
@@ -214,7 +214,7 @@ bool FileReader::fillBuffer()
     return true;
 }
 
-// Moves what is left of the buffer to its front; a line that outgrows the buffer doubles it.
+// Moves the rest of the buffer to its front; doubles the buffer if a line does not fit.
 void FileReader::makeRoomFor(std::uint64_t unread)
 {
     const std::size_t kept = bufferEnd_ - lineStart_;

@@ -13,30 +13,30 @@
 
 namespace veltra {
 
-/// Lines that follow one another in a file, each with its delimiter.
+/// Consecutive lines of a file, each with its delimiter.
 struct LineBlock {
-    std::vector<char> memory; ///< where they stand
+    std::vector<char> memory; ///< the buffer that contains them
     std::vector<std::string_view> lines;
 };
 
-/// Reads a text file line by line from a byte offset and tells how far it got.
+/// Reads a text file line by line from a byte offset and knows how far it got.
 ///
-/// The file's length is measured once, when the reader is made; bytes appended later are not
-/// read. Every line keeps its delimiter; a last line without one is returned as it is. Offsets
-/// and results are the same for every chunk size as long as the delimiter is one byte long. Used
-/// by one thread at a time; closes the file when destroyed.
+/// The file's length is measured once, when the reader is created; bytes appended later are not
+/// read. Every line keeps its delimiter; a last line without one is returned as it is. If the
+/// delimiter is one byte long, offsets and results are the same for every chunk size. Used by one
+/// thread at a time; closes the file when destroyed.
 class FileReader {
   public:
-    /// A reader of the regular file at `path`, from its beginning or from `offset`, which may lie
-    /// behind the file's end. Null when there is no such file or it cannot be opened for reading.
+    /// A reader of the regular file at `path`, from its beginning or from `offset`, which may be
+    /// past the file's end. Null if there is no such file or it cannot be opened for reading.
     [[nodiscard]] static std::unique_ptr<FileReader> initWithFilePath(const std::string& path);
     [[nodiscard]] static std::unique_ptr<FileReader> initWithFilePath(const std::string& path,
                                                                       std::uint64_t offset);
 
-    /// The offset in bytes at which the next line starts.
+    /// The byte offset of the next line.
     [[nodiscard]] std::uint64_t getCurrentOffset() const noexcept { return currentOffset_; }
 
-    /// How many bytes there were from that offset to the end, when the length was measured.
+    /// How many bytes there were from that offset to the end when the length was measured.
     [[nodiscard]] std::uint64_t unreadLength() const noexcept
     {
         return totalFileLength_ - std::min(currentOffset_, totalFileLength_);
@@ -44,26 +44,26 @@ class FileReader {
 
     /// The next line with its delimiter, valid until the next call.
     ///
-    /// Nothing at the end of the measured length; nothing for a line that is not valid UTF-8,
-    /// behind which the reader then stands; nothing when the file was cut short meanwhile and has
-    /// no byte left here.
+    /// Empty at the end of the measured length; for a line that is not valid UTF-8, which the
+    /// reader then skips; and if the file was truncated meanwhile and has no bytes left here.
     std::optional<std::string_view> readLine();
 
-    /// Reads as many lines as one reading of the file brought, at least one, into `block`, in
-    /// place of what it held. False, with no line, where readLine() gives nothing. A line that is
-    /// not valid UTF-8 ends the block in front of it. Throws std::bad_alloc, after which nothing
-    /// in the block may be used.
+    /// Reads as many lines as one read of the file provides, at least one, into `block`, replacing
+    /// its contents. Returns false, without lines, where readLine() returns nothing. A line that is
+    /// not valid UTF-8 ends the block before it. Throws std::bad_alloc, after which the block's
+    /// contents must not be used.
     bool readLines(LineBlock& block);
 
     /// readLine() without white space and line breaks at both ends.
     std::optional<std::string_view> readTrimmedLine();
 
-    /// Hands line after line to `block` until readLine() returns nothing or the block sets the
-    /// flag it is given.
+    /// Passes each line to `block` until readLine() returns nothing or the block sets its flag
+    /// `stop`.
     void enumerateLinesUsingBlock(const std::function<void(std::string_view, bool& stop)>& block);
 
-    /// What ends a line, "\n" at first, as UTF-8; and how many bytes of a line are looked at in
-    /// one step, 10 at first. The chunk size is not how much is read from the disk at once.
+    /// The text that ends a line, as UTF-8, "
+    /// " by default; and how many bytes of a line are examined in one step, 10 by default. The
+    /// chunk size is not the amount read from the disk at once.
     [[nodiscard]] const std::string& lineDelimiter() const noexcept { return lineDelimiter_; }
     void setLineDelimiter(std::string delimiter) { lineDelimiter_ = std::move(delimiter); }
     [[nodiscard]] std::uint64_t chunkSize() const noexcept { return chunkSize_; }
@@ -91,10 +91,10 @@ class FileReader {
     std::string lineDelimiter_ = "\n";
     std::uint64_t chunkSize_ = 10;
 
-    std::vector<char> buffer_;  // holds the file's bytes from the current line on
-    std::size_t lineStart_ = 0; // where in it the byte at currentOffset_ stands
+    std::vector<char> buffer_;  // the file's bytes from the current line on
+    std::size_t lineStart_ = 0; // the position in it of the byte at currentOffset_
     std::size_t bufferEnd_ = 0; // how much of it is filled
-    std::size_t validEnd_ = 0;  // up to where it is known to be valid UTF-8
+    std::size_t validEnd_ = 0;  // the end of the part known to be valid UTF-8
 };
 
 } // namespace veltra

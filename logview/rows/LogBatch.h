@@ -9,19 +9,19 @@
 
 namespace veltra {
 
-/// Lines of a pass that follow one another, and the rows that they make.
+/// Consecutive lines of a pass, and their rows.
 ///
-/// Hardly any line needs to know of others to become a row or none. The lines in front of the
-/// first one that does, one that lacks a text or a separator, are worked through in advance.
+/// Whether a line becomes a row, and which one, hardly ever depends on other lines; it does if the
+/// line lacks a text or a separator. The lines before the first such line are processed in advance.
 struct LogBatch {
     LineBlock block;
-    std::size_t firstLine = 0; ///< those in front of it are not shown: 1 in the pass's first batch
-    std::size_t plainEnd = 0;  ///< up to this line
-    std::vector<LogRows::Row> rows; ///< these are the rows
+    std::size_t firstLine = 0;      ///< lines before it are not shown: 1 in the pass's first batch
+    std::size_t plainEnd = 0;       ///< the end of the lines processed in advance
+    std::vector<LogRows::Row> rows; ///< the rows of those lines
 };
 
-/// Works the plain lines of `batch.block` through. The rows' texts are put into `memory`. Throws
-/// std::bad_alloc, after which the batch is good as far as it got.
+/// Processes the plain lines of `batch.block`. The rows' texts are put into `memory`. Throws
+/// std::bad_alloc; the batch is then valid for the lines processed so far.
 void makePlainRows(LogBatch& batch, ShownLines shown, RowMemory& memory);
 
 } // namespace veltra

@@ -6,10 +6,10 @@ namespace veltra {
 
 namespace {
 
-// Below that, starting threads takes longer than they save.
+// Below this size, starting threads costs more time than they save.
 constexpr std::uint64_t worthThreads = std::uint64_t{1} << 20;
 
-// Only one thread can read at a time, which takes about as long as what else there is to do.
+// Only one thread can read at a time, and reading takes about as long as the rest of the work.
 constexpr std::size_t mostThreads = 2;
 static_assert(mostThreads <= LogRows::makerCount);
 
@@ -42,7 +42,7 @@ void LogBatchReader::startThreads()
         while (threads_.size() < mostThreads)
             threads_.emplace_back([this, index = threads_.size()] { work(rows_.memory(index)); });
     } catch (const std::system_error&) {
-        // No more are to be had. Those that there are do it, or the user's.
+        // No more threads can be started. The existing ones do the work, or the user's thread does.
     }
 }
 
@@ -97,7 +97,7 @@ void LogBatchReader::work(RowMemory& memory)
     }
 }
 
-// Waits until there is one. Null when there is nothing more to do.
+// Waits for a free slot. Null if nothing is left to do.
 LogBatchReader::Slot* LogBatchReader::nextToFill()
 {
     if (isAllRead_)
@@ -116,7 +116,7 @@ void LogBatchReader::read(Slot& slot) noexcept
 {
     LineBlock& block = slot.batch.block;
     try {
-        // Memory is used again, but for that of a huge line.
+        // The memory is reused, unless a huge line made it large.
         if (block.memory.capacity() > keptMemory)
             block = {};
         reader_.readLines(block);
@@ -132,7 +132,7 @@ void LogBatchReader::makeRows(LogBatch& batch, RowMemory& memory) const noexcept
     try {
         makePlainRows(batch, shown_, memory);
     } catch (const std::bad_alloc&) {
-        // The user of the batch meets that again, with the lines that are left.
+        // The user of the batch gets the same error, with the remaining lines.
     }
 }
 

@@ -15,33 +15,33 @@
 
 namespace veltra {
 
-/// Reads a pass's lines in batches, and works through them what can be worked through in advance;
-/// where there is much to read, on threads of its own, so that several processors share the work.
+/// Reads a pass's lines in batches and processes in advance what can be. If there is much to read,
+/// it uses its own threads, so that several processors share the work.
 ///
-/// Holds a few megabytes at most, and a few lines that are longer. Used by one thread at a time.
-/// Its destructor waits for a read that is under way.
+/// Uses a few megabytes at most, plus the few lines that are longer than that. Used by one thread
+/// at a time. Its destructor waits for a read in progress.
 class LogBatchReader {
   public:
-    /// Reads from where `reader` stands, which is this object's until it is gone. The texts of the
-    /// batches' rows are put into memory of `rows`.
+    /// Reads from the position of `reader`, which nobody else may use until this object is
+    /// destroyed. The texts of the batches' rows are put into memory of `rows`.
     LogBatchReader(FileReader& reader, LogRows& rows, ShownLines shown);
     LogBatchReader(const LogBatchReader&) = delete;
     LogBatchReader& operator=(const LogBatchReader&) = delete;
     ~LogBatchReader();
 
-    /// The next lines, at least one, good until the next call; null where FileReader::readLine()
-    /// gives nothing, and ever after. Throws std::bad_alloc.
+    /// The next lines, at least one, valid until the next call; null where FileReader::readLine()
+    /// returns nothing, and on all later calls. Throws std::bad_alloc.
     const LogBatch* next();
 
-    /// The offset in bytes behind the batch that was given last; in the end also behind the line
-    /// that was passed over because it is no text.
+    /// The byte offset after the last batch returned; at the end, also after the skipped line if
+    /// that was not valid UTF-8.
     [[nodiscard]] std::uint64_t getCurrentOffset() const noexcept { return currentOffset_; }
 
   private:
     struct Slot {
         LogBatch batch; // the last one has no lines
         std::uint64_t offsetBehind = 0;
-        std::exception_ptr error; // why it is the last
+        std::exception_ptr error; // the reason why it is the last
         bool isReady = false;     // guarded by the mutex
     };
     static constexpr std::size_t slotCount = 4;
@@ -56,16 +56,17 @@ class LogBatchReader {
     LogRows& rows_;
     ShownLines shown_;
 
-    // Held by the thread that reads, before the other mutex. It guards:
+    // Held by the thread that reads; lock it before the other mutex. It guards:
     std::mutex readingMutex_;
     FileReader& reader_;
-    std::size_t begun_ = 0; // how many slots were begun to be filled, in turns
+    std::size_t begun_ = 0; // how many slots have been started, in turns
     bool isAllRead_ = false;
 
     std::mutex mutex_;
     std::condition_variable becameReady_;
     std::condition_variable becameFree_;
-    std::size_t given_ = 0; // how many slots the user is done with, guarded by the mutex, as is:
+    // How many slots the user has finished. Guarded by the mutex, like isStopped_.
+    std::size_t given_ = 0;
     bool isStopped_ = false;
 
     std::array<Slot, slotCount> slots_;

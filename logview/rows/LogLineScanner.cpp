@@ -19,7 +19,7 @@ namespace {
 
 constexpr std::size_t windowSize = 64;
 
-// A bit for each of the bytes from `window` on, set where it is `wanted`.
+// A bit for each byte from `window` on, set if the byte is `wanted`.
 std::uint64_t placesIn(const char* window, char wanted) noexcept
 {
     std::uint64_t places = 0;
@@ -39,7 +39,7 @@ std::uint64_t placesIn(const char* window, char wanted) noexcept
     return places;
 }
 
-/// The first bytes of a line, filled up with zeroes.
+/// The first bytes of a line, padded with zeros.
 class Window {
   public:
     explicit Window(std::string_view line) noexcept : bytes_{line.data()}
@@ -59,7 +59,7 @@ class Window {
     const char* bytes_;
 };
 
-/// Where a character stands in a line. All its places in the window are found at once: the pieces
+/// The positions of a character in a line. All positions in the window are found at once: the parts
 /// of a line are so short that searching for the end of each would take longer.
 class Delimiter {
   public:
@@ -68,7 +68,7 @@ class Delimiter {
     {
     }
 
-    /// Its next place from `start` on, or the line's length.
+    /// Its next position from `start` on, or the line's length.
     [[nodiscard]] std::size_t next(std::size_t start) const noexcept
     {
         const std::uint64_t places = start < windowSize ? places_ >> start : 0;
@@ -87,8 +87,8 @@ class Cursor {
   public:
     explicit Cursor(std::string_view line) noexcept : line_{line} {}
 
-    /// What stands between the white space here and the delimiter, which is passed over; or the
-    /// end of the line.
+    /// The text between the white space here and the delimiter, which is skipped, or the end of the
+    /// line.
     std::string_view scanUpTo(const Delimiter& delimiter) noexcept
     {
         skipWhiteSpace();
@@ -99,8 +99,8 @@ class Cursor {
         return line_.substr(start, end - start);
     }
 
-    /// What stands between the white space here and the line break at the end of the line, which
-    /// is the only one it can hold.
+    /// The text between the white space here and the line break at the end of the line; the line
+    /// contains no other line break.
     std::string_view scanRest() noexcept
     {
         skipWhiteSpace();
@@ -108,7 +108,7 @@ class Cursor {
         return rest.substr(0, rest.size() - (rest.ends_with('\n') ? 1 : 0));
     }
 
-    /// Whether a delimiter was not there. Then nothing follows.
+    /// Whether a delimiter was missing. In that case nothing follows.
     [[nodiscard]] bool ranPastEnd() const noexcept { return ranPastEnd_; }
 
   private:

@@ -6,12 +6,12 @@
 
 namespace veltra {
 
-/// The five texts of a log line that a row shows, in the order in which they are kept.
+/// The five texts of a log line that a row shows, in the order in which they are stored.
 enum class LogField : std::size_t { date, time, component, messageType, message };
 inline constexpr std::size_t logFieldCount = 5;
 
-/// What was taken from one line, as UTF-8. A text that the line does not hold is empty, for none
-/// that it does hold can be.
+/// The texts of one line, as UTF-8. An empty text means that the line does not contain it, because
+/// a text that the line contains is never empty.
 class LogLineTexts {
   public:
     LogLineTexts() = default;
@@ -37,16 +37,15 @@ class LogLineTexts {
 };
 
 struct ScannedLine {
-    LogLineTexts texts; ///< parts of the line that was scanned
-    bool ranPastEnd =
-        false; ///< a separator is missing; the texts before it were taken all the same
+    LogLineTexts texts;      ///< parts of the line that was scanned
+    bool ranPastEnd = false; ///< a separator is missing; the texts before it are still set
 };
 
-/// Takes the texts from one line (valid UTF-8, a line break at most at its end), which reads
+/// Extracts the texts from one line (valid UTF-8, with a line break at most at its end) of the form
 ///
 ///     DATE TIME.FRACTION THREAD COMPONENT.TYPE:MESSAGE
 ///
-/// White space in front of each piece is passed over.
+/// White space before each part is skipped.
 [[nodiscard]] ScannedLine scanLogLine(std::string_view line) noexcept;
 
 } // namespace veltra

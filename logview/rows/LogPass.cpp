@@ -14,7 +14,7 @@ namespace veltra {
 
 namespace {
 
-/// Makes rows of the lines of one pass and counts those that cannot be parsed.
+/// Makes rows from the lines of one pass and counts the lines that cannot be parsed.
 class LineParser {
   public:
     LineParser(LogRows& rows, ShownLines shown) : rows_{rows, shown} {}
@@ -39,7 +39,7 @@ class LineParser {
     }
 
   private:
-    // A line that cannot be handled does not keep the others from being shown.
+    // A line that cannot be processed must not prevent the others from being shown.
     void parse(std::string_view line)
     {
         const ScannedLine scanned = scanLogLine(line);

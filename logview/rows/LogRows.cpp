@@ -12,8 +12,8 @@ namespace {
 
 constexpr std::size_t rowsPerChunk = 4096;
 
-// Copies `text` to `to` and returns the end of the copy. Most texts are a few letters, for which
-// two copies of fixed length, which may overlap, take less time than calling memcpy(3).
+// Copies `text` to `to` and returns the end of the copy. Most texts are only a few letters long;
+// for those, two fixed-length copies, which may overlap, are faster than calling memcpy(3).
 char* copyText(std::string_view text, char* to) noexcept
 {
     const std::size_t size = text.size();
@@ -116,7 +116,7 @@ std::size_t LogRows::count() const noexcept
     return published_;
 }
 
-// Within a pass the rows stand in the order of the file, so the oldest one is the last.
+// Within a pass the rows are in file order, so the oldest one is the last.
 LogRows::Row LogRows::row(std::size_t age) const
 {
     const std::lock_guard lock{listsMutex_};

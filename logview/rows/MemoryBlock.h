@@ -5,7 +5,7 @@
 
 namespace veltra {
 
-/// Uninitialised memory that begins at a page.
+/// Uninitialised memory that starts at a page boundary.
 class MemoryBlock {
   public:
     explicit MemoryBlock(std::size_t bytes);
@@ -13,8 +13,8 @@ class MemoryBlock {
     [[nodiscard]] char* data() const noexcept { return bytes_.get(); }
     [[nodiscard]] std::size_t size() const noexcept { return size_; }
 
-    /// Has the kernel put pages behind the block now instead of when they are first written to.
-    /// See MADV_POPULATE_WRITE in madvise(2); a kernel that does not know it changes nothing.
+    /// Makes the kernel allocate the block's pages now instead of when they are first written to.
+    /// See MADV_POPULATE_WRITE in madvise(2); on a kernel without it, this has no effect.
     void populate() const noexcept;
 
   private:

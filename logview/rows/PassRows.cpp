@@ -16,7 +16,7 @@ void PassRows::add(const ScannedLine& line)
 
 void PassRows::publish()
 {
-    // A message type that was lent may not be one that is shown.
+    // A message type that came from another line may be one that is not shown.
     if (hadGaps_)
         rows_.dropUnpublished([this](const LogRows::Row& row) {
             return !isComplete(row.texts()) || !isShown(shown_, row.text(LogField::messageType));

@@ -6,7 +6,7 @@
 
 namespace veltra {
 
-/// A stretch of bytes inside a buffer.
+/// A range of bytes in a buffer.
 struct ByteRange {
     static constexpr std::uint64_t notFound = std::numeric_limits<std::int64_t>::max();
 
@@ -16,12 +16,12 @@ struct ByteRange {
     friend bool operator==(const ByteRange&, const ByteRange&) = default;
 };
 
-/// Where `needle` begins in `haystack`, found by one scan that never goes back.
+/// Where `needle` begins in `haystack`, found by a single scan that never goes back.
 ///
-/// After a mismatch the scan goes on with the next byte without comparing the present one with
-/// the needle's first, so "aab" is not found in "aaab"; and a beginning of the needle that runs to
-/// the end of the haystack is reported as if it were whole. For needles of one byte neither can
-/// happen. The length is always the needle's; an empty needle is never found.
+/// After a mismatch the scan continues with the next byte without comparing the current one with
+/// the needle's first. So "aab" is not found in "aaab", and a beginning of the needle at the very
+/// end of the haystack is reported as a full match. Neither can happen with one-byte needles. The
+/// length of the result is always the needle's; an empty needle is never found.
 [[nodiscard]] ByteRange rangeOfData_dd(std::string_view haystack, std::string_view needle) noexcept;
 
 } // namespace veltra

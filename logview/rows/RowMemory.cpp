@@ -11,7 +11,7 @@ constexpr std::size_t blockSize = std::size_t{1} << 20;
 
 } // namespace
 
-// A large log needs many blocks, for which the kernel makes pages faster all at once.
+// A large log needs many blocks, and the kernel allocates pages faster all at once.
 void RowMemory::addBlock(std::size_t bytes)
 {
     if (blocks_.empty()) {

@@ -9,13 +9,13 @@
 
 namespace veltra {
 
-/// Memory that is taken in small pieces and given back all at once, when this is destroyed. Used
-/// by one thread at a time.
+/// Memory that is allocated in small pieces and freed all at once, when this object is destroyed.
+/// Used by one thread at a time.
 class RowMemory {
   public:
     RowMemory() = default;
 
-    /// A piece that begins at a multiple of `alignment`, a power of two of at most
+    /// A piece whose address is a multiple of `alignment`, a power of two of at most
     /// alignof(std::max_align_t). Throws std::bad_alloc.
     [[nodiscard]] char* take(std::size_t bytes, std::size_t alignment = 1)
     {

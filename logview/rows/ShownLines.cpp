@@ -23,7 +23,7 @@ bool carriesShownMark(std::string_view line) noexcept
 
 } // namespace
 
-// Most lines carry it as their message type, where it need not be searched for.
+// Most lines have the mark as their message type, so no search is needed.
 bool carriesShownMark(std::string_view line, const ScannedLine& scanned) noexcept
 {
     const bool hasMessageType = !scanned.ranPastEnd;

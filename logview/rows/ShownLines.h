@@ -6,13 +6,13 @@
 
 namespace veltra {
 
-/// Which of the lines that carry "Warning:" or "Info:" become rows.
+/// Which of the lines that contain "Warning:" or "Info:" become rows.
 enum class ShownLines {
     errorsAndInfos, ///< those whose severity is exactly "Error" or "Info"
     all,
 };
 
-/// Whether "Warning:" or "Info:" stands anywhere in `line`, of which scanLogLine() made `scanned`.
+/// Whether `line`, from which scanLogLine() made `scanned`, contains "Warning:" or "Info:".
 [[nodiscard]] bool carriesShownMark(std::string_view line, const ScannedLine& scanned) noexcept;
 
 /// Whether lines of this severity are shown.

@@ -6,9 +6,9 @@
 
 namespace veltra {
 
-/// The texts of a row as one line, without a line break at its end: date, time, component,
-/// message type and message, parted by tabulators. Backslash, tabulator, line feed and carriage
-/// return inside them are written \\ \t \n \r.
+/// The texts of a row as one line, without a line break at its end: date, time, component, message
+/// type and message, separated by tabs. Backslashes, tabs, line feeds and carriage returns inside
+/// them are written \\ \t \n \r.
 [[nodiscard]] std::string tabSeparatedRow(const LogLineTexts& texts);
 
 } // namespace veltra

@@ -7,7 +7,7 @@ namespace veltra {
 
 namespace {
 
-// The single ones outside ASCII, as UTF-8.
+// The individual ones outside ASCII, as UTF-8.
 constexpr std::array<std::string_view, 8> wideSpaces{"\u0085", "\u00A0", "\u1680", "\u2028",
                                                      "\u2029", "\u202F", "\u205F", "\u3000"};
 
@@ -21,14 +21,14 @@ constexpr bool isAsciiSpace(char c) noexcept
     return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
-// U+2000 to U+200A, told by their last byte.
+// U+2000 to U+200A, distinguished by their last byte.
 bool isFixedWidthSpace(std::string_view text) noexcept
 {
     return text.starts_with("\xE2\x80") && text.size() >= 3 &&
            static_cast<unsigned char>(text[2]) <= 0x8A;
 }
 
-// The length of the space outside ASCII that `text` begins with, 0 if it begins with none.
+// The length of the non-ASCII space at the start of `text`, 0 if there is none.
 std::size_t wideSpaceAtFront(std::string_view text) noexcept
 {
     if (isFixedWidthSpace(text))

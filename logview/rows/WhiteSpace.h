@@ -9,11 +9,11 @@ namespace veltra {
 [[nodiscard]] std::size_t leadingWhiteSpaceOfAnyKind(std::string_view text) noexcept;
 
 /// How many bytes of valid UTF-8 `text` are white space or line breaks before its first other
-/// character: the characters of Unicode category Zs, tabulators, U+000A to U+000D, U+0085,
-/// U+2028 and U+2029.
+/// character: the characters of Unicode category Zs, tabs, U+000A to U+000D, U+0085, U+2028 and
+/// U+2029.
 [[nodiscard]] inline std::size_t leadingWhiteSpace(std::string_view text) noexcept
 {
-    // Nearly every text that is asked about begins with a letter or a digit, or a space and that.
+    // Nearly every text here begins with a letter or a digit, or with one space before it.
     const std::size_t space = text.starts_with(' ') ? 1 : 0;
     const bool isPlain = text.size() > space && text[space] > ' ';
     return isPlain ? space : leadingWhiteSpaceOfAnyKind(text);

@@ -16,12 +16,12 @@ constexpr std::array fields{LogField::date, LogField::time, LogField::component,
 
 QString shortened(std::string_view utf8)
 {
-    // No character takes more than four bytes.
+    // A character takes at most four bytes.
     const auto part = utf8.substr(0, 4 * (LogTableModel::shownCharacters + 1));
     QString text = QString::fromUtf8(part.data(), static_cast<qsizetype>(part.size()));
     if (text.size() <= LogTableModel::shownCharacters)
         return text;
-    // A character outside the basic plane takes two places, which must not be parted.
+    // A character outside the basic plane takes two code units, which must not be separated.
     const bool partsOne = text.at(LogTableModel::shownCharacters).isLowSurrogate();
     text.truncate(LogTableModel::shownCharacters - (partsOne ? 1 : 0));
     return text + QChar{u'\u2026'};

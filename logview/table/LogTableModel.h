@@ -8,7 +8,7 @@
 
 namespace veltra {
 
-/// Serves log rows to a table view, the newest on top. Main thread only.
+/// Provides log rows to a table view, the newest on top. Main thread only.
 ///
 /// The view sees the rows that the model has adopted; rows published later appear with the next
 /// call of adoptPublishedRows().
@@ -19,12 +19,12 @@ class LogTableModel : public QAbstractTableModel {
     enum Column : int { dateColumn, timeColumn, componentColumn, messageTypeColumn, messageColumn };
     static constexpr int columns = 5;
 
-    /// How many characters of a text a cell shows; laying out a line of many megabytes would
-    /// hold up the window.
+    /// How many characters of a text a cell shows; laying out a line of many megabytes would block
+    /// the window.
     static constexpr qsizetype shownCharacters = 2000;
 
-    /// How many rows a view can hold: Qt counts the height of a table in an int. Of more rows
-    /// the newest are shown.
+    /// How many rows a view can hold: Qt stores the height of a table in an int. If there are more
+    /// rows, the newest are shown.
     static constexpr std::size_t mostRows = 50'000'000;
 
     /// A model of `rows`, which must outlive it.

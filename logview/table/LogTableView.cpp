@@ -96,7 +96,7 @@ void LogTableView::rowsInserted(const QModelIndex& parent, int first, int last)
     makeTopRowCurrent();
 }
 
-// Assistive technology asks a table for its current cell, and may fail when there is none.
+// Assistive technology asks a table for its current cell, and may fail if there is none.
 void LogTableView::makeTopRowCurrent()
 {
     if (!selectionModel() || currentIndex().isValid() || !model() || model()->rowCount() == 0)

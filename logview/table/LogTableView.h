@@ -4,8 +4,8 @@
 
 namespace veltra {
 
-/// The log table: whole rows selected, the copy shortcut. Once there are rows there is a current
-/// one. Main thread only.
+/// The log table: selects whole rows and supports the copy shortcut. Once there are rows, one of
+/// them is the current row. Main thread only.
 class LogTableView : public UniformRowTableView {
     Q_OBJECT
 
@@ -14,12 +14,12 @@ class LogTableView : public UniformRowTableView {
 
     void setModel(QAbstractItemModel* model) override;
 
-    /// Puts the selected rows on the clipboard, top to bottom, one line each, their columns parted
-    /// by tabulators. Does nothing when no row is selected or the model is not a LogTableModel.
+    /// Copies the selected rows to the clipboard, top to bottom, one line each, with tabs between
+    /// the columns. Does nothing if no row is selected or the model is not a LogTableModel.
     void copySelectedRows();
 
-    /// Gives the columns their first widths, by the texts that are usual in them; the message
-    /// takes the rest.
+    /// Sets the initial widths of the columns according to their usual texts; the message gets the
+    /// rest.
     void layOutColumns();
 
   protected:

@@ -13,7 +13,7 @@ QPainterPath ring()
     return path;
 }
 
-// The colours are legible on white and on black alike.
+// The colours are legible on both white and black.
 
 PaintedSign errorSign()
 {

@@ -15,7 +15,7 @@ namespace veltra {
 
 namespace {
 
-/// Has no sections, whatever the table is given.
+/// A header that never has sections, whatever model the table has.
 class EmptyHeader : public QHeaderView {
   public:
     using QHeaderView::QHeaderView;
@@ -34,7 +34,7 @@ UniformRowTableView::UniformRowTableView(QWidget* parent)
     setShowGrid(false);
     setCornerButtonEnabled(false);
     setHorizontalScrollMode(ScrollPerPixel);
-    // It hides the button in the corner where the headers would meet.
+    // This hides the button in the corner between the headers.
     QTableView::updateGeometries();
 }
 
@@ -59,7 +59,7 @@ int UniformRowTableView::verticalOffset() const
     return verticalScrollBar()->value() * rowHeight_;
 }
 
-// Of the viewport's pixels.
+// `top` and `bottom` are in pixels of the viewport.
 UniformRowTableView::Rows UniformRowTableView::rowsBetween(int top, int bottom) const
 {
     const int topRow = verticalScrollBar()->value();
@@ -115,8 +115,8 @@ int UniformRowTableView::sizeHintForColumn(int column) const
     return width;
 }
 
-// The first column that is shown, from a place in the header on to the right (step 1) or to the
-// left (-1); -1 when there is none.
+// The first visible column from a position in the header to the right (step 1) or to the left (-1);
+// -1 if there is none.
 int UniformRowTableView::visibleColumn(int visualIndex, int step) const
 {
     const QHeaderView& header = *horizontalHeader();
@@ -223,7 +223,7 @@ void UniformRowTableView::scrollContentsBy(int dx, int dy)
         shiftPicture(dy);
 }
 
-// Moves what was painted down by so many rows, and has the rows painted that come into view.
+// Moves the painted content down by that many rows, and has the newly visible rows painted.
 void UniformRowTableView::shiftPicture(int rows)
 {
     const std::int64_t distance = std::int64_t{rows} * rowHeight_;

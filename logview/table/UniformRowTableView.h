@@ -4,18 +4,18 @@
 
 namespace veltra {
 
-/// A table whose rows all have one height, which it may have tens of millions of.
+/// A table whose rows all have the same height; it can have tens of millions of them.
 ///
-/// QTableView keeps a record of every row in its vertical header and walks over all of them
-/// whenever rows come; here that header is empty and the rows' places are computed, so that rows
-/// cost the same whatever number there is. What QTableView offers with a row's number (`rowAt`,
-/// `rowHeight`, `setRowHidden` and the like) knows of no rows, therefore: ask `visualRect` and
-/// `indexAt`. There are neither spans nor a grid nor editors, and the model has to tell
-/// of its rows without being asked to fetch more. Row number times row height must fit an int.
+/// QTableView stores data for every row in its vertical header and walks over all rows whenever
+/// rows are inserted. Here that header is empty and the rows' positions are computed, so the cost
+/// does not depend on the number of rows. As a consequence, QTableView's functions that use row
+/// numbers (`rowAt`, `rowHeight`, `setRowHidden` and the like) do not work: use `visualRect` and
+/// `indexAt`. Spans, a grid and editors are not supported, and the model has to announce its rows
+/// without being asked to fetch more. Row number times row height must fit an int.
 ///
-/// While the top row is in view rows that come above it push the others down; while it is not, the
-/// rows in view stay where they are. Stripes are counted from the bottom, so that a row keeps its
-/// colour then and only new rows have to be painted. Main thread only.
+/// While the top row is visible, rows inserted above it push the others down; otherwise the visible
+/// rows stay where they are. Stripes are counted from the bottom, so that a row keeps its colour
+/// and only new rows have to be painted. Main thread only.
 class UniformRowTableView : public QTableView {
     Q_OBJECT
 
@@ -41,7 +41,7 @@ class UniformRowTableView : public QTableView {
   private:
     struct Rows {
         int first;
-        int last; ///< before the first one when there are none
+        int last; ///< less than `first` if there are none
     };
 
     [[nodiscard]] int rowCount() const;

@@ -9,8 +9,8 @@
 
 namespace veltra {
 
-/// One shown log line. The names of its properties are the keys by which the table asks for the
-/// text of a cell. A value; may be copied between threads.
+/// One shown log line. The table uses the names of its properties as keys for the texts of its
+/// cells. A value; may be copied between threads.
 class VXStatusTableHeader {
     Q_GADGET
     Q_PROPERTY(QString logComponent READ logComponent WRITE setLogComponent)
@@ -43,7 +43,7 @@ class VXStatusTableHeader {
     [[nodiscard]] const QString& message() const noexcept { return message_; }
     void setMessage(const QString& text) { message_ = text; }
 
-    /// The value of the property called `key`; invalid when there is no such property.
+    /// The value of the property called `key`; invalid if there is no such property.
     [[nodiscard]] QVariant valueForKey(const QString& key) const;
 
   private:
