@@ -38,7 +38,7 @@ void AgentControl::serve(const Command& carryOut)
         return;
 
     const auto answer = carryOut({command.data(), static_cast<std::size_t>(length)});
-    // A client that went away meanwhile has no use for the answer.
+    // A client that has left meanwhile does not need the answer.
     (void)::send(client.get(), answer.data(), answer.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
 }
 

@@ -12,15 +12,15 @@ namespace veltra {
 ///
 ///     2024-03-05 10:22:33.456 (1234.5678) vxsvc.Info: Agent started
 ///
-/// that is date, time with milliseconds, process and thread, component, severity, message, line
-/// feed. One object belongs to one thread.
+/// These are the date, the time with milliseconds, process and thread, component, severity,
+/// message, and a line feed. Use an object on one thread only.
 class AgentLineFormat {
   public:
     enum class Zone { Local, Utc };
 
     AgentLineFormat(Zone zone, int processId) : zone_{zone}, processId_{processId} {}
 
-    /// Appends the line, line feed included, to `text`. `when` must not lie before 1970.
+    /// Appends the line, including its line feed, to `text`. `when` must not be before 1970.
     void append(std::string& text, std::chrono::system_clock::time_point when,
                 const AgentMessage& message);
 

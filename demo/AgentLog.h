@@ -20,14 +20,14 @@ class AgentLog {
     /// The file's name without its folder.
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
 
-    /// Appends the whole line with one write(2), so that a reader sees it whole or not at all.
+    /// Appends the whole line with one write(2), so that a reader sees all of it or nothing.
     [[nodiscard]] Result<> write(std::string_view line);
 
-    /// Leaves the file as it is and goes on in a new one. Its name differs from every other in the
+    /// Leaves the file as it is and continues in a new one. Its name differs from all others in the
     /// folder, however quickly rotations follow each other. On failure the old file stays in use.
     [[nodiscard]] Result<> rotate();
 
-    /// Cuts the file to nothing and goes on in it.
+    /// Truncates the file to zero bytes and continues in it.
     [[nodiscard]] Result<> truncate();
 
   private:

@@ -12,7 +12,7 @@ namespace veltra {
 /// The address of the demonstration agent's control socket, as bind(2) and connect(2) take it.
 class ControlAddress {
   public:
-    /// Fails for a path that a socket's address cannot hold (108 bytes with its end).
+    /// Fails if the path is too long for a socket's address (108 bytes including the NUL).
     [[nodiscard]] static Result<ControlAddress> of(const std::string& path);
 
     [[nodiscard]] const sockaddr* data() const noexcept

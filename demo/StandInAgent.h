@@ -11,29 +11,29 @@
 
 namespace veltra {
 
-/// Behaves like the agent service as far as its log tells: a few lines every second at irregular
-/// moments, and something unusual only on command.
+/// Behaves like the agent service as far as its log shows: a few lines every second at irregular
+/// times, and something unusual only on command.
 ///
-/// One thread. Every operation that writes returns the error that kept it from writing.
+/// For one thread. Every operation that writes returns the error that prevented writing.
 class StandInAgent {
   public:
     StandInAgent(AgentLog log, std::uint64_t seed);
 
-    /// About 40 lines that end at the present moment, as if the agent had been running for a while.
+    /// About 40 lines that end at the current time, as if the agent had been running for a while.
     [[nodiscard]] Result<> writeHistory();
 
-    /// The lines that one piece of work leaves in the log; nothing while the agent is quiet.
+    /// The lines that one piece of work leaves in the log; none while the agent is quiet.
     [[nodiscard]] Result<> writeFlurry();
 
-    /// How long to wait before the next flurry; another value every time.
+    /// How long to wait before the next flurry; varies every time.
     [[nodiscard]] std::chrono::milliseconds pause();
 
     /// The agent's last line.
     [[nodiscard]] Result<> writeFarewell();
 
-    /// Carries out "burst" (10,000 lines at once), "rotate" (goes on in a new file), "truncate"
-    /// (cuts its file to nothing), "quiet" or "talk", or writes what follows "log " as a line of
-    /// its tool's, quiet or not. The answer begins with "ok: " or "failed: ".
+    /// Carries out "burst" (10,000 lines at once), "rotate" (continues in a new file), "truncate"
+    /// (truncates its file to zero bytes), "quiet" or "talk", or logs the text after "log " as a
+    /// line of its tool, even while quiet. The answer begins with "ok: " or "failed: ".
     [[nodiscard]] std::string carryOut(std::string_view command);
 
   private:

@@ -9,7 +9,7 @@ namespace {
 using namespace std::chrono_literals;
 using enum ToolStep::Kind;
 
-// The monitor takes every piece for the whole of the information.
+// One piece, because the monitor takes every piece for the complete information.
 constexpr std::array showInformation{
     ToolStep{0ms, Output,
              "AgentMode: 1\n"

@@ -6,12 +6,12 @@
 
 namespace veltra {
 
-/// One thing that the stand-in for the agent's command-line tool does.
+/// One step of the stand-in for the agent's command-line tool.
 struct ToolStep {
     enum class Kind {
-        Output, ///< prints the text, of which line feeds are a part
+        Output, ///< prints the text, which includes any line feeds
         Error,  ///< the same on standard error
-        Log,    ///< has the service log the text, and fails when the service is not there
+        Log,    ///< has the service log the text; fails if the service is not running
     };
 
     std::chrono::milliseconds pause{}; ///< before it
@@ -19,11 +19,10 @@ struct ToolStep {
     std::string_view text; ///< Lives as long as the program.
 };
 
-/// What the tool does when it is run with `option`, in order; nothing for one that it does not
-/// know.
+/// The steps of the tool when it is run with `option`, in order; none for an unknown option.
 ///
-/// "-i" prints its information as a single piece and does without the service. All others ask the
-/// service before they print anything.
+/// "-i" prints its information as a single piece and does not need the service. All others contact
+/// the service before they print anything.
 [[nodiscard]] std::span<const ToolStep> toolScript(std::string_view option);
 
 } // namespace veltra

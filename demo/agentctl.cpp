@@ -1,5 +1,5 @@
 // agentctl SOCKET COMMAND: has the demonstration's agent carry out one command and prints its
-// answer. Exit status 0: done; 1: the agent could not do it; 2: wrong use, or no agent there.
+// answer. Exit status 0: done; 1: the agent could not do it; 2: wrong usage, or no agent there.
 
 #include "demo/AgentControl.h"
 

@@ -1,5 +1,5 @@
-// The stand-in for the agent's command-line tool. Exit status 0: done; 1: the service is not there
-// or cannot do its part; 2: wrong use.
+// The stand-in for the agent's command-line tool. Exit status 0: done; 1: the service is not
+// running or cannot do its part; 2: wrong usage.
 
 #include "demo/AgentControl.h"
 #include "demo/ToolScript.h"
@@ -12,7 +12,7 @@ namespace {
 
 using namespace veltra;
 
-// Piece for piece, so that whoever reads sees them as they come.
+// Flushes each piece, so that readers get the pieces as they are printed.
 void print(std::FILE* stream, std::string_view text)
 {
     std::fwrite(text.data(), 1, text.size(), stream);
@@ -25,7 +25,7 @@ bool log(std::string_view text)
     if (answer && answer.value().starts_with("ok: "))
         return true;
 
-    // An agent that ends before it answers says nothing.
+    // If the agent ends before it answers, the answer is empty.
     const bool isThere = answer && !answer.value().empty();
     print(stderr,
           "trolex: " + (isThere ? answer.value() : "the agent service is not running") + "\n");

@@ -72,7 +72,7 @@ int run()
     if (const auto written = agent.writeHistory(); !written)
         return complain(written.error());
 
-    // Opened last: whoever sees the socket finds the history written.
+    // Opened last: when the socket exists, the history has been written.
     auto control = AgentControl::listen(AgentControl::agentPath);
     if (!control)
         return complain(control.error());
