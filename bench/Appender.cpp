@@ -16,7 +16,7 @@
 
 namespace veltra {
 
-/// What the process tells of its last write.
+/// What the process reports about its last write.
 struct Appender::Record {
     std::atomic<bool> isWritten;
     Write write;

@@ -9,19 +9,19 @@
 
 namespace veltra {
 
-/// Another process that appends to a log, as the agent does. One thread.
+/// A separate process that appends to a log, as the agent does. For one thread.
 class Appender {
   public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// When write(2) was called, and when it had returned.
+    /// The times just before and just after write(2).
     struct Write {
         Time begun;
         Time returned;
     };
 
-    /// Forks the process, which opens the log at `path`. Before the first thread is started.
-    /// Throws std::system_error.
+    /// Forks the process, which opens the log at `path`. Call it before the first thread is
+    /// started. Throws std::system_error.
     explicit Appender(const std::string& path);
     Appender(const Appender&) = delete;
     Appender& operator=(const Appender&) = delete;
@@ -29,11 +29,11 @@ class Appender {
     /// Ends the process.
     ~Appender();
 
-    /// Has `text`, a few hundred bytes, appended by one write(2), after a pause that is another
-    /// each time: 50 to 250 milliseconds. One at a time.
+    /// Has `text`, a few hundred bytes, appended by one write(2), after a pause that varies between
+    /// 50 and 250 milliseconds. One at a time.
     void append(const std::string& text);
 
-    /// The write that append() asked for last; waits until it has returned.
+    /// The write that append() last requested; waits until it has returned.
     [[nodiscard]] Write lastWrite() const;
 
   private:

@@ -8,13 +8,13 @@
 
 namespace veltra {
 
-/// Writes an agent's log out of nothing, the same one every time and on every machine: about 90
-/// bytes a line, a few lines every second from 5 March 2024 on. One thread.
+/// Generates an agent's log, the same every time and on every machine: about 90 bytes a line, a few
+/// lines every second from 5 March 2024 on. For one thread.
 class LogGenerator {
   public:
     LogGenerator();
 
-    /// Appends the log's next line, line feed included, to `text`.
+    /// Appends the log's next line, including its line feed, to `text`.
     void appendLine(std::string& text);
 
   private:

@@ -17,7 +17,7 @@ void PaintWatch::watchNothing()
     table_ = nullptr;
 }
 
-// The window flushes what its widgets painted within the same event.
+// The window flushes what its widgets have painted within the same event.
 bool PaintWatch::notify(QObject* receiver, QEvent* event)
 {
     if (paintsTopRow(receiver, *event))

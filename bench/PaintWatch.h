@@ -7,14 +7,14 @@
 
 namespace veltra {
 
-/// The application, which tells when a table's top row was painted. Main thread only.
+/// The application, which reports when a table's top row was painted. Main thread only.
 class PaintWatch : public QApplication {
   public:
     using QApplication::QApplication;
 
-    /// From now on calls `onPainted` each time that the top row of `table` was painted, as soon as
-    /// the picture is on its way to the display: when the event loop has the event behind it that
-    /// made the window paint. The table must stay, or watch nothing be called before it goes.
+    /// From now on, calls `onPainted` each time the top row of `table` was painted, as soon as the
+    /// picture is on its way to the display: when the event loop has finished the event in which
+    /// the window painted. Call watchNothing() before the table is destroyed.
     void watchTopRow(const QTableView& table, std::function<void()> onPainted);
     void watchNothing();
 

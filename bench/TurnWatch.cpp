@@ -16,7 +16,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Three numbers: nanoseconds on a processor, nanoseconds waiting for one, how often.
+// Three numbers: nanoseconds on a processor, nanoseconds waiting for one, and how often it ran.
 constexpr const char* scheduling = "/proc/thread-self/schedstat";
 
 } // namespace

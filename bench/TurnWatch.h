@@ -9,17 +9,17 @@
 
 namespace veltra {
 
-/// Watches how regularly the main thread comes back to its event loop: once every millisecond, if
+/// Measures how regularly the main thread returns to its event loop: once every millisecond, if
 /// nothing holds it up. Main thread only.
 class TurnWatch {
   public:
     using Duration = std::chrono::steady_clock::duration;
 
-    /// The time from one turn of the loop to the next.
+    /// The time from one iteration of the loop to the next.
     struct Gap {
         Duration begin;  ///< since start()
         Duration length; ///< never less than a millisecond or so
-        Duration queued; ///< what of it the thread spent waiting for a processor; see proc(5)
+        Duration queued; ///< how long the thread waited for a processor during it; see proc(5)
     };
 
     TurnWatch();
@@ -30,7 +30,7 @@ class TurnWatch {
     /// Ends the last gap now.
     void stop();
 
-    /// In their order.
+    /// The gaps in order.
     [[nodiscard]] const std::vector<Gap>& gaps() const noexcept { return gaps_; }
 
   private:

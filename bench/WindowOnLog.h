@@ -11,13 +11,13 @@
 
 namespace veltra {
 
-/// The program's window, its controllers and its file watcher over the logs of a folder of a
-/// benchmark's own, put together as the program does it; but nobody presses the buttons, and the
-/// helper says nothing. This process stands in for the agent's service, so that one runs.
-/// Main thread only.
+/// The program's window, its controllers and its file watcher, reading logs from the benchmark's
+/// own folder. They are assembled as in the program, but nobody presses the buttons and the helper
+/// sends nothing. This process stands in for the agent's service, which therefore counts as
+/// running. Main thread only.
 class WindowOnLog {
   public:
-    /// Begins to read the newest log in `logFolder`, which ends with a slash, and to watch it. The
+    /// Starts to read and watch the newest log in `logFolder`, which must end with a slash. The
     /// window is not shown yet.
     explicit WindowOnLog(const std::string& logFolder);
     WindowOnLog(const WindowOnLog&) = delete;
@@ -25,13 +25,13 @@ class WindowOnLog {
 
     void show() { mainVC_.applicationDidFinishLaunching(); }
 
-    /// Whether a pass has yet to be shown.
+    /// Whether a pass has not been shown yet.
     [[nodiscard]] bool isReading() const { return window_.activityIndicator()->isAnimating(); }
     [[nodiscard]] LogTableView& table() const { return *window_.table(); }
     [[nodiscard]] LogTableModel& rows() noexcept { return tableVC_.list(); }
 
   private:
-    /// As in the program, where nobody wants the newest log's path.
+    /// As in the program, nobody needs the newest log's path.
     class NoReceiver : public LogPathReceiver {
       public:
         void addpath(const QString& /*path*/) override {}
@@ -43,7 +43,7 @@ class WindowOnLog {
     VXStatusResourceController resources_{installation_, nullptr};
     FakeHelperSurroundings helper_{""};
     NoReceiver receiver_;
-    std::unique_ptr<VXStatusQueueCentral> watcher_; // goes after the table controller
+    std::unique_ptr<VXStatusQueueCentral> watcher_; // destroyed after the table controller
     MainWindow window_{helper_.notifications};
     VXStatusMainVC mainVC_;
     VXStatusTableVC tableVC_;

@@ -8,7 +8,7 @@ from pathlib import Path
 from gi.repository import Atspi, GLib
 
 from measuring import DOWN, RUNNING, idle, milliseconds, start_service
-from monitor import Monitor  # found by way of the line above
+from monitor import Monitor  # found through the line above
 
 PROGRAM = sys.argv.pop()
 KILLS = int(os.environ["VELTRA_BENCH_KILLS"])
@@ -16,7 +16,7 @@ IDLE_SECONDS = 20
 
 
 class StatusLine:
-    """Tells when the window announces another text, by the event that a screen reader gets."""
+    """Notices when the window announces a new text, from the event that a screen reader gets."""
 
     def __init__(self):
         self._text = None

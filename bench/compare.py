@@ -1,4 +1,4 @@
-"""The part of compare that makes the logs, runs the programs and draws the picture."""
+"""The part of compare that generates the logs, runs the programs and draws the picture."""
 
 import math
 import os
@@ -13,7 +13,7 @@ FOLDER = Path("build/bench")
 MAKE_LOG = "build/release/bench/make-log"
 PICTURE = Path("docs/performance.svg")
 
-# What each is asked to do with a log; the first is ours.
+# The command for each program; the first is ours.
 PROGRAMS = {
     "logpass": ["build/release/tools/logpass", "--count", "--quiet-log"],
     "wc -l": ["wc", "-l"],
@@ -28,15 +28,16 @@ def make_log(lines):
     if not log.exists():
         with open(log, "wb") as file:
             subprocess.run([MAKE_LOG, str(lines)], stdout=file, check=True)
-    # It is in memory from here on, but not in this program's, which what it starts would begin with.
+    # Puts the log into the page cache with another program, because child processes would start
+    # with this program's memory.
     subprocess.run(["cat", log], stdout=subprocess.DEVNULL, check=True)
     return log
 
 
 def run(command):
-    """The seconds that a program took, and the most memory that it had, in bytes."""
+    """The seconds that a program took, and its peak memory in bytes."""
     begun = time.perf_counter()
-    # Not /dev/null, for which grep would not count.
+    # Not /dev/null, because grep would not count then.
     with tempfile.TemporaryFile() as output:
         program = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=output)
     _, status, usage = os.wait4(program.pid, 0)
@@ -48,12 +49,12 @@ def run(command):
 
 
 def measure(log, lines):
-    """Medians by program. They take turns, so that what else the machine does meets all alike."""
+    """Medians by program. They alternate, so that other load on the machine affects all alike."""
     turns = 3 if lines >= 10_000_000 else 7
     results = {name: [] for name in PROGRAMS}
     for _ in range(turns):
         for name, command in PROGRAMS.items():
-            # It takes minutes where the others take seconds; once tells enough.
+            # It takes minutes where the others take seconds; one run is enough.
             if name != "lnav -n" or lines < 2_000_000 or not results[name]:
                 results[name].append(run([*command, str(log)]))
     return {
@@ -106,7 +107,7 @@ def draw(measured):
         path = " ".join(f"{px:.1f},{py:.1f}" for px, py in points)
         svg.append(f'<polyline points="{path}" fill="none" stroke="{colour}" stroke-width="2"/>')
         svg += [f'<circle cx="{px:.1f}" cy="{py:.1f}" r="3" fill="{colour}"/>' for px, py in points]
-    # One below the other, though two lines may end at the same height.
+    # One below the other, even if two curves end at the same height.
     label_y = 0
     for name in sorted(PROGRAMS, key=lambda name: y(measured[lines[-1]][name][0])):
         label_y = max(label_y + 14, y(measured[lines[-1]][name][0]) + 4)

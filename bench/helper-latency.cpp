@@ -1,6 +1,6 @@
-// helper-latency: measures on the system's bus how long the helper's version takes to come: on an
-// open connection, as the first call of a client that the helper does not know, and when the helper
-// has to be started for it. Has to be signed as the helper is, and to be the helper's only client.
+// helper-latency: measures, on the system bus, how long a request for the helper's version takes:
+// on an open connection, as the first call of a client that the helper does not know, and when the
+// helper has to be started for it. Must be signed like the helper, and be the helper's only client.
 
 #include "channel/protocol/ClientSide.h"
 #include "channel/protocol/HelperConstants.h"
@@ -23,7 +23,7 @@ using namespace std::chrono_literals;
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
-/// A client of its own, which the helper has to get to know.
+/// A separate client, which the helper has to identify first.
 class Client {
   public:
     Client()
@@ -32,7 +32,7 @@ class Client {
         connection_->resume();
     }
 
-    /// How long the version takes to come.
+    /// How long a request for the version takes.
     Milliseconds timeOfCall()
     {
         std::promise<bool> isAnswered;
@@ -45,7 +45,7 @@ class Client {
         return std::chrono::steady_clock::now() - start;
     }
 
-    /// Closes the connection, which ends the helper, and waits until it has given back its name.
+    /// Closes the connection, which ends the helper, and waits until it has released its name.
     void close()
     {
         connection_->invalidate();
@@ -89,13 +89,13 @@ std::vector<Milliseconds> startingTheHelper(int count)
         Client client;
         times.push_back(client.timeOfCall());
         client.close();
-        // The helper's process ends only after it has given back its name.
+        // The helper's process ends only after it has released its name.
         std::this_thread::sleep_for(300ms);
     }
     return times;
 }
 
-// The first that goes ends the helper, so all stay.
+// The first client to leave ends the helper, so all stay.
 std::vector<Milliseconds> asNewClients(int count)
 {
     std::vector<std::unique_ptr<Client>> clients;
@@ -104,7 +104,7 @@ std::vector<Milliseconds> asNewClients(int count)
         clients.push_back(std::make_unique<Client>());
         times.push_back(clients.back()->timeOfCall());
     }
-    // The helper was started for the first.
+    // The helper was started for the first one.
     times.erase(times.begin());
     return times;
 }

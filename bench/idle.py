@@ -4,11 +4,11 @@ import os
 import sys
 
 from measuring import RUNNING, idle, start_service
-from monitor import Monitor  # found by way of the line above
+from monitor import Monitor  # found through the line above
 
 PROGRAM = sys.argv.pop()
 SECONDS = int(os.environ["VELTRA_BENCH_SECONDS"])
-# Qt ends the threads that the start needed when they had nothing to do for half a minute.
+# Qt ends the threads that it needed for the start once they have been idle for half a minute.
 SETTLING_SECONDS = 35
 
 

@@ -1,8 +1,8 @@
-// latency ROWS APPENDS: measures how long it takes from another process's write(2) to the log until
-// the row that it made is painted, in a window whose table has ROWS rows already. Prints one line.
+// latency ROWS APPENDS: measures the time from another process's write(2) to the log until the new
+// row is painted, in a window whose table already has ROWS rows. Prints one line.
 //
-// Each write appends two lines, since the first line that a pass reads is never shown. What the
-// passes log is thrown away.
+// Each write appends two lines, because the first line that a pass reads is never shown. What the
+// passes log is discarded.
 
 #include "bench/Appender.h"
 #include "bench/LogGenerator.h"
@@ -37,7 +37,7 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 const std::string logName = "vxsvc_20240305_000000.log";
 
-/// Writes a log that makes `rows` rows.
+/// Writes a log that results in `rows` rows.
 void writeLog(const std::string& path, std::size_t rows)
 {
     std::ofstream log{path, std::ios::binary};
@@ -55,7 +55,7 @@ void writeLog(const std::string& path, std::size_t rows)
         throw std::runtime_error{"cannot write " + path};
 }
 
-/// Lets the event loop turn until all rows are there and everything about them has been settled.
+/// Runs the event loop until all rows are there and all work for them is done.
 void waitForRows(WindowOnLog& window, std::size_t rows)
 {
     while (window.isReading())
@@ -68,7 +68,7 @@ void waitForRows(WindowOnLog& window, std::size_t rows)
     QApplication::exec();
 }
 
-/// Appends to the log again and again, and takes the times.
+/// Appends to the log repeatedly, and measures the times.
 class Measurement {
   public:
     Measurement(Appender& appender, WindowOnLog& window, std::size_t appends)
@@ -90,7 +90,7 @@ class Measurement {
         application.watchNothing();
     }
 
-    /// From the return of write(2).
+    /// The times since the return of write(2).
     [[nodiscard]] const std::vector<Milliseconds>& times() const { return times_; }
     [[nodiscard]] Milliseconds longestWrite() const { return longestWrite_; }
     /// How many rows were not painted within ten seconds.

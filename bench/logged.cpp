@@ -1,6 +1,6 @@
 // logged FILE journal|stream: runs the table's first pass over a log while every line that it reads
-// is logged, to the journal or to standard error. Prints how long it took until the rows were in
-// sight, and until the log had taken the last line.
+// is logged, to the journal or to standard error. Prints how long it took until the rows were
+// visible, and until the log had taken the last line.
 
 #include "logview/rows/LogPass.h"
 #include "platform/log/SystemLog.h"

@@ -1,4 +1,4 @@
-// make-log LINES: writes a log of that many lines to standard output; see LogGenerator.
+// make-log LINES: writes a log with that many lines to standard output; see LogGenerator.
 
 #include "bench/LogGenerator.h"
 

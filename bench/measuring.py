@@ -1,4 +1,4 @@
-"""What the benchmarks share that open the window in the namespace of window-test."""
+"""Shared by the benchmarks that open the window in the namespace of window-test."""
 
 import statistics
 import subprocess
@@ -22,7 +22,7 @@ def milliseconds(seconds):
 
 
 def wake_ups(pid):
-    """By thread: its name, how often it went to sleep of its own accord, and its processor time."""
+    """By thread: its name, how often it went to sleep voluntarily, and its processor time."""
     threads = {}
     for task in Path(f"/proc/{pid}/task").iterdir():
         status = dict(line.split(":", 1) for line in (task / "status").read_text().splitlines())
@@ -33,10 +33,10 @@ def wake_ups(pid):
 
 
 def idle(pid, seconds, settling=2):
-    """Lets the program settle and then alone: for each thread its name, wake-ups and milliseconds.
+    """The name, wake-ups and processor milliseconds of each thread while the settled program idles.
 
-    A thread that began counts from its beginning; one that ended woke up for that, at least. The
-    kernel counts processor time in hundredths of a second, the least that can be told.
+    A new thread counts from its start; a thread that ended counts as having woken up at least once.
+    The kernel counts processor time in hundredths of a second, so smaller amounts are not seen.
     """
     time.sleep(settling)
     before = wake_ups(pid)

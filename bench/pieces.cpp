@@ -1,5 +1,5 @@
-// pieces: measures the pieces of a line's way from the agent's file to the table, one by one. Takes
-// the log to measure with on its standard input, and Google Benchmark's options.
+// pieces: measures, one by one, the parts of a line's path from the agent's file to the table.
+// Takes the log to measure with on its standard input, and Google Benchmark's options.
 
 #include "logview/rows/FileReader.h"
 #include "logview/rows/LogLineScanner.h"
@@ -40,7 +40,7 @@ namespace {
 
 using namespace veltra;
 
-/// A log as a file and as its lines, their line feeds included.
+/// A log as a file and as its lines, including their line feeds.
 class SampleLog {
   public:
     explicit SampleLog(std::string text) : text_{std::move(text)}
@@ -54,7 +54,7 @@ class SampleLog {
     [[nodiscard]] const std::vector<std::string_view>& lines() const { return lines_; }
     [[nodiscard]] std::string path() const { return folder_.file("vxsvc_1.log"); }
 
-    /// Every round of the loop has worked through the whole log.
+    /// Every iteration of the loop has processed the whole log.
     void countIn(benchmark::State& state) const
     {
         const auto rounds = static_cast<std::int64_t>(state.iterations());
@@ -98,7 +98,7 @@ void validateLines(benchmark::State& state, const SampleLog& log)
     log.countIn(state);
 }
 
-// The log's lines are written to the sink within the time measured.
+// The time for writing the log's lines to the sink is included.
 void passOver(benchmark::State& state, const SampleLog& log, SystemLog& systemLog)
 {
     const SystemLog::Redirection redirection{systemLog};
@@ -146,7 +146,7 @@ void writeByte(const Fd& file)
         throw std::runtime_error{"cannot write to a watched file"};
 }
 
-/// A file of a folder of its own, open for appending, and its watch.
+/// A file in its own folder, open for appending, and its watch.
 struct WatchedFile {
     explicit WatchedFile(KernelQueue& queue)
         : watch{queue.watch(file.get(), VXStatusQueueCentral::allNotes, name)}
@@ -168,7 +168,7 @@ bool hasRecords(const KernelQueue& queue, int wanted)
     return ::ioctl(queue.descriptor(), FIONREAD, &bytes) == 0 && bytes / recordSize == wanted;
 }
 
-// The kernel merges neighbours that are equal, so two files are written to in turns.
+// The kernel merges adjacent equal records, so the writes alternate between two files.
 void drainKernelQueue(benchmark::State& state)
 {
     constexpr int turns = 2000;
@@ -189,7 +189,7 @@ void drainKernelQueue(benchmark::State& state)
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()) * 2 * turns);
 }
 
-/// A watcher of a folder with one log, put together as the program does, that counts how often it
+/// A watcher of a folder with one log, assembled as in the program, that counts how often it
 /// announces the log's growth.
 class CountingWatcher : public LogPathReceiver {
   public:
@@ -200,8 +200,8 @@ class CountingWatcher : public LogPathReceiver {
         central_->addPath(QString::fromStdString(path()));
     }
 
-    /// Lets the log grow and waits until the watcher has announced that it was written to and, as
-    /// it does last, that it grew.
+    /// Lets the log grow and waits until the watcher has announced that it was written to and then
+    /// that it grew.
     void growAndWait()
     {
         const int wanted = announced_ + 2;
@@ -245,7 +245,7 @@ void announceGrowth(benchmark::State& state)
     state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations()));
 }
 
-// As many rows as the benchmark's argument says.
+// Adds as many rows as the benchmark's argument says.
 void fill(LogRows& rows, const benchmark::State& state, const SampleLog& log)
 {
     for (std::size_t i = 0; i < static_cast<std::size_t>(state.range(0)); ++i)
@@ -316,7 +316,7 @@ void measureWatching()
         piece->Unit(benchmark::kMicrosecond)->UseRealTime();
 }
 
-// The rows that there are at first must not be made much more by those that are measured.
+// The measured insertions must not add much to the initial number of rows.
 void measureShowing(const SampleLog& log)
 {
     for (auto* piece :

@@ -1,6 +1,6 @@
-// responsiveness LOG: opens the window on a log and tells how long its event loop was kept from
-// turning, from the moment when it was shown until the rows are in sight. What the pass logs is
-// thrown away.
+// responsiveness LOG: opens the window on a log and prints for how long its event loop was blocked,
+// from the moment when the window was shown until the rows are visible. What the pass logs is
+// discarded.
 
 #include "bench/PaintWatch.h"
 #include "bench/TurnWatch.h"

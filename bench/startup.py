@@ -14,7 +14,7 @@ from pathlib import Path
 from gi.repository import Atspi
 
 from measuring import RUNNING, start_service
-from monitor import Monitor, eventually  # found by way of the line above
+from monitor import Monitor, eventually  # found through the line above
 
 PROGRAM = sys.argv.pop()
 STARTS = int(os.environ["VELTRA_BENCH_STARTS"])
@@ -25,7 +25,7 @@ PATIENCE_SECONDS = 60
 
 
 class Screen:
-    """A display of its own, whose pixels are read from memory, without keeping it from its work."""
+    """A separate display whose pixels are read from memory, which does not slow it down."""
 
     def __init__(self):
         folder = tempfile.mkdtemp()
@@ -47,13 +47,13 @@ class Screen:
         self._pixels = header[0] + 12 * header[19]
 
     def strip(self, top):
-        """The pixels of the screen's lines from `top` on, as many as are looked at."""
+        """The pixels of the compared lines of the screen, starting at `top`."""
         begin = self._pixels + top * self._line
         return self._memory[begin : begin + STRIP_HEIGHT * self._line]
 
 
 class Bus:
-    """Tells when the program asked the helper and when it had its answer, from the bus's traffic."""
+    """Finds out from the bus traffic when the program called the helper and when it was answered."""
 
     def __init__(self):
         self._traffic = tempfile.NamedTemporaryFile("r", encoding="utf-8")
@@ -63,9 +63,9 @@ class Bus:
         eventually(lambda: os.stat(self._traffic.name).st_size, bool, "the bus cannot be watched")
 
     def await_no_helper(self):
-        """Returns when the helper is gone, as it is when nothing of the program runs."""
+        """Waits until the helper has ended, as it does when no client is left."""
         eventually(self._is_helper_there, lambda is_there: not is_there, "the helper does not end")
-        # Its process ends only after it has given back its name.
+        # Its process ends only after it has released its name.
         time.sleep(0.3)
 
     def _is_helper_there(self):
@@ -95,7 +95,7 @@ def is_filled(monitor):
 
 
 def picture(screen):
-    """Where on the screen the table begins, and what is there when all is painted."""
+    """Where on the screen the table begins, and its pixels when everything is painted."""
     monitor = Monitor(PROGRAM)
     monitor.expect_status(RUNNING, "the service runs")
     monitor.expect(lambda: is_filled(monitor), bool, "the table shows no rows")
@@ -110,7 +110,7 @@ def picture(screen):
 def start(screen, bus, top, painted):
     """The seconds until the helper was asked, had answered and the table was painted."""
     bus.await_no_helper()
-    # Qt serves nobody here but a screen reader that says so.
+    # Qt serves no accessibility client here except a screen reader that announces itself.
     environment = {k: v for k, v in os.environ.items() if k != "QT_LINUX_ACCESSIBILITY_ALWAYS_ON"}
     with tempfile.TemporaryFile() as log:
         begun = time.time()
@@ -147,7 +147,7 @@ def main():
     bus = Bus()
 
     LOG.touch()
-    # Installs the helper, too.
+    # This also installs the helper.
     top, empty = picture(screen)
     measure(screen, bus, top, empty, "the empty table is painted")
 
