@@ -1,8 +1,8 @@
-# Puts the program and its resources together at BUILD/VeltraAgentStatusMonitor.app/.
+# Assembles the program and its resources in BUILD/VeltraAgentStatusMonitor.app/.
 
 find_program(VELTRA_LRELEASE lrelease REQUIRED HINTS /usr/lib/qt6/bin)
 
-# A catalogue of texts keyed by id: SOURCE.ts becomes the .qm of the same name in FOLDER.
+# A catalogue of texts with ids as keys: SOURCE.ts becomes the .qm of the same name in FOLDER.
 function(veltra_catalogue out source folder)
     cmake_path(GET source STEM name)
     set(catalogue "${folder}/${name}.qm")

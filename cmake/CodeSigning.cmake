@@ -1,7 +1,8 @@
 # Signs what the build makes for the bundle.
 #
-# Without VELTRA_SIGNING_KEY and VELTRA_SIGNING_CERTS a development chain is made once in the build
-# folder and goes on being used. Two builds have two chains, so their programs do not trust each other.
+# Without VELTRA_SIGNING_KEY and VELTRA_SIGNING_CERTS, a development chain is made once in the build
+# folder and then reused. Two build folders have two chains, so their programs do not trust each
+# other.
 
 set(VELTRA_SIGNING_KEY "" CACHE FILEPATH "Private key to sign with, PEM")
 set(VELTRA_SIGNING_CERTS "" CACHE FILEPATH
@@ -16,7 +17,7 @@ else()
     find_program(VELTRA_OPENSSL openssl REQUIRED)
     set(veltra_signing_key "${CMAKE_BINARY_DIR}/signing/key.pem")
     set(veltra_signing_certs "${CMAKE_BINARY_DIR}/signing/chain.pem")
-    # One without the other is of no use.
+    # One is useless without the other.
     add_custom_command(OUTPUT "${veltra_signing_key}" "${veltra_signing_certs}"
         COMMAND "${CMAKE_COMMAND}" -E rm -f "${veltra_signing_key}" "${veltra_signing_certs}"
         COMMAND "${CMAKE_SOURCE_DIR}/tools/make-signing-chain"
@@ -25,9 +26,9 @@ else()
 endif()
 add_custom_target(veltra_signing_chain DEPENDS "${veltra_signing_key}" "${veltra_signing_certs}")
 
-# Signs a program whenever it was linked. Another chain or another veltra-codesign links it anew, and
-# so signs it anew.
-# Nothing may change the program after that: what strips it also strips the signature.
+# Signs a program whenever it was linked. If the chain or veltra-codesign changes, the program is
+# linked and signed again. Nothing may change the program after that: strip would also remove the
+# signature.
 function(veltra_sign program)
     add_dependencies(${program} veltra-codesign veltra_signing_chain)
     set_property(TARGET ${program} APPEND PROPERTY

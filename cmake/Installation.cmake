@@ -1,8 +1,8 @@
-# What `cmake --install` puts where: the bundle into the prefix, and what the desktop and polkit look
-# for into the places where they look for it.
+# What `cmake --install` installs and where: the bundle in the prefix, and files for the desktop and
+# for polkit in the places where these look for them.
 #
-# Files are copied as they are, since to change a signed one, its run path or its symbols, is to take
-# its signature away. Nobody but root may write to them.
+# Files are copied unchanged, because changing the run path or the symbols of a signed file would
+# break its signature. Only root may be able to write to them.
 
 if(CMAKE_INSTALL_PREFIX_INITIALIZED_TO_DEFAULT)
     set(CMAKE_INSTALL_PREFIX /opt/Veltra CACHE PATH "Where the bundle is installed" FORCE)
@@ -20,8 +20,8 @@ install(FILES "${contents}/Info.plist" DESTINATION ${bundle}/Contents)
 install(DIRECTORY "${contents}/Resources" DESTINATION ${bundle}/Contents
         FILE_PERMISSIONS OWNER_READ OWNER_WRITE GROUP_READ WORLD_READ)
 
-# Two files name places in the prefix, which is settled only by the installation. polkit compares
-# the tool's path with the one that it is started by, in which there are no links.
+# Two files contain paths in the prefix, which is known only at installation. polkit compares the
+# tool's path with the one that it is started by, which contains no symbolic links.
 set(configured "${CMAKE_BINARY_DIR}/installation")
 install(CODE "
     file(REAL_PATH \"\${CMAKE_INSTALL_PREFIX}\" prefix)

@@ -1,4 +1,4 @@
-# What every folder of the project builds with.
+# What all folders of the project need for the build.
 
 set(VELTRA_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 
@@ -21,8 +21,8 @@ pkg_check_modules(elf REQUIRED IMPORTED_TARGET libelf)
 pkg_check_modules(plist REQUIRED IMPORTED_TARGET libplist-2.0)
 include(GoogleTest)
 
-# Where it is installed. With headers compiled beforehand it caches nothing unless it is told not to
-# mind what they bring; without its base folder, nothing that another checkout may use.
+# ccache is used if it is installed. To cache sources with precompiled headers, it needs this
+# sloppiness; to share its cache between checkouts, it needs the base folder.
 find_program(VELTRA_CCACHE ccache)
 mark_as_advanced(VELTRA_CCACHE)
 if(VELTRA_CCACHE AND NOT DEFINED CMAKE_CXX_COMPILER_LAUNCHER)
@@ -35,7 +35,8 @@ add_library(veltra_warnings INTERFACE)
 target_compile_options(veltra_warnings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Wold-style-cast
     -Wcast-align -Wnull-dereference
-    # GCC 12 sees overlaps in assignments to strings that are none, when it optimises hard.
+    # At high optimisation levels, GCC 12 warns about overlapping string assignments that do not
+    # overlap.
     $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>)
 
 add_library(veltra_options INTERFACE)
@@ -45,7 +46,8 @@ target_compile_definitions(veltra_options INTERFACE
 if(VELTRA_SANITIZE)
     target_compile_options(veltra_options INTERFACE
         -fsanitize=${VELTRA_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all
-        # It probes memory through a pipe, so that it finds faults where no descriptor is left.
+        # The vptr check probes memory through a pipe, so it reports false errors when no descriptor
+        # is left.
         -fno-sanitize=vptr)
     target_link_options(veltra_options INTERFACE -fsanitize=${VELTRA_SANITIZE})
 endif()
@@ -75,33 +77,33 @@ function(veltra_program name)
     target_link_libraries(${name} PRIVATE veltra_warnings veltra_options ${arg_LIBRARIES})
 endfunction()
 
-# Whose precompiled header all test programs share.
+# All test programs share its precompiled header.
 file(GENERATE OUTPUT "${CMAKE_BINARY_DIR}/Precompiled.cpp" CONTENT "")
 add_library(veltra_test_precompiled OBJECT "${CMAKE_BINARY_DIR}/Precompiled.cpp")
 target_compile_options(veltra_test_precompiled PRIVATE -O0)
 target_link_libraries(veltra_test_precompiled PRIVATE veltra_warnings veltra_options GTest::gtest)
 target_precompile_headers(veltra_test_precompiled PRIVATE "${CMAKE_SOURCE_DIR}/tests/Precompiled.h")
 
-# What warns of names that another source, compiled as one with this, keeps to itself.
+# Turns off warnings about names that are local to another source compiled together with this one.
 add_library(veltra_compiled_as_one INTERFACE)
 target_compile_options(veltra_compiled_as_one INTERFACE
     -Wno-shadow $<$<CXX_COMPILER_ID:GNU>:-Wno-subobject-linkage>)
 
-# Most of the build's time goes into the tests, and this saves the better part of theirs. Several
-# sources are compiled as one, so what a test program's sources keep to themselves needs names of its
-# own in each. The header is of use only where the code is as position independent as it is.
+# Most of the build time goes into the tests, and this more than halves theirs. Several sources are
+# compiled as one, so local names must be unique across a test program's sources. The precompiled
+# header can only be used by code that is position independent in the same way.
 function(veltra_compile_fast name)
     target_compile_options(${name} PRIVATE -O0 -fPIC)
-    # Last, behind the warnings that it takes back.
+    # Last, so that it comes after the warnings that it turns off.
     target_link_libraries(${name} PRIVATE veltra_compiled_as_one)
     target_precompile_headers(${name} REUSE_FROM veltra_test_precompiled)
     set_target_properties(${name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 4)
 endfunction()
 
-# A GoogleTest program whose every case is a test of CTest's own:
+# A GoogleTest program, each of whose test cases is a separate CTest test:
 # veltra_test(NAME SOURCES ... LIBRARIES ... [PREFIX TEXT] [QT])
-# PREFIX stands in front of the cases' names, where a program runs those of another once more.
-# Programs that need a Qt application bring their own main (see tests/QtTestMain.cpp).
+# PREFIX is put before the test cases' names if a program runs those of another one again.
+# Programs that need a Qt application provide their own main (see tests/QtTestMain.cpp).
 function(veltra_test name)
     cmake_parse_arguments(arg "QT" "PREFIX" "SOURCES;LIBRARIES" ${ARGN})
     if(arg_QT)
