@@ -1,5 +1,5 @@
-// What nearly every test includes anyway, compiled once for each test program. Sources still
-// include all that they use themselves.
+// Headers that nearly every test includes anyway, compiled once for each test program. Sources
+// still include everything that they use.
 #pragma once
 
 #include <chrono>

@@ -26,7 +26,7 @@ TEST(AgentStateIcon, IsGreenForRunningAndRedForDown)
     EXPECT_GT(down.red(), 2 * down.green());
 }
 
-// Seen without any colour: a tick leaves the upper left clear and a bar does not rise.
+// Seen without colour: a tick leaves the upper left empty, and a bar is horizontal.
 TEST(AgentStateIcon, BearsATickForRunningAndABarForDown)
 {
     const QImage running = imageOf(AgentState::running);

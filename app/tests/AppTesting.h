@@ -16,14 +16,14 @@
 
 namespace veltra {
 
-/// How an event loop came to its end.
+/// How an event loop ended.
 enum class LoopEnd { quit, byTheTest, tooLate };
 
-/// Runs the program's event loop, and in it first `action`; tells whether that ended the loop.
-/// `lastly`, if there is any, runs at the loop's next turns, and then the test ends the loop.
+/// Runs the program's event loop, with `action` first in it; returns whether that ended the loop.
+/// `lastly`, if set, runs in the loop's next iterations, and then the test ends the loop.
 [[nodiscard]] inline LoopEnd endOfLoopAfter(const std::function<void()>& action)
 {
-    // Else the last window's closing would end the loop on its own.
+    // Otherwise closing the last window would end the loop.
     QApplication::setQuitOnLastWindowClosed(false);
     QTimer deadline;
     deadline.setSingleShot(true);
@@ -31,7 +31,7 @@ enum class LoopEnd { quit, byTheTest, tooLate };
     deadline.start(std::chrono::minutes{1});
     QTimer::singleShot(0, qApp, [&action] {
         action();
-        // A loop that the action has ended does not come to this.
+        // Not reached if the action has ended the loop.
         QTimer::singleShot(0, qApp, [] { QApplication::exit(1); });
     });
     switch (QApplication::exec()) {
@@ -58,14 +58,14 @@ class TextsInBundle {
     TestBundle bundle_;
 };
 
-/// The same without any text: every key stands for itself.
+/// The same without any texts: every key is its own text.
 [[nodiscard]] inline std::shared_ptr<Bundle> bundleWithoutTexts(const TestBundle& bundle)
 {
     bundle.addTextsWithoutCatalogue();
     return bundle.open();
 }
 
-/// What surrounds the controller of buttons that nobody presses.
+/// The dependencies of the controller of buttons that nobody presses.
 [[nodiscard]] inline VXStatusButtonSurroundings
 buttonSurroundings(const VXStatusResourceController& resources)
 {

@@ -191,7 +191,7 @@ TEST_F(ApplicationLifeTest, BringsNothingToTheFrontWhenThereIsNoWindow)
     EXPECT_EQ(controller_->mainWindow(), nullptr);
 }
 
-/// The same beside a session bus of the test's own.
+/// The same with the test's own session bus.
 class SessionTest : public ApplicationLifeTest {
   protected:
     SessionTest()

@@ -1,4 +1,4 @@
-// The whole way from the agent's file to the table: a real kernel queue, a real log folder, the
+// The whole path from the agent's file to the table: a real kernel queue, a real log folder, the
 // watcher and the table controller on top of it.
 
 #include "app/VXStatusTableVC.h"
@@ -24,8 +24,8 @@ std::string lineOf(const std::string& message)
     return "2024-03-05 10:22:33.456 (1234.5678) vxsvc.Info: " + message + "\n";
 }
 
-/// The log folder under watch and a table on top, as the program puts them together. What the
-/// passes read is taken from the lines that they log.
+/// The watched log folder and a table on top, assembled as in the program. What the passes read is
+/// taken from the lines that they log.
 class FollowedLog {
   public:
     explicit FollowedLog(const std::string& content)
@@ -76,7 +76,7 @@ class FollowedLog {
         return bytes.str();
     }
 
-    /// Every byte that the passes read so far, in the order of reading.
+    /// Every byte that the passes have read so far, in the order of reading.
     [[nodiscard]] std::size_t bytesRead() const { return bytesRead_; }
     [[nodiscard]] std::string everythingRead()
     {
@@ -102,13 +102,13 @@ class FollowedLog {
         return passes;
     }
 
-    /// Waits until as many bytes were read and the watcher has nothing left to do.
+    /// Waits until that many bytes were read and the watcher has nothing left to do.
     [[nodiscard]] bool waitUntilRead(std::size_t bytes)
     {
         return runLoopLongUntil([&] { return bytesRead_ >= bytes; }) && settle();
     }
 
-    /// Something happens to another file last, and its event comes after all others.
+    /// Finally another file changes, so its event comes after all others.
     [[nodiscard]] bool settle()
     {
         isFenceSeen_ = false;
@@ -136,8 +136,8 @@ class FollowedLog {
         return messages;
     }
 
-    /// What the rows must be after the passes that there were: each pass's lines but its first,
-    /// in file order, above those of earlier passes. Only for lines made by lineOf().
+    /// The rows expected after the passes so far: each pass's lines except its first, in file
+    /// order, above those of earlier passes. Only for lines made by lineOf().
     [[nodiscard]] std::vector<std::string> rowsOfThePasses()
     {
         std::vector<std::string> expected;
@@ -152,9 +152,9 @@ class FollowedLog {
   private:
     static constexpr std::string_view readLine = "read line: ";
 
-    /// The message that is shown of a line made by lineOf(). A pass may come when only a part of
-    /// the line has reached the file: one without the mark or without a message is not shown, and
-    /// the rest is the first line of the next pass.
+    /// The shown message of a line made by lineOf(). A pass may run when only a part of the line
+    /// has reached the file. A part without the mark or without a message is not shown, and the
+    /// rest is the first line of the next pass.
     static std::optional<std::string> messageOf(const std::string& line)
     {
         static const std::string mark = "Info:";
@@ -210,7 +210,7 @@ class FollowedLog {
     std::unique_ptr<VXStatusQueueCentral> watcher_;
 };
 
-/// What holds whenever all is quiet: nothing was lost, read twice or read out of order, and the
+/// Holds whenever everything is quiet: nothing was lost, read twice or read out of order, and the
 /// rows are those of the passes.
 void expectEverythingWasRead(FollowedLog& log)
 {
@@ -333,8 +333,8 @@ TEST(LogFollowing, AnOverflowOfTheKernelsQueueLosesNoLine)
             EXPECT_TRUE(mayGoOn.waitUntilOpen());
         });
 
-    // The watcher is held in an observer. Only neighbouring equal records are merged, so turns
-    // between two files fill the queue.
+    // The watcher is blocked in an observer. Only adjacent equal records are merged, so alternating
+    // between two files fills the queue.
     std::ofstream file{log.logs().file("vxsvc_0.log"), std::ios::binary | std::ios::app};
     std::ofstream other{log.logs().file("other"), std::ios::binary | std::ios::app};
     std::atomic<bool> isWaitedFor = true;
@@ -346,7 +346,7 @@ TEST(LogFollowing, AnOverflowOfTheKernelsQueueLosesNoLine)
             other << 'x' << std::flush;
         }
         EXPECT_GE(waitingRecords(log.watcher().queueFD()), mostWaitingRecords());
-        // No record tells of these any more.
+        // There are no records for these any more.
         file << lineOf("end A") << lineOf("end B") << std::flush;
         mayGoOn.open();
         isWaitedFor = false;
@@ -398,10 +398,10 @@ TEST(LogFollowing, LeavesNeitherADescriptorNorAThread)
         FollowedLog log{lineOf("first")};
         log.append(lineOf("A") + lineOf("B"));
         EXPECT_TRUE(log.waitUntilRead(log.content().size()));
-        log.append(lineOf("C")); // its pass may be under way at the end
+        log.append(lineOf("C")); // its pass may still be running at the end
     };
     const auto threads = threadCount();
-    follow(); // whatever the process makes once and keeps is made here
+    follow(); // everything that the process creates once and keeps is created here
     const auto descriptors = descriptorCount();
 
     for (int round = 0; round < 5; ++round)

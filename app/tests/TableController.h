@@ -18,7 +18,7 @@
 
 namespace veltra {
 
-/// A table controller over a log of a test's own, with everything that surrounds it.
+/// A table controller over the test's own log, with all its dependencies.
 class TableControllerTest : public testing::Test {
   protected:
     using Lines = std::vector<std::string>;
@@ -32,7 +32,7 @@ class TableControllerTest : public testing::Test {
     {
         setAgentPid("");
         folder_.write("helper", "a helper that is installed");
-        // Of the copy's version.
+        // Of the same version as the copy.
         helper_.onCall = [](FakeHelperConnection&, const FakeHelperConnection::Call& call) {
             if (call.version)
                 call.version("1.0.2");
@@ -83,7 +83,7 @@ class TableControllerTest : public testing::Test {
     }
     void notify() { notify(initialPath_); }
 
-    /// Lets the main thread do what was posted to it so far.
+    /// Lets the main thread do what has been posted to it so far.
     static void turn()
     {
         bool isDone = false;
@@ -91,9 +91,9 @@ class TableControllerTest : public testing::Test {
         EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
     }
 
-    /// What looking for the agent service finds, as text; nothing at first.
+    /// The output of the search for the agent service, as text; empty at first.
     void setAgentPid(const std::string& text) const { folder_.write("agent", text); }
-    /// What stands in the agent's command line.
+    /// The agent's command line.
     const std::string& service() const { return service_; }
 
     /// The table as its view sees it, the top row first.
@@ -116,7 +116,7 @@ class TableControllerTest : public testing::Test {
     FakeHelperSurroundings& helper() { return helper_; }
 
   private:
-    // Looking a text up gives its key.
+    // Every key is its own text.
     std::shared_ptr<Bundle> withoutTexts() const
     {
         bundle_.addTextsWithoutCatalogue();

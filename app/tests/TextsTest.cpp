@@ -51,7 +51,7 @@ TEST_P(EveryLanguage, HasATextForEveryKey)
         const QString text = catalogue_.text(key);
 
         EXPECT_FALSE(text.trimmed().isEmpty()) << key.toStdString();
-        // The one word that English writes as its key is written.
+        // The only word whose English text equals its key.
         EXPECT_TRUE(text != key || key == u"Message") << key.toStdString();
     }
 }

@@ -6,7 +6,7 @@
 namespace veltra {
 namespace {
 
-/// Whose log holds an info, a warning and an error.
+/// A controller whose log contains an info, a warning and an error.
 class VXStatusTableVCSwitchesTest : public TableControllerTest {
   protected:
     VXStatusTableVCSwitchesTest()

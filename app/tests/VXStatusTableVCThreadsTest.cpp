@@ -56,7 +56,7 @@ TEST_F(VXStatusTableVCThreadsTest, ReadsEveryByteOnceInOrderWhenSeveralThreadsAs
         reader.join();
     turn();
 
-    // A line may be read in two halves, when a pass comes while it is being written.
+    // A line may be read in two halves if a pass runs while it is being written.
     std::string read;
     for (const std::string& message : log().messages())
         if (message.starts_with("read line: "))
@@ -120,7 +120,7 @@ TEST_F(VXStatusTableVCThreadsTest, ShowsActivityDuringAPassAndNoneAfterwards)
     VXStatusTableVC& controller = start();
     std::atomic<bool> hasShown = false;
 
-    // A pass may be over before the main thread has had a look, so there are several.
+    // A pass may be over before the main thread has looked, so there are several.
     std::thread worker{[&] {
         for (int i = 0; i < 200 && !hasShown; ++i) {
             controller.setLastfilepath(QString::number(i));

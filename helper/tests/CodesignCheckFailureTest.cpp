@@ -1,4 +1,4 @@
-// Each way to fail that the system's services cannot be made to take, and what is asked of them in
+// The failures that the system's services cannot be made to produce, and which calls are made in
 // which order.
 
 #include "helper/CodesignCheck.h"

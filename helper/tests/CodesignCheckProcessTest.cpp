@@ -1,4 +1,4 @@
-// The check as the helper runs it: a signed program of its own looks at processes and files.
+// The check as the helper runs it: a signed program checks processes and files.
 
 #include "platform/base/tests/FinishedProgram.h"
 #include "platform/base/tests/SleepingProcess.h"

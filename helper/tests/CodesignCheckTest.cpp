@@ -18,9 +18,10 @@ namespace {
 
 enum class Kind { system, fake };
 
-/// A helper and a client that each is signed with a chain, or with none where that is null.
+/// A helper and a client, each signed with a chain, or not signed where that is null.
 ///
-/// Over the system's services the helper is a program that runs the check, the client a process.
+/// With the system's services the helper is a program that runs the check, and the client is a
+/// process.
 class AnyCodesignCheck : public testing::TestWithParam<Kind> {
   protected:
     /// "true", "false", or the description of what was thrown.
@@ -32,7 +33,7 @@ class AnyCodesignCheck : public testing::TestWithParam<Kind> {
         return matchOverSystem(helper, process.pid());
     }
 
-    /// The same when there is no process of that number.
+    /// The same if there is no process with that number.
     std::string matchNobody(const SigningChain* helper)
     {
         return GetParam() == Kind::fake ? matchOverFake(helper, nullptr, imagined + 1)
@@ -79,7 +80,7 @@ TEST_P(AnyCodesignCheck, AcceptsAnotherProgramThatTheSameChainSigned)
 
 TEST_P(AnyCodesignCheck, RefusesAProgramThatAnotherChainSigned)
 {
-    // Each of its names is the same.
+    // All of its names are equal.
     const SigningChain stranger;
 
     EXPECT_EQ(match(&sharedChain(), &stranger), "false");

@@ -5,7 +5,7 @@ namespace {
 
 using namespace veltra;
 
-/// Each test finds no right registered, a tool that works, and no user's forms.
+/// Each test starts with no right registered, a working tool, and no external forms of users.
 class CleanStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override
     {

@@ -1,4 +1,4 @@
-// What the seven operations promise, over polkit and over the fake.
+// What the seven operations promise, with polkit and with the fake.
 
 #include "platform/rights/fakes/FakeAuthorization.h"
 #include "platform/rights/fakes/FakeServiceManagement.h"
@@ -18,7 +18,7 @@ using Answer = ScriptedAgent::Answer;
 
 const std::string definition = R"({"class":"user","group":"admin","version":1})";
 
-/// A process that asks the services.
+/// A process that calls the services.
 class AnyClient {
   public:
     AnyClient() = default;
@@ -27,7 +27,7 @@ class AnyClient {
     virtual ~AnyClient() = default;
 
     virtual std::string ask(const std::string& command) = 0;
-    /// What its user does at every prompt.
+    /// What its user does in every prompt.
     virtual void setAnswer(Answer answer) = 0;
 };
 

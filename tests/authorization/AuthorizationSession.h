@@ -12,8 +12,8 @@
 
 namespace veltra {
 
-/// Calls authorization services as it is told in words, a line at a time, and tells what came of
-/// it in a line. Statuses are told as numbers.
+/// Calls authorization services as told by commands, one per line, and reports each result in a
+/// line. Statuses are reported as numbers.
 class AuthorizationSession {
   public:
     AuthorizationSession(AuthorizationServices& services, ServiceManagement& management)
@@ -87,7 +87,7 @@ class AuthorizationSession {
         return stored.object ? stored.object->dump() : std::to_string(stored.status);
     }
 
-    // With the definition and the text that belong to the right, unless told of another version.
+    // With the right's own definition and text, unless another version is requested.
     std::string set(const std::string& version)
     {
         RightDefinition definition = right().rule();
@@ -103,7 +103,7 @@ class AuthorizationSession {
             services_.AuthorizationRightSet(own_, right().name, right().rule(), text));
     }
 
-    // Without a right and flags unless told of them.
+    // Without a right and flags, unless they are given.
     std::string create(const std::string& name, AuthorizationFlags flags)
     {
         const AuthorizationItemSet rights{{name}};

@@ -1,4 +1,4 @@
-// Where external forms are kept, and what is not taken for one.
+// Where external forms are stored, and what is not accepted as one.
 
 #include "tests/authorization/PolkitWorld.h"
 
@@ -50,7 +50,7 @@ std::string startTimeOf(pid_t process)
     return time.substr(0, time.find('\n'));
 }
 
-/// The one user's only form, and somebody who asks what it stands for.
+/// One user's only form, and somebody who asks what it represents.
 class ExternalForm : public testing::Test {
   protected:
     [[nodiscard]] std::string resolvedByRoot() const
@@ -61,7 +61,7 @@ class ExternalForm : public testing::Test {
     {
         return PolkitClient{someUser}.ask("resolve " + form_);
     }
-    /// Nobody takes the form after this command.
+    /// After this command, nobody accepts the form.
     void expectRefusedAfter(const std::string& command) const
     {
         ASSERT_EQ(resolvedByRoot(), "0");

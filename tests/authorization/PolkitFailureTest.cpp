@@ -1,4 +1,4 @@
-// What becomes of questions when polkit is not there, or does not answer.
+// What happens to requests if polkit is not there, or does not answer.
 
 #include "tests/authorization/PolkitWorld.h"
 
@@ -50,13 +50,13 @@ class WithoutPolkit : public testing::Test {
     }
 };
 
-/// polkit is stopped: it takes questions and answers none.
+/// polkit is stopped: it accepts requests and answers none.
 class WithHangingPolkit : public testing::Test {
   protected:
     WithHangingPolkit() { ::kill(polkit_, SIGSTOP); }
     ~WithHangingPolkit() override { ::kill(polkit_, SIGCONT); }
 
-    // There is one: the test's beginning asked it.
+    // There is one: it was called at the start of the test.
     pid_t polkit_ = ownerOf(polkitName);
 };
 

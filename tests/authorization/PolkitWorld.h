@@ -13,7 +13,7 @@ inline const std::string rightsPolicy =
 inline const std::string guardingRight = helperName + ".runCommandWithPath:authData:completion:";
 inline const std::string installing = "com.apple.ServiceManagement.blesshelper";
 
-/// Users without sessions; the polkit rules take the first for one who has an active one.
+/// Users without sessions; the polkit rules treat the first as one with an active session.
 inline constexpr int someUser = 1;
 inline constexpr int anotherUser = 65534;
 
@@ -33,7 +33,8 @@ class PolkitClient : public ClientProgram {
     explicit PolkitClient(int user = someUser, const Words& environment = {})
         : ClientProgram{asUser(user, environment)}
     {
-        // It is not itself before it answers, and an agent must not be registered for another.
+        // Until it answers, it still runs another program, for which an agent must not be
+        // registered.
         EXPECT_EQ(ask("create"), "0");
     }
 
@@ -50,19 +51,19 @@ inline std::string toolLog()
     return contentOf("/tmp/tool");
 }
 
-/// Has the stand-in do nothing but end with a status and these words.
+/// Makes the stand-in only end with a status and these words.
 inline void letToolFail(const std::string& statusAndWords)
 {
     std::ofstream{"/tmp/tool-fails"} << statusAndWords << "\n";
 }
 
-/// Has the stand-in end with a status when it has done everything.
+/// Makes the stand-in end with a status after it has done everything.
 inline void letToolEndWith(int status)
 {
     std::ofstream{"/tmp/tool-ends"} << status << "\n";
 }
 
-/// Has the right registered with this text as its definition, or not at all when it is empty.
+/// Registers the right with this text as its definition, or removes it if the text is empty.
 inline void storeRight(const std::string& definition)
 {
     std::string policy = contentOf("/opt/veltra-test/rights.policy");

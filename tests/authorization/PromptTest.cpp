@@ -1,4 +1,4 @@
-// Prompts, and what is started as root after them.
+// Prompts, and the programs that are started as root after them.
 
 #include "tests/authorization/PolkitWorld.h"
 
@@ -16,7 +16,7 @@ using Answer = ScriptedAgent::Answer;
 const std::string gainInstalling = "create " + installing + " 19";
 const std::string blessHelper = "bless " + helperName;
 
-/// What the agent is asked when the helper is to be installed.
+/// What the agent is asked when the helper is about to be installed.
 const std::vector<std::string> installQuestion{installing + ": Install?"};
 
 bool isInSystemCall(pid_t process, long number)

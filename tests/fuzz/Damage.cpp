@@ -66,7 +66,7 @@ void Damage::damageOnce(std::string& bytes)
     }
 }
 
-// In as many bytes as it takes, the lowest first, as far as there are bytes.
+// In as many bytes as needed, the lowest first, as far as there are bytes.
 void Damage::overwrite(std::string& bytes, std::size_t at, std::uint64_t number)
 {
     do {

@@ -8,17 +8,17 @@
 
 namespace veltra {
 
-/// Damages bytes at random, the same for the same seed: changes, drops, repeats and adds some, or
-/// puts a number in that is at the edge of its kind. For one thread.
+/// Damages bytes at random, in the same way for the same seed: changes, removes, repeats and adds
+/// some, or inserts a boundary value of a number type. For one thread.
 class Damage {
   public:
-    /// `pieces` are what a stranger would add who knows the format.
+    /// `pieces` are what an attacker who knows the format would insert.
     Damage(std::uint32_t seed, std::vector<std::string> pieces);
 
-    /// `whole` with one to eight places of damage; may be what it was.
+    /// `whole` with one to eight changes; may be equal to `whole`.
     [[nodiscard]] std::string of(std::string whole);
 
-    /// A number from 0 up to `end`, which is none of them and not 0.
+    /// A number from 0 up to, but not including, `end`, which must not be 0.
     [[nodiscard]] std::size_t below(std::size_t end);
 
   private:

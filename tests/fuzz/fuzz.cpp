@@ -1,7 +1,7 @@
-// fuzz READER SECONDS SEED: gives READER (signature, property-list or section) damaged bytes for so
-// long. Prints how many it was given and how many of them it took for good. Exit status 1, and the
-// bytes in the file fuzz-READER.bytes, when it did what it promises not to do; a crash is the
-// sanitizers' to tell.
+// fuzz READER SECONDS SEED: gives READER (signature, property-list or section) damaged bytes for
+// that many seconds. Prints how many inputs it was given and how many of them it accepted. If the
+// reader broke a promise, the exit status is 1 and the bytes are in the file fuzz-READER.bytes;
+// crashes are reported by the sanitizers.
 #include "platform/base/tests/FileBytes.h"
 #include "platform/bundle/ExecutableInformation.h"
 #include "platform/bundle/tests/CraftedExecutable.h"
@@ -32,7 +32,7 @@ using namespace veltra;
 
 enum class Outcome { good, refused, broken };
 
-/// A reader, with whole bytes to damage.
+/// A reader, with valid bytes to damage.
 struct Target {
     std::string whole;
     std::vector<std::string> pieces;
@@ -65,7 +65,7 @@ Outcome outcomeOf(const Result<PropertyList>& result)
                : Outcome::broken;
 }
 
-// A file counts as signed only while its signed bytes and its certificates are what they were.
+// A file may count as signed only while its signed bytes and its certificates are unchanged.
 Target signature()
 {
     const std::string content = "\x7F"

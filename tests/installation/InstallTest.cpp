@@ -1,4 +1,4 @@
-// What `cmake --install` leaves.
+// What `cmake --install` installs.
 #include "platform/signing/tests/SignedFile.h"
 #include "tests/installation/InstallationTesting.h"
 

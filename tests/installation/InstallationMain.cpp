@@ -5,7 +5,7 @@ namespace {
 
 using namespace veltra;
 
-/// Each test finds the bundle and the policy as they are installed, and nothing else.
+/// Each test starts with the bundle and the policy as they are installed, and nothing else.
 class CleanStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override
     {

@@ -36,7 +36,7 @@ inline std::string admin(const std::string& words)
     return outputOf(adminTool + " " + words);
 }
 
-/// Owner, group and permissions of a file, "0:0 644" say; empty when it is not there.
+/// Owner, group and permissions of a file, such as "0:0 644"; empty if it does not exist.
 inline std::string ownershipOf(const std::string& path)
 {
     struct stat status {};
@@ -47,7 +47,7 @@ inline std::string ownershipOf(const std::string& path)
     return text.str();
 }
 
-/// Everything that the tool may have put anywhere, what it did not finish included.
+/// Everything that the tool may have installed anywhere, including unfinished files.
 inline std::set<std::string> installedFiles()
 {
     std::set<std::string> found;
@@ -60,13 +60,13 @@ inline std::set<std::string> installedFiles()
     return found;
 }
 
-/// Whether the helper of the bundle is the installed one.
+/// Whether the bundle's helper is the installed one.
 inline bool isBundledHelperInstalled()
 {
     return contentOf(helperPath) == contentOf(helperCopy);
 }
 
-/// The bus has the helper started, unless it runs; the helper's process.
+/// Has the bus start the helper, unless it runs; returns the helper's process.
 inline pid_t startHelper()
 {
     const std::string answer = outputOf("dbus-send --system --print-reply --dest=" + helperName +

@@ -1,4 +1,4 @@
-// What an ordinary user gets done through pkexec, and what is asked of an administrator first.
+// What an ordinary user can do through pkexec, and what an administrator is asked first.
 #include "tests/installation/InstallationTesting.h"
 #include "tests/installation/ScriptedAgent.h"
 
@@ -19,7 +19,7 @@ class PkexecProgram : public ClientProgram {
         EXPECT_EQ(line(), "ready");
     }
 
-    /// All that it says from there on.
+    /// Everything that it prints from then on.
     std::string go()
     {
         tell("go");

@@ -14,7 +14,7 @@ namespace veltra {
 inline constexpr std::uint32_t authAdminKeep = 4;
 inline constexpr std::uint32_t allowed = 5;
 
-/// The actions of the monitor's that polkit knows now, by identifier.
+/// The monitor's actions that polkit knows now, by identifier.
 inline std::map<std::string, PolkitAction> monitorActions(const std::string& locale = {})
 {
     const auto bus = std::move(BusConnection::open().value());

@@ -19,8 +19,8 @@
 
 namespace veltra {
 
-/// An authentication agent for one process, which root runs and which therefore needs no password.
-/// It answers each question as it is told, and knows what it was asked.
+/// An authentication agent for one process. It runs as root and therefore needs no password. It
+/// answers each question as instructed, and records what it was asked.
 class ScriptedAgent {
   public:
     enum class Answer { authenticate, dismiss, giveUp, none };
@@ -43,14 +43,14 @@ class ScriptedAgent {
         thread_.join();
     }
 
-    /// What was asked so far: the action and the words for the user.
+    /// The questions so far: the action and the text for the user.
     [[nodiscard]] std::vector<std::string> questions() const
     {
         const std::lock_guard lock{mutex_};
         return questions_;
     }
 
-    /// Ends the wait of a question that gets no answer.
+    /// Ends the wait for a question that gets no answer.
     void release() { released_.set_value(); }
 
   private:
@@ -94,7 +94,7 @@ class ScriptedAgent {
 
     void authenticate(const std::string& cookie, const Identity& identity)
     {
-        // The newer call also names a user, and releases of polkit differ in whose.
+        // The newer call also names a user, and polkit's releases differ in which one.
         auto response = polkitCall(*bus_, "AuthenticationAgentResponse");
         response.append(cookie, identity);
         const auto answer = bus_->call(response);
@@ -117,7 +117,7 @@ class ScriptedAgent {
     std::promise<void> released_;
     std::unique_ptr<EventLoop> loop_ = std::move(
         EventLoop::open([](const auto& error) { ADD_FAILURE() << error.what(); }).value());
-    // polkit calls back whoever registers on the connection that he registers on.
+    // polkit calls an agent back on the connection that it registered on.
     std::unique_ptr<BusConnection> bus_ = std::move(BusConnection::open().value());
     BusSlot object_;
     std::thread thread_;

@@ -1,4 +1,4 @@
-// How the tool is started: as it must not be, and as somebody would who means harm.
+// How the tool is started: in ways that are not allowed, and by a malicious user.
 #include "tests/installation/InstallationTesting.h"
 
 #include <sys/file.h>
@@ -16,7 +16,7 @@ void expectAllInstalled()
     EXPECT_TRUE(isBundledHelperInstalled());
 }
 
-/// Makes every instance of the tool wait, as long as the result lives.
+/// Makes every instance of the tool wait for as long as the result lives.
 Fd takeLock()
 {
     Fd lock{::open("/run/veltra-admin-tool.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
@@ -63,7 +63,7 @@ TEST(AdminTool, WorksInAPlaceOfItsOwn)
         return std::filesystem::read_symlink(process + name, ignored).native();
     };
 
-    // The lock is what it opens next.
+    // The lock is the next thing that it opens.
     EXPECT_TRUE(becomesTrue([&] { return linked("/fd/3") == "/run/veltra-admin-tool.lock"; }));
 
     for (const char* stream : {"/fd/0", "/fd/1", "/fd/2"})
@@ -75,7 +75,7 @@ TEST(AdminTool, WorksInAPlaceOfItsOwn)
     EXPECT_EQ(tool.wait(), 0);
 }
 
-// ThreadSanitizer's own start writes to files, which these limits forbid it.
+// ThreadSanitizer itself writes to files when it starts, which these limits prevent.
 #ifndef __SANITIZE_THREAD__
 TEST(AdminTool, DoesNotMindLowLimits)
 {
@@ -84,7 +84,7 @@ TEST(AdminTool, DoesNotMindLowLimits)
     expectAllInstalled();
 }
 
-// Lifting what the caller cannot lift himself takes a capability that root may be without here.
+// Raising limits that the caller cannot raise needs a capability that root may lack here.
 TEST(AdminTool, TouchesNothingWhereALimitCannotBeLifted)
 {
     const std::string output = outputOf("ulimit -f 0; " + adminTool + " bless");
@@ -131,7 +131,7 @@ TEST(AdminTool, TakesNothingFromTheEnvironment)
 
 TEST(AdminTool, LocksOutOthersOnlyWhileItIsAtWork)
 {
-    // Nobody reads what the first one says, and so it never ends.
+    // Nobody reads the first one's output, so it never ends.
     outputOf("mkfifo /tmp/full");
     const Fd full{::open("/tmp/full", O_RDWR | O_NONBLOCK | O_CLOEXEC)};
     const std::string filling(4096, 'x');

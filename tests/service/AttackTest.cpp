@@ -1,4 +1,4 @@
-// Who is not let in.
+// Who is refused.
 #include "platform/signing/tests/SignedFile.h"
 #include "platform/signing/tests/SigningChain.h"
 #include "tests/service/ServiceTesting.h"
@@ -88,7 +88,7 @@ TEST(Attack, AClientOfTheSameSignerWithOtherIssuersIsRefusedInSilence)
 TEST(Attack, AClientChangedByOneByteIsRefusedAndLogged)
 {
     const std::string copy = copyOf(trusted);
-    // In what nothing ever reads: the name of a section.
+    // In bytes that nothing ever reads: the name of a section.
     const auto place = contentOf(copy).rfind(".comment");
     std::fstream{copy, std::ios::in | std::ios::out}
         .seekp(static_cast<std::streamoff>(place))
@@ -206,7 +206,7 @@ TEST(Attack, AClientThatTheEnvironmentLeadsElsewhereGoesToTheSystemsBus)
 
 TEST(Attack, AProgramOfTheSameSignerThatAnswersIsLetIn)
 {
-    // Without this the other attacks might fail for reasons of their own.
+    // Without this, the other attacks might fail for different reasons.
     ClientProgram attacker{asNobody({signedAttacker, "honest"})};
 
     EXPECT_TRUE(attacker.line().starts_with("granted "));
@@ -300,7 +300,7 @@ TEST(Attack, OneUserIsLookedAtNoMoreThan128TimesAtOnce)
 
     EXPECT_EQ(crowd.lines(130), expected);
 
-    // None of them is under way any more.
+    // None of them is running any more.
     ClientProgram next{asNobody({signedAttacker, "honest"})};
     EXPECT_TRUE(next.line().starts_with("granted "));
 }
@@ -333,6 +333,6 @@ TEST(Attack, AHundredThatNeverAnswerDoNotKeepOthersWaiting)
         EXPECT_EQ(program->line(), "refused it does not answer in time");
     other.tell("run a true");
     EXPECT_TRUE(other.hears("a exit 0"));
-    // A pidfd for each client that was settled is all that stays.
+    // All that remains is a pidfd for each settled client.
     EXPECT_TRUE(becomesTrue([&] { return descriptorsOf(helper) < 25; }));
 }

@@ -24,7 +24,7 @@ std::string nameOf(pid_t process, BusConnection& bus)
     return {};
 }
 
-/// Whether the client proves to who is on the bus there which process it is.
+/// Whether the client proves its identity to whoever is on that bus.
 bool isAnswered(BusConnection& bus, const std::string& client)
 {
     std::array<int, 2> ends{};
@@ -35,12 +35,12 @@ bool isAnswered(BusConnection& bus, const std::string& client)
     request.append(Fd{ends[1]}, std::vector<std::uint8_t>(32, 7));
     EXPECT_TRUE(bus.send(request));
     request = {};
-    // One that does not answer closes its end.
+    // If it does not answer, it closes its end.
     std::array<char, 1024> answer{};
     return ::read(ourEnd.get(), answer.data(), answer.size()) > 0;
 }
 
-/// A bus of our own, on which everybody may do everything, in the place of the system's.
+/// A bus of our own, on which everybody may do everything, instead of the system's.
 ClientProgram startFalseBus()
 {
     layOutFalseBus();
@@ -78,7 +78,7 @@ TEST(BusAttack, AClientTakesOutputFromTheHelperAlone)
     EXPECT_EQ(client.version(), "a version 1.0.0");
     const auto bus = joinBus();
 
-    // From root, whom the bus lets through.
+    // From root, which the bus permits.
     outputOf("dbus-send --system --type=method_call --dest=" + nameOf(client.pid(), *bus) +
              " /com/veltra/agentMonitor/client/1 "
              "com.veltra.agentMonitor.AppProtocol.logWithStdOut string:forged");
@@ -151,7 +151,7 @@ TEST(BusAttack, AClientAnswersNoServiceOfAnotherUsers)
         name = nameOf(client.pid(), *falseHelper);
         return !name.empty();
     }));
-    // It joins before it asks for the service.
+    // It connects to the bus before it asks for the service.
     ASSERT_TRUE(becomesTrue([&] { return isAnswered(*falseHelper, name); }));
 
     falseHelper.reset();

@@ -6,11 +6,11 @@
 
 namespace veltra {
 
-/// Where a user's own bus is, which every test finds removed.
+/// The path of a user's own bus; it does not exist when a test starts.
 inline const std::string falseBusFolder = "/tmp/users";
 inline const std::string falseBusAddress = "unix:path=" + falseBusFolder + "/system_bus_socket";
 
-/// Lays out the folder for a bus on which everybody may do everything; bus.conf there is its
+/// Creates the folder for a bus on which everybody may do everything; bus.conf in it is its
 /// configuration.
 inline void layOutFalseBus()
 {

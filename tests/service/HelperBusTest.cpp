@@ -1,4 +1,4 @@
-// What the helper is on the bus, and what it asks of it.
+// How the helper appears on the bus, and what it requests from it.
 #include "tests/service/ServiceTesting.h"
 
 #include <regex>
@@ -7,7 +7,7 @@ using namespace veltra;
 
 namespace {
 
-/// The tags of an interface's description in their order, each with its attributes sorted.
+/// The tags of an interface's description in order, each with its attributes sorted.
 Words tagsOf(const std::string& description, const std::string& interface)
 {
     const auto start = description.find("<interface name=\"" + interface + "\"");
@@ -57,14 +57,14 @@ bool handsOutProcesses(BusConnection& bus)
     return credentials && findProperty<Fd>(*credentials, "ProcessFD");
 }
 
-/// How often the helper asks the bus whether a name is still there, while a client is let in.
+/// How often the helper asks the bus whether a name still exists while it admits a client.
 std::ptrdiff_t questionsAboutNames()
 {
     Client first;
     first.version();
     const std::string name = askBus<std::string>(*joinBus(), "GetNameOwner", helperName).value();
     ClientProgram monitor{{"stdbuf", "-oL", "dbus-monitor", "--system", "--profile"}};
-    // Its first line says what the columns are, its later ones that it listens.
+    // Its first line names the columns; the later ones show that it listens.
     EXPECT_TRUE(becomesTrue([&] { return monitor.line().find("NameLost") != std::string::npos; }));
 
     Client second;

@@ -1,11 +1,11 @@
-// What a command's caller sees.
+// What the caller of a command sees.
 #include "tests/service/ServiceTesting.h"
 
 using namespace veltra;
 
 namespace {
 
-// A command's whole course, sorted. Each stream ends with an empty piece.
+// A command's complete output, sorted. Each stream ends with an empty piece.
 Words course(Client& client, const std::string& command, std::size_t count)
 {
     client.tell(command);
@@ -117,7 +117,7 @@ TEST(HelperCommand, DropsAPieceThatIsNotUtf8AndNoOther)
 {
     Client client;
 
-    // What is said on the other stream is read no sooner than what was written before it.
+    // Output is not read before what was written earlier to the other stream.
     client.tell("run a printf 'bad \\xFF'; printf read >&2; "
                 "until [[ -e /tmp/go ]]; do sleep 0.01; done; printf good");
     EXPECT_EQ(client.line(), "a err read");
@@ -163,7 +163,7 @@ TEST(HelperCommand, GivesTheToolNoDescriptorOfOurs)
 {
     Client client;
 
-    // The listing has one of its own, and the shell has the script as 255.
+    // One is the listing's own, and the shell has the script open as 255.
     client.tell("run a echo $(ls /proc/self/fd)");
 
     EXPECT_TRUE(client.hears("a out 0 1 2 3\\n"));
@@ -194,7 +194,7 @@ TEST(HelperCommand, AnswersWhenTheToolClosedItsOutputAndWentOn)
 {
     Client client;
 
-    // systemd holds the streams open itself until the tool has ended, so their ends may come last.
+    // systemd itself holds the streams open until the tool has ended, so their ends may come last.
     EXPECT_EQ(course(client, "run a exec >&- 2>&-; sleep 0.2; exit 4", 3),
               (Words{"a err ", "a exit 4", "a out "}));
 }

@@ -1,4 +1,4 @@
-// Who is not let in from namespaces of his own, or through a bus of his own.
+// Who is refused that connects from other namespaces, or through another bus.
 #include "tests/service/FalseBus.h"
 #include "tests/service/ServiceTesting.h"
 
@@ -26,7 +26,8 @@ Words relaying(const std::string& mode)
     return {attacker, mode, trusted, falseBusFolder};
 }
 
-// The trusted program, as it is led to the attacker's bus, calls what it takes for the helper.
+// The trusted program has been led to the attacker's bus and calls what it believes to be the
+// helper.
 void expectTheTrustedProgramToCallTheFalseHelper(ClientProgram& program)
 {
     ASSERT_EQ(program.lines(2), (Words{"in wait", "ready"}));
@@ -98,7 +99,7 @@ TEST(NamespaceAttack, ARelayThroughABusThatTheEnvironmentNamesReachesNoTrustedPr
     program.tell("version a");
     EXPECT_EQ(program.line(), "a version 1.0.0");
 
-    // Another program, which goes where it is led and gets the name there, sets the relay going.
+    // Another program, which connects where it is told and gets the name there, starts the relay.
     outputOf("setpriv --reuid=65534 --regid=65534 --clear-groups env DBUS_SYSTEM_BUS_ADDRESS=" +
              falseBusAddress + " dbus-send --system --type=method_call --dest=" + helperName +
              " /com/veltra/agentMonitor/helper com.veltra.agentMonitor.Connections.Open "

@@ -13,7 +13,7 @@ namespace veltra {
 
 namespace {
 
-// The scripts leave it where everything is a copy.
+// The scripts leave it in the place where everything is a copy.
 constexpr const char* mark = "/veltra-throw-away";
 
 [[noreturn]] void runInside(char** arguments)
@@ -22,7 +22,7 @@ constexpr const char* mark = "/veltra-throw-away";
     const char* const place = std::getenv("VELTRA_TEST_PLACE");
     std::string script = std::string{VELTRA_TEST_SCRIPTS "/"} + (place ? place : "on-system-bus");
     std::vector<char*> command{script.data()};
-    command.push_back(::realpath("/proc/self/exe", nullptr)); // the folder is another one there
+    command.push_back(::realpath("/proc/self/exe", nullptr)); // the folder is a different one there
     while (*++arguments)
         command.push_back(*arguments);
     command.push_back(nullptr);
@@ -41,7 +41,8 @@ int runTestsOnSystemBus(int count, char** arguments,
     if (!testing::GTEST_FLAG(list_tests) && !std::filesystem::exists(mark))
         runInside(all.data());
 
-    // What started us may have left descriptors open, which are no business of what we start.
+    // The program that started us may have left descriptors open, which the programs that we start
+    // must not get.
     ::close_range(STDERR_FILENO + 1, ~0U, CLOSE_RANGE_CLOEXEC);
     testing::UnitTest::GetInstance()->listeners().Append(listener.release());
     return RUN_ALL_TESTS();

@@ -6,9 +6,9 @@
 
 namespace veltra {
 
-/// Runs the tests on a system bus of their own, by starting this program again where there is one:
-/// behind $VELTRA_TEST_PLACE if it is set, which is one of the scripts beside this file.
-/// `listener` is for the program there. The answer is the program's exit status.
+/// Runs the tests on a separate system bus, by starting this program again where there is one:
+/// through $VELTRA_TEST_PLACE if it is set, which is one of the scripts beside this file.
+/// `listener` is for the program there. Returns the program's exit status.
 [[nodiscard]] int runTestsOnSystemBus(int count, char** arguments,
                                       std::unique_ptr<testing::TestEventListener> listener);
 

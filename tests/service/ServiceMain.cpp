@@ -5,7 +5,7 @@ namespace {
 
 using namespace veltra;
 
-/// Each test finds the files as they are installed, no helper, and an empty log.
+/// Each test starts with the files as they are installed, no helper, and an empty log.
 class CleanStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override
     {
@@ -15,7 +15,7 @@ class CleanStart : public testing::EmptyTestEventListener {
         helperLogStart = wholeHelperLog().size();
     }
 
-    // Nobody waits for the helper's end, so that its exit status tells nothing.
+    // Nobody waits for the helper's end, so its exit status says nothing.
     void OnTestEnd(const testing::TestInfo&) override
     {
         EXPECT_EQ(wholeHelperLog().find("Sanitizer"), std::string::npos) << wholeHelperLog();

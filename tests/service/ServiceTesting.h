@@ -37,7 +37,7 @@ class Client : public ClientProgram {
         tell("connect a");
     }
 
-    /// The version, by which a connection is opened: "a version 1.0.0" when all is well.
+    /// The version, a request for which opens a connection: "a version 1.0.0" if all is well.
     std::string version(const std::string& connection = "a")
     {
         tell("version " + connection);
@@ -63,13 +63,13 @@ inline std::string outputOf(const std::string& command)
     return status == 0 ? output : output + "status " + std::to_string(WEXITSTATUS(status));
 }
 
-/// Whether systemd runs here, and starts the helper.
+/// Whether systemd runs here and starts the helper.
 inline bool isUnderSystemd()
 {
     return std::filesystem::exists("/run/systemd/system");
 }
 
-/// Asks the bus itself something about a name; none when it answers with an error.
+/// Asks the bus itself something about a name; empty if it answers with an error.
 template <typename Result>
 std::optional<Result> askBus(BusConnection& bus, const char* method, const std::string& name)
 {
@@ -88,7 +88,7 @@ inline std::unique_ptr<BusConnection> joinBus()
     return std::move(BusConnection::open().value());
 }
 
-/// The process that owns a name on the bus, 0 when there is none. Does not start it.
+/// The process that owns a name on the bus, 0 if there is none. Does not start it.
 inline pid_t ownerOf(const std::string& name, BusConnection& bus)
 {
     return static_cast<pid_t>(
@@ -105,7 +105,7 @@ inline pid_t helperProcess()
     return ownerOf(helperName);
 }
 
-/// Ends the helper at once, if one runs.
+/// Kills the helper, if one runs.
 inline void killHelper()
 {
     if (const pid_t helper = helperProcess()) {
@@ -131,7 +131,7 @@ inline long descriptorsOf(pid_t pid)
     return std::distance(begin(entries), end(entries));
 }
 
-/// Whether something becomes true in time; for what tells nobody that it happened.
+/// Whether something becomes true in time; for things that nothing announces.
 template <typename Condition>
 bool becomesTrue(const Condition& condition,
                  std::chrono::milliseconds patience = std::chrono::seconds{20})
@@ -145,7 +145,7 @@ bool becomesTrue(const Condition& condition,
     return true;
 }
 
-/// Whether a process ends in time, though it is no child.
+/// Whether a process ends in time; it need not be a child.
 inline bool ends(pid_t pid, std::chrono::milliseconds patience = std::chrono::seconds{20})
 {
     const PidFd process = PidFd::open(pid);
@@ -159,8 +159,8 @@ inline std::string contentOf(const std::string& path)
     return std::move(content).str();
 }
 
-/// All that helpers have ever logged here. One that the bus started writes where the bus writes,
-/// one that systemd started to the journal.
+/// Everything that helpers have ever logged here. A helper that the bus started writes where the
+/// bus writes, and one that systemd started writes to the journal.
 inline std::string wholeHelperLog()
 {
     if (isUnderSystemd())
@@ -174,7 +174,7 @@ inline std::string wholeHelperLog()
     return lines;
 }
 
-/// How much of it there was when the test began.
+/// The size of the log when the test started.
 inline std::size_t helperLogStart = 0;
 
 inline std::string helperLog()
@@ -182,7 +182,7 @@ inline std::string helperLog()
     return wholeHelperLog().substr(helperLogStart);
 }
 
-/// Puts another program where the helper is installed.
+/// Replaces the installed helper with another program.
 inline void installHelper(const std::string& program)
 {
     std::filesystem::remove(helperPath);

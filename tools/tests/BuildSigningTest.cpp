@@ -1,4 +1,4 @@
-// Runs make-signing-chain, and looks at what the build signed with the chain that it made.
+// Runs make-signing-chain, and checks what the build signed with the chain that it made.
 
 #include "platform/base/tests/FinishedProgram.h"
 #include "platform/signing/CodeSigner.h"

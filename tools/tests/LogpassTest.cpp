@@ -39,7 +39,7 @@ class LogpassTest : public testing::Test {
         return execute(arguments, "/dev/null", output);
     }
 
-    /// Runs any program; its output is kept unless it goes somewhere special.
+    /// Runs any program; its output is kept unless it is redirected.
     FinishedProgram execute(Arguments arguments, const std::string& input = "/dev/null",
                             const std::string& output = {}) const
     {

@@ -1,4 +1,4 @@
-// The texts that VXStatusResourceController gives, and what it does not look them up by.
+// The texts that VXStatusResourceController provides, and what does not influence them.
 
 #include "watch/VXStatusResourceController.h"
 #include "watch/tests/TestBundle.h"

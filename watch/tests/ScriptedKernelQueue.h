@@ -17,7 +17,7 @@ class ScriptedKernelQueue : public KernelQueue {
   public:
     using Outcome = std::function<std::optional<Event>()>;
 
-    /// The next wait has this outcome.
+    /// Sets the outcome of the next wait.
     void add(Outcome outcome)
     {
         const std::lock_guard lock{mutex_};
@@ -25,7 +25,7 @@ class ScriptedKernelQueue : public KernelQueue {
         changed_.notify_all();
     }
 
-    /// Waits until interrupt() was called; false when it is not within half a minute.
+    /// Waits until interrupt() was called; false if it is not called within half a minute.
     bool waitUntilInterrupted()
     {
         std::unique_lock lock{mutex_};

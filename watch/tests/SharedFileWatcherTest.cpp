@@ -7,7 +7,7 @@
 namespace veltra {
 namespace {
 
-/// Where the shared watcher hands the newest log's path.
+/// Receives the newest log's path from the shared watcher.
 class CountingReceiver : public LogPathReceiver {
   public:
     void addpath(const QString& path) override
@@ -33,7 +33,7 @@ CountingReceiver& receiver()
     return instance;
 }
 
-// In one process there is one shared watcher, so what it is given is settled before all tests.
+// There is one shared watcher in a process, so its dependencies are set before all tests.
 class SharedFileWatcherTest : public testing::Test {
   protected:
     static void SetUpTestSuite()
@@ -73,7 +73,7 @@ TEST_F(SharedFileWatcherTest, PostsOnTheDefaultCentreAndHandsTheNewestLogToTheRe
     std::atomic<bool> isDeleted = false;
     const auto writes = NotificationCenter::defaultCenter().addObserver(
         VXStatusFileWatcherWriteNotification, &watcher, [&](const Notification&) { ++written; });
-    // The last thing that is posted about the file, on the centre that is posted to last.
+    // The last notification about the file, on the centre that is used last.
     const auto deletions = Workspace::sharedWorkspace().notificationCenter().addObserver(
         VXStatusFileWatcherDeleteNotification, &watcher,
         [&](const Notification&) { isDeleted = true; });

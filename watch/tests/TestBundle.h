@@ -10,17 +10,18 @@
 
 namespace veltra {
 
-/// Bundles in a folder of one test's own: the program's, and inside it the one of texts.
+/// Bundles in a test's own folder: the program's, and inside it the one of texts.
 class TestBundle {
   public:
-    /// `entries` are the lines of the program's information dictionary, beside its identifier.
+    /// `entries` are the lines of the program's information dictionary, in addition to its
+    /// identifier.
     explicit TestBundle(std::string_view entries = {},
                         std::string_view identifier = "com.veltra.vxStatusMonitorApp")
     {
         writeInformation("Contents", identifier, entries);
     }
 
-    /// Puts the bundle of texts in, with the catalogues in `folder`.
+    /// Adds the bundle of texts, with the catalogues in `folder`.
     void addTexts(const std::filesystem::path& folder) const
     {
         addTextsWithoutCatalogue();

@@ -95,7 +95,7 @@ TEST_F(VXStatusQueuePathEntryTest, OpeningANamedPipeWaitsForNobody)
     });
 
     const auto outcome = opening.wait_for(std::chrono::minutes{1});
-    // Lets an opening that does wait end.
+    // Unblocks a call of open(2) that is waiting.
     const Fd other{::open(folder_.file("pipe").c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC)};
 
     EXPECT_EQ(outcome, std::future_status::ready);

@@ -29,13 +29,13 @@ class RecordingDelegate : public VXStatusQueueDelegate {
 
 class VXStatusQueueTest : public WatcherTest {
   protected:
-    /// Lets the watcher say something about a path, on the main thread.
+    /// Makes the watcher post a notification about a path, on the main thread.
     void say(const QString& path, const QString& name = VXStatusFileWatcherDeleteNotification)
     {
         central_->postNotification(name, path);
     }
 
-    /// What was passed on by a view, in words.
+    /// The notifications that a view passed on, as text.
     [[nodiscard]] QStringList passedOnBy(const VXStatusQueue& view) const
     {
         QStringList words;
@@ -258,7 +258,8 @@ TEST_F(VXStatusQueueTest, WhatIsPassedOnHasTheViewAsObjectAndTheSameUserInfo)
 
     say(log());
 
-    // The watcher's own on the default centre, with the two passed on inside it or right after.
+    // The watcher's own on the default centre, with the two passed on inside it or directly after
+    // it.
     std::size_t passedOn = 0;
     for (const Happening& each : happenings()) {
         EXPECT_EQ(each.notification.userInfo, (QVariantMap{{QStringLiteral("path"), log()}}));

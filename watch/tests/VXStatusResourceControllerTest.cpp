@@ -23,7 +23,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// A log folder of a test's own.
+/// A test's own log folder.
 class LogFolderTest : public testing::Test {
   protected:
     void makeLog(const std::string& name, time_t date)
@@ -190,7 +190,7 @@ TEST(VXStatusResourceController, LogsAMissingFolderAndGivesNothing)
                   contentsOfDirectory(folder.file("missing/")).error().message());
 }
 
-/// Without root's right to read everything, for the calling thread.
+/// Removes root's right to read everything, for the calling thread.
 class AsOrdinaryUser {
   public:
     AsOrdinaryUser() : previous_{::setfsuid(65534)} {}
@@ -222,8 +222,8 @@ TEST(VXStatusResourceController, LogsAnUnreadableFolderAndGivesNothing)
     EXPECT_TRUE(log.messages().front().ends_with("Permission denied")) << log.messages().front();
 }
 
-/// A log folder whose path is so long that files with long names in it cannot be asked for
-/// their date, though they are listed.
+/// A log folder with such a long path that the dates of files with long names in it cannot be read,
+/// although the files are listed.
 class DeepFolder {
   public:
     DeepFolder()
@@ -241,7 +241,7 @@ class DeepFolder {
     DeepFolder(const DeepFolder&) = delete;
     DeepFolder& operator=(const DeepFolder&) = delete;
 
-    // By its descriptor, for the path of a file with a long name cannot be used.
+    // Through its descriptor, because the path of a file with a long name is too long.
     ~DeepFolder()
     {
         for (const std::string& name : names_)
@@ -283,7 +283,8 @@ TEST(VXStatusResourceController, LeavesOutAllLogsListedBehindOneWhoseDateCannotB
         folder.add("vxsvc_a" + std::to_string(i));
     std::vector<std::string> names;
     std::size_t unreadable = 0;
-    // The order of listing is the file system's; one that has logs on both sides is looked for.
+    // The order of listing depends on the file system; a file that has logs on both sides is looked
+    // for.
     for (int i = 0; i < 50 && (unreadable == 0 || unreadable + 1 >= names.size()); ++i) {
         folder.add("vxsvc_" + std::string(243, 'x') + std::to_string(10 + i));
         folder.add("vxsvc_b" + std::to_string(i));

@@ -1,4 +1,4 @@
-// The watcher's end after the event loop's: every test makes and ends an application of its own.
+// The watcher's end after the event loop's: every test creates and destroys its own application.
 
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/desktop/MainQueue.h"
@@ -13,7 +13,8 @@
 namespace veltra {
 namespace {
 
-/// Tells when the watcher's thread has taken an event: it notes the path before all else.
+/// Reports when the watcher's thread has taken an event: the thread notes the path before anything
+/// else.
 class NotingGate : public FakeWorkspace {
   public:
     void noteFileSystemChanged(const QString& /*path*/) override { noted.open(); }
@@ -30,7 +31,7 @@ class WatcherEndTest : public testing::Test {
                                           VXStatusQueueCentral::allNotes);
     }
 
-    /// Lets something happen whose notification the thread cannot get rid of, as no loop turns.
+    /// Causes a notification that the thread cannot deliver, because no event loop runs.
     void holdUpThread()
     {
         queue_->post(entry_->watchedFD(), NOTE_RENAME | NOTE_DELETE);
@@ -77,7 +78,7 @@ TEST_F(WatcherEndTest, EndsAfterTheLoopWasClosedWhileItsThreadWaitedForIt)
     central_.reset();
 
     systemLog_.drain();
-    EXPECT_LE(recording_->messages().size(), 1U); // of the post that the close met
+    EXPECT_LE(recording_->messages().size(), 1U); // of the post that was interrupted by close()
 }
 
 TEST_F(WatcherEndTest, SaysNothingOfTheClosedLoopWhenItIsEnding)

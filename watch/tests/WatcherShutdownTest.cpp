@@ -1,4 +1,4 @@
-// The watcher ends at any moment: without a deadlock, without a thread or a descriptor left.
+// The watcher ends at any time: without a deadlock and without leaving a thread or a descriptor.
 
 #include "watch/VXStatusQueueCentral.h"
 #include "watch/tests/ScriptedKernelQueue.h"
@@ -13,7 +13,7 @@ namespace {
 
 class WatcherShutdownTest : public WatcherTest {
   protected:
-    /// Replaces the watcher by one whose events and interruption the test controls.
+    /// Replaces the watcher with one whose events and interruption the test controls.
     ScriptedKernelQueue& script()
     {
         auto owned = std::make_unique<ScriptedKernelQueue>();
@@ -25,7 +25,8 @@ class WatcherShutdownTest : public WatcherTest {
     std::ptrdiff_t threads_ = threadCount();
 };
 
-/// Tells when the watcher's thread has taken an event: it notes the path before all else.
+/// Reports when the watcher's thread has taken an event: the thread notes the path before anything
+/// else.
 class NotingGate : public FakeWorkspace {
   public:
     void noteFileSystemChanged(const QString& /*path*/) override { noted.open(); }
@@ -93,7 +94,7 @@ TEST_F(WatcherShutdownTest, EndsWhileItsThreadWaitsForTheMainThread)
                                                     .installation = installation_});
     central->addPath(log());
 
-    // From here on the event loop does not turn, so the thread is held up by its first post.
+    // From here on no event loop runs, so the thread blocks in its first post.
     queue.post(central->entry(log())->watchedFD(), 0x7F);
     ASSERT_TRUE(workspace.noted.waitUntilOpen());
     central.reset();
@@ -113,7 +114,7 @@ TEST_F(WatcherShutdownTest, WaitsForAnObserverThatIsInALongPass)
             isInside.open();
             MainQueue::post([] {});
             ASSERT_TRUE(queue.waitUntilInterrupted());
-            // A pass's last words to the main thread, which is already waiting for this one.
+            // A pass's last request to the main thread, which is already waiting for this thread.
             MainQueue::runAndWait([&] { hasEnded = true; });
         });
     queue.add([&] { return KernelQueue::Event{.fflags = NOTE_EXTEND, .udata = entry}; });
@@ -149,7 +150,7 @@ TEST_F(WatcherShutdownTest, TakesNoFurtherEventOnceItIsToEnd)
 
 TEST_F(WatcherShutdownTest, EndsWhileEventsPourIn)
 {
-    // Ends by itself when the test does, however that comes about.
+    // Ends by itself when the test does, however the test ends.
     std::jthread writer{[this](const std::stop_token& stop) {
         while (!stop.stop_requested())
             logs_.append("vxsvc_1.log", "x\n");

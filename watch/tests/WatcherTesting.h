@@ -29,8 +29,8 @@
 
 namespace veltra {
 
-/// Runs the event loop until `condition` holds; false when it does not within a minute, which a
-/// busy machine and a slow build may well need a part of.
+/// Runs the event loop until `condition` holds; false if it does not within a minute, part of which
+/// a busy machine and a slow build may need.
 [[nodiscard]] inline bool runLoopLongUntil(const std::function<bool()>& condition)
 {
     for (int attempt = 0; attempt < 6; ++attempt)
@@ -39,7 +39,7 @@ namespace veltra {
     return false;
 }
 
-/// Something that one thread waits for and another makes true. Any thread.
+/// A condition that one thread waits for and another makes true. Any thread.
 class Gate {
   public:
     void open()
@@ -49,7 +49,7 @@ class Gate {
         opened_.notify_all();
     }
 
-    /// False when nobody opens it within half a minute.
+    /// False if nobody opens it within half a minute.
     bool waitUntilOpen() const
     {
         std::unique_lock lock{mutex_};
@@ -76,7 +76,7 @@ struct Happening {
     [[nodiscard]] QString inWords() const { return where + u' ' + notification.name; }
 };
 
-/// What happened, in order. Any thread; wakes the event loop with everything that is added.
+/// What happened, in order. Any thread; wakes the event loop for everything that is added.
 class Journal {
   public:
     void add(const QString& where, const Notification& notification)
@@ -131,8 +131,8 @@ class JournalingReceiver : public LogPathReceiver {
 
 inline const QString logNotification = QStringLiteral("VXStatusNotification");
 
-/// A watcher over a queue without a kernel, beside a log folder with one log in it, and a journal
-/// of everything that the watcher does.
+/// A watcher over a queue without a kernel, a log folder with one log in it, and a journal of
+/// everything that the watcher does.
 class WatcherTest : public testing::Test {
   protected:
     WatcherTest()
@@ -160,7 +160,7 @@ class WatcherTest : public testing::Test {
         return QString::fromStdString(logs_.file(name));
     }
 
-    /// Makes a log that is newer than all others by `seconds`.
+    /// Creates a log that is newer than all others by `seconds`.
     void makeLog(const std::string& name, int seconds) const
     {
         logs_.write(name, "");
@@ -169,7 +169,7 @@ class WatcherTest : public testing::Test {
         std::filesystem::last_write_time(logs_.file(name), later);
     }
 
-    /// Lets bits happen to a watched path, as one event.
+    /// Reports bits for a watched path, as one event.
     void post(const QString& path, std::uint32_t notes)
     {
         const auto entry = central_->entry(path);
@@ -177,8 +177,8 @@ class WatcherTest : public testing::Test {
         queue_->post(entry->watchedFD(), notes);
     }
 
-    /// Waits until the watcher has done with everything that was posted: something happens to
-    /// another file last, and its event comes after all of theirs.
+    /// Waits until the watcher has processed everything that was posted: finally another file
+    /// changes, and its event comes after all of theirs.
     void settle()
     {
         const QString fence = QString::fromStdString(elsewhere_.file("fence"));
@@ -250,8 +250,8 @@ class WatcherTest : public testing::Test {
     return std::distance(std::filesystem::directory_iterator{folder},
                          std::filesystem::directory_iterator{});
 }
-/// How many threads the process has. The first call makes one and waits for its end, since
-/// ThreadSanitizer starts a thread of its own along with the first one of the program.
+/// How many threads the process has. The first call starts one and waits for its end, because
+/// ThreadSanitizer starts its own thread along with the program's first one.
 [[nodiscard]] inline std::ptrdiff_t threadCount()
 {
     static const bool isStarted = [] {
@@ -270,8 +270,8 @@ class WatcherTest : public testing::Test {
     return entriesOf("/proc/self/fd");
 }
 
-/// Whether the process comes down to `count` threads; one that was joined may be listed a moment
-/// longer.
+/// Whether the number of threads falls to `count`; a joined thread may still be listed for a
+/// moment.
 [[nodiscard]] inline bool waitForThreadCount(std::ptrdiff_t count)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};

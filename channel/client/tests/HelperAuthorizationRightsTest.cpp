@@ -53,7 +53,7 @@ class AuthorizationRightsUpdate : public testing::Test {
         });
     }
 
-    /// Has the right stored with something else in the place of the definition.
+    /// Stores the right with a different value instead of the definition.
     void store(const RightDefinition& stored)
     {
         services.rights()[name] = {stored, "a prompt"};

@@ -10,7 +10,7 @@
 
 namespace veltra {
 
-/// What surrounds controllers of the helper in a test. Must outlive them.
+/// The dependencies of the helper's controllers in a test. Must outlive them.
 class FakeHelperSurroundings {
   public:
     explicit FakeHelperSurroundings(const char* helperCopy)
@@ -19,7 +19,7 @@ class FakeHelperSurroundings {
         authorization.gained().insert(kSMRightBlessPrivilegedHelper);
     }
 
-    /// The controllers that nothing but their connections holds go, too.
+    /// Also releases the controllers that only their connections keep alive.
     ~FakeHelperSurroundings()
     {
         for (const auto& connection : connections)

@@ -17,7 +17,7 @@ namespace {
 
 class HelperToolControllerTest : public testing::Test {
   protected:
-    /// Lets the main thread do what was posted to it so far.
+    /// Lets the main thread do what has been posted to it so far.
     static void turn()
     {
         bool isDone = false;
@@ -25,7 +25,7 @@ class HelperToolControllerTest : public testing::Test {
         EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
     }
 
-    /// What the controller prints while `action` and what it posts run.
+    /// What the controller prints while `action` and the work that it posts run.
     template <typename Action>
     std::string printedDuring(Action action)
     {

@@ -1,4 +1,4 @@
-// Prints what CodesignCheck says in the place of the helper:
+// Prints the result of CodesignCheck, as run by a helper:
 //   CheckClient matches PID | self | deleted-self PROGRAM | pid PID | path PATH
 
 #include "helper/CodesignCheck.h"

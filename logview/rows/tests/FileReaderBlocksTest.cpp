@@ -77,7 +77,7 @@ TEST_F(FileReaderBlocks, LeavesABlocksLinesWhereTheyAre)
 
 TEST_F(FileReaderBlocks, ReadsBlocksWithAnyDelimiter)
 {
-    // The second is the first byte of a character of two.
+    // The second is the first byte of a two-byte character.
     for (const std::string delimiter : {";", "\xC3", "::", "\xC3\xA4"}) {
         const auto lines = readerOf("a;b::c\xC3\xA4"
                                     "d;e::f\xC3\xA4;g");

@@ -1,4 +1,4 @@
-// What FileReader does with files that are large, change while they are read, or are no files.
+// How FileReader handles files that are large, change while they are read, or are not files.
 
 #include "logview/rows/FileReader.h"
 #include "platform/base/tests/TemporaryFolder.h"
@@ -22,7 +22,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The literal way: a chunk at a time from the file's bytes, searched without going back.
+// The simple way: reads the file's bytes a chunk at a time and searches them without going back.
 std::vector<std::string> linesTheSlowWay(const std::string& bytes, const std::string& delimiter,
                                          std::size_t chunkSize)
 {
@@ -291,7 +291,7 @@ TEST(FileReaderFiles, IsNullForAFifoAndDoesNotWaitForAWriter)
     auto answer = std::async(std::launch::async,
                              [&] { return FileReader::initWithFilePath(path) == nullptr; });
     const bool hasAnswered = answer.wait_for(std::chrono::minutes{1}) == std::future_status::ready;
-    if (!hasAnswered) // lets the reader go on
+    if (!hasAnswered) // lets the reader continue
         std::ofstream{path};
 
     EXPECT_TRUE(hasAnswered);
@@ -346,8 +346,8 @@ TEST(FileReaderFiles, BeginsFarInsideAFileOfManyGigabytes)
 TEST(FileReaderFiles, TellsValidLinesFromOthersAtEveryBorderOfItsBuffer)
 {
     const TemporaryFolder folder;
-    // 1 to 4 bytes wide, in lines of 37 bytes, so that in a megabyte every place of every
-    // character comes to stand at a border.
+    // Characters of 1 to 4 bytes, in lines of 37 bytes, so that within a megabyte every position in
+    // every character falls on a chunk border.
     const std::string line = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xE2\x82\xAC\xC3\xA4"
                              "bcdefghijklmnopqrstu\n";
     const std::string spoilt = "a\xC3\xA4\xE2\x82"

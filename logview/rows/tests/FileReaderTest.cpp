@@ -14,7 +14,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-/// A file of a test's own and readers of it.
+/// The test's own file and readers of it.
 class FileReaderTest : public testing::Test {
   protected:
     std::unique_ptr<FileReader> readerOf(std::string_view bytes, std::uint64_t offset = 0)

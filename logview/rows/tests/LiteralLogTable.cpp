@@ -11,7 +11,7 @@ using Text = std::u32string;
 
 enum Working : std::size_t { date, time, component, severity, message };
 
-// Null when the bytes are not UTF-8.
+// Null if the bytes are not UTF-8.
 std::optional<Text> decoded(const std::string& bytes)
 {
     Text text;

@@ -8,15 +8,15 @@
 
 namespace veltra {
 
-/// The log table kept the plain way, one small step after the other, to compare the fast one
-/// with: the file is read in chunks of ten bytes, a pass collects all its lines, turns them round
-/// and works through them character by character, and rows are inserted one by one at the top.
+/// The log table implemented in the simplest way, to compare the fast one with: the file is read in
+/// chunks of ten bytes, a pass collects all its lines, reverses them and processes them character
+/// by character, and rows are inserted one by one at the top.
 class LiteralLogTable {
   public:
     /// Date, time, component, message type, message.
     using Record = std::array<std::u32string, 5>;
 
-    /// Runs one pass over a log that holds `bytes`.
+    /// Runs one pass over a log that contains `bytes`.
     void updatelogs(const std::string& bytes, bool showAllLogs);
 
     [[nodiscard]] std::uint64_t offset() const noexcept { return offset_; }

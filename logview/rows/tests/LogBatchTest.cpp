@@ -17,11 +17,11 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-// How often memory for rows' texts can still be had.
+// How many more blocks of memory for rows' texts can be allocated.
 constexpr auto unlimited = std::numeric_limits<std::size_t>::max();
 std::size_t blocksLeft = unlimited;
 
-/// What is made in advance of the lines of a batch.
+/// What is made in advance from the lines of a batch.
 struct Made {
     Lines rows;
     std::size_t plainEnd = 0;
@@ -88,7 +88,7 @@ TEST(LogBatch, PassesOverLinesWithoutAMarkThatLackATextOrASeparator)
               (Made{{logRow("Info", "c")}, 3}));
 }
 
-// The second of these texts needs another block, and the third is not looked at any more.
+// The second of these texts needs another block, and the third is not processed any more.
 TEST(LogBatch, KeepsTheRowsThatItMadeBeforeMemoryRanOut)
 {
     const std::string longText(100'000, 'x');
@@ -109,7 +109,7 @@ TEST(LogBatch, KeepsTheRowsThatItMadeBeforeMemoryRanOut)
 } // namespace
 } // namespace veltra
 
-// Rows' texts are put into blocks of whole pages, which nothing else here asks for.
+// Rows' texts are stored in blocks of whole pages, which nothing else here requests.
 void* operator new(std::size_t bytes, std::align_val_t alignment)
 {
     if (veltra::blocksLeft == 0)

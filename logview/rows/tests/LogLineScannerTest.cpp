@@ -48,7 +48,7 @@ TEST(LogLineScanner, TakesTheFiveTextsOfALine)
     expectWhole("2024-03-05 10:22:33.456 (1234.5678) vxsvc.Info: Agent started\n", wellFormed);
 }
 
-// The first 64 bytes are looked at all at once.
+// The first 64 bytes are examined all at once.
 TEST(LogLineScanner, TakesPiecesOfEveryLength)
 {
     for (std::size_t length = 1; length < 150; ++length) {

@@ -21,7 +21,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-/// Makes logs of few words, so that what is rare in real ones happens all the time.
+/// Makes logs from only a few words, so that things that are rare in real logs happen often.
 class LogMaker {
   public:
     explicit LogMaker(unsigned seed) : random_{seed} {}
@@ -39,7 +39,7 @@ class LogMaker {
     unsigned below(unsigned limit) { return static_cast<unsigned>(random_()) % limit; }
 
   private:
-    // A well-formed line, but for what happens to be missing, doubled or replaced.
+    // A well-formed line, except for parts that are randomly missing, doubled or replaced.
     std::string line()
     {
         const std::array<std::string, 13> pieces{number(),        " ", word(), ".", word(),     " ",
@@ -72,7 +72,7 @@ class LogMaker {
         return bytes;
     }
 
-    // Tells the lines apart.
+    // Makes the lines distinguishable.
     std::string number() { return std::to_string(++line_); }
     std::string word() { return once(8) ? std::string{} : once(3) ? number() : "x"; }
     std::string message() { return once(4) ? std::string{} : token() + number() + token(); }
@@ -116,7 +116,7 @@ class LogMaker {
     unsigned line_ = 0;
 };
 
-/// A log in memory, since thousands of files on a disk take their time.
+/// A log in memory, because thousands of files on a disk would take too long.
 class LogInMemory {
   public:
     void write(const std::string& bytes) const
@@ -132,7 +132,7 @@ class LogInMemory {
     Fd file_{::memfd_create("log", MFD_CLOEXEC)};
 };
 
-/// What the compared passes did, to be sure that it was worth comparing.
+/// Counts what the compared passes did, to make sure that the comparison was meaningful.
 struct Seen {
     std::size_t rows = 0;
     std::size_t errors = 0;
@@ -178,7 +178,7 @@ void comparePasses(unsigned seed, const LogInMemory& file, RecordedLog& log, See
         ownOnes, [](const auto& message) { return message.starts_with("the error is "); }));
 }
 
-/// Passes over a log that is so large that other threads read it.
+/// Passes over a log that is large enough to be read by other threads.
 void compareLargeLog(const std::string& bytes)
 {
     const LogInMemory file;
@@ -188,7 +188,7 @@ void compareLargeLog(const std::string& bytes)
     std::uint64_t offset = 0;
     file.write(bytes);
 
-    // What is left behind a line that is no text is for the next pass.
+    // Anything after a line that is not valid text is left for the next pass.
     for (int passes = 0; passes < 5 && offset < bytes.size(); ++passes) {
         literal.updatelogs(bytes, true);
         offset = runLogPass(rows, file.path(), offset, ShownLines::all);
@@ -211,7 +211,7 @@ TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsAndLogsTheSameMessagesForALarge
     compareLargeLog(bytes);
 }
 
-// The lines are worked through in batches of half a megabyte, most of them in advance.
+// The lines are processed in batches of half a megabyte, most of them in advance.
 TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsWhereverAGapStands)
 {
     for (const std::size_t every : {3U, 5U, 50U}) {

@@ -19,10 +19,10 @@ using Lines = std::vector<std::string>;
 const std::string errorText = "the error is Range or index out of bounds";
 const std::string first = logLine("Info", "the first of a pass");
 
-/// A log file, the table's rows, and the passes that lead from one to the other.
+/// A log file, the table's rows, and the passes between them.
 class LogPassTest : public testing::Test {
   protected:
-    /// Appends to the log and runs a pass; answers the whole table, top row first.
+    /// Appends to the log and runs a pass; returns the whole table, top row first.
     Lines append(std::string_view bytes, ShownLines shown = ShownLines::errorsAndInfos)
     {
         folder_.append("log", bytes);

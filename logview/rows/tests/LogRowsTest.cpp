@@ -131,7 +131,7 @@ TEST(LogRows, MayBeMadeByOthersAndAppendedManyAtATime)
 {
     LogRows rows;
     Lines expected;
-    // More than stand together, and not a multiple of that.
+    // More rows than fit into one chunk, and not a multiple of that.
     for (int part = 0; part < 7; ++part) {
         std::vector<LogRows::Row> made;
         for (int i = 0; i < 1'500; ++i) {

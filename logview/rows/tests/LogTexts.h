@@ -9,7 +9,7 @@
 
 namespace veltra {
 
-/// The five texts in the order of the columns; the result refers to what it is given.
+/// The five texts in the order of the columns; the result refers to the arguments.
 [[nodiscard]] inline LogLineTexts logTexts(std::string_view date, std::string_view time,
                                            std::string_view component, std::string_view messageType,
                                            std::string_view message)
@@ -23,7 +23,7 @@ namespace veltra {
     return texts;
 }
 
-/// The published rows, the top one first, their texts parted by tabulators.
+/// The published rows, the top one first, their texts separated by tabs.
 [[nodiscard]] inline std::vector<std::string> rowsFromTheTop(const LogRows& rows)
 {
     std::vector<std::string> lines;
@@ -39,7 +39,7 @@ namespace veltra {
     return line.append(messageType).append(": ").append(message).append("\n");
 }
 
-/// The row that logLine() is made into.
+/// The row that logLine() results in.
 [[nodiscard]] inline std::string logRow(std::string_view messageType, std::string_view message)
 {
     return tabSeparatedRow(logTexts("2024-03-05", "10:22:33", "vxsvc", messageType, message));

@@ -34,7 +34,7 @@ TEST(MemoryBlock, BeginsAtAPage)
     EXPECT_EQ(reinterpret_cast<std::uintptr_t>(memory.data()) % 4096, 0U);
 }
 
-// Where the pages of a block are: as mincore(2) has it, in memory or not.
+// Whether the pages of a block are in memory, according to mincore(2).
 std::vector<unsigned char> residentPagesOf(const MemoryBlock& memory)
 {
     std::vector<unsigned char> pages(memory.size() / 4096);
@@ -46,7 +46,7 @@ std::vector<unsigned char> residentPagesOf(const MemoryBlock& memory)
 TEST(MemoryBlock, HasItsPagesOnceItIsPopulated)
 {
     const MemoryBlock memory{std::size_t{8} << 20};
-    // It may have been used before.
+    // The memory may have been used before.
     ASSERT_EQ(::madvise(memory.data(), memory.size(), MADV_DONTNEED), 0);
     ASSERT_EQ(std::ranges::count(residentPagesOf(memory), 1), 0);
 

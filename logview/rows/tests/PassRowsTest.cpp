@@ -13,7 +13,7 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-/// The rows that become of scanned lines, given in file order.
+/// The rows that result from scanned lines, given in file order.
 class PassRowsTest : public testing::Test {
   protected:
     static ScannedLine line(std::string_view date, std::string_view time,

@@ -11,7 +11,7 @@
 namespace veltra {
 namespace {
 
-// Takes pieces of the given sizes, fills each with a letter of its own and looks whether all kept
+// Takes pieces of the given sizes, fills each with a different letter and checks that all kept
 // theirs.
 bool keepsEveryPiece(RowMemory& memory, const std::vector<std::size_t>& sizes)
 {

@@ -78,7 +78,7 @@ TEST(WhiteSpace, IsKeptInsideAText)
 
 TEST(WhiteSpace, IsNotLookedForInTheMiddleOfACharacter)
 {
-    // Each ends with the bytes of a space, or a part of them, without being one.
+    // Each ends with the bytes of a space, or some of them, but is not one.
     for (const std::string text : {"\xE0\xA2\x85", "\xE1\x82\xA0", "\xF0\x90\x80\x80"})
         EXPECT_EQ(withoutWhiteSpaceAtEnds(text), text);
 }

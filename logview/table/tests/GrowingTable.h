@@ -14,8 +14,8 @@
 
 namespace veltra {
 
-/// Rows that come on top, as they do in a log. A cell tells its row, counted from the bottom, and
-/// its column.
+/// Rows that are inserted on top, as in a log. A cell contains its row, counted from the bottom,
+/// and its column.
 class GrowingTable : public QAbstractTableModel {
   public:
     [[nodiscard]] int rowCount(const QModelIndex& parent = {}) const override

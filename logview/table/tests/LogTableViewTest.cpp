@@ -24,7 +24,7 @@ class LogTableViewTest : public testing::Test {
     LogTableViewTest()
     {
         view_.setModel(&model_);
-        // Larger windows Qt paints on threads of its own, which look like races to ThreadSanitizer.
+        // Qt paints larger windows on several threads, which ThreadSanitizer reports as races.
         view_.resize(400, 200);
         view_.show();
         view_.activateWindow();

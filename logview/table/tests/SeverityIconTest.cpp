@@ -30,7 +30,7 @@ int coveredPixels(const QImage& image)
     return covered;
 }
 
-// Pixels that one covers and the other does not: what is seen without any colour.
+// The pixels that only one of them covers: the difference that is visible without colour.
 int differentlyCovered(const QImage& one, const QImage& other)
 {
     int different = 0;

@@ -11,7 +11,7 @@
 namespace veltra {
 namespace {
 
-/// Adds up what of a widget is painted.
+/// Adds up the painted regions of a widget.
 class PaintedRegion : public QObject {
   public:
     explicit PaintedRegion(QWidget& widget) { widget.installEventFilter(this); }
@@ -27,7 +27,7 @@ class PaintedRegion : public QObject {
     }
 };
 
-/// Paints as usual and tells what it was asked to paint.
+/// Paints as usual and records what it was asked to paint.
 class TellingDelegate : public QStyledItemDelegate {
   public:
     void paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -40,7 +40,7 @@ class TellingDelegate : public QStyledItemDelegate {
     mutable std::map<QModelIndex, QStyle::State> painted;
 };
 
-// A style's gradients come out a trifle different when only a part of them is painted.
+// A style's gradients look slightly different if only a part of them is painted.
 bool looksTheSame(const QImage& one, const QImage& other)
 {
     const auto isNear = [](int left, int right) { return std::abs(left - right) <= 2; };
@@ -55,7 +55,7 @@ bool looksTheSame(const QImage& one, const QImage& other)
     return one.size() == other.size();
 }
 
-/// What stands on the display, as opposed to what would be painted now.
+/// The pixels on the display, as opposed to what would be painted now.
 class UniformRowTableViewPictureTest : public UniformRowTableViewTest {
   protected:
     QImage display()

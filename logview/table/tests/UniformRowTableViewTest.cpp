@@ -348,7 +348,7 @@ TEST_F(UniformRowTableViewTest, TellsAssistiveTechnologyOfItsCellsAndTitles)
     EXPECT_EQ(last->text(QAccessible::Name), QStringLiteral("0/3"));
     const auto titles = last->tableCellInterface()->columnHeaderCells();
     ASSERT_EQ(titles.size(), 1);
-    // Made for the caller, who gives it back so.
+    // The caller owns it.
     const QAccessible::Id title = QAccessible::registerAccessibleInterface(titles.front());
     EXPECT_EQ(titles.front()->text(QAccessible::Name), QStringLiteral("title 3"));
     QAccessible::deleteAccessibleInterface(title);

@@ -57,7 +57,7 @@ class EventLoopTest : public testing::Test {
         return std::move(registration.value());
     }
 
-    /// Runs the loop until it has nothing to do: what is posted takes turns with all else.
+    /// Runs the loop until it has nothing to do: posted work alternates with everything else.
     void runOut()
     {
         constexpr int enough = 10;

@@ -6,7 +6,7 @@
 
 namespace veltra {
 
-/// What a file holds; nothing when it cannot be read.
+/// The content of a file; empty if it cannot be read.
 inline std::string bytesOf(const std::string& path)
 {
     std::ostringstream bytes;

@@ -16,7 +16,7 @@
 
 namespace veltra {
 
-/// Runs a program with the paths of its standard streams and waits for its end. The answer is its
+/// Runs a program with the given paths as its standard streams and waits for its end. Returns its
 /// exit status, or 128 plus the number of the signal that killed it.
 inline int runProgram(std::vector<std::string> arguments, const std::array<std::string, 3>& streams)
 {
@@ -42,14 +42,14 @@ inline int runProgram(std::vector<std::string> arguments, const std::array<std::
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-/// What a program that has run left behind.
+/// The results of a program that has ended.
 struct FinishedProgram {
     int status = 0;
     std::string output;
     std::string error;
 };
 
-/// Runs a program without any input and keeps what it prints.
+/// Runs a program without any input and keeps its output.
 inline FinishedProgram finishedProgram(const std::vector<std::string>& arguments)
 {
     const TemporaryFolder folder;

@@ -11,10 +11,10 @@
 
 namespace veltra {
 
-/// Runs `body` in a child process, for what a test must not do to its own: becoming another user,
-/// limits, mounts. The process must have no other threads. The answer is what `body` returned,
-/// 125 when an assertion in it failed, 126 when it threw, and 128 plus the number of the signal
-/// that killed it.
+/// Runs `body` in a child process, for things that a test must not do to its own process: becoming
+/// another user, limits, mounts. The process must have no other threads. Returns the result of
+/// `body`, 125 if an assertion in it failed, 126 if it threw, and 128 plus the signal number if a
+/// signal killed it.
 inline int runInChild(const std::function<int()>& body)
 {
     std::fflush(nullptr);

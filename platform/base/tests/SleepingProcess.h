@@ -13,15 +13,15 @@
 
 namespace veltra {
 
-/// A process of a test's own that does nothing until it is killed. Its command line begins with
-/// the name that it is given; the program is sleep(1) or a copy of it.
+/// A process that does nothing until it is killed. Its command line starts with the given name; the
+/// program is sleep(1) or a copy of it.
 class SleepingProcess {
   public:
     explicit SleepingProcess(const std::string& name = "sleep",
                              const std::string& program = "/bin/sleep")
     {
         const std::string seconds = "1000";
-        // The child of a vfork() writes into its parent's memory.
+        // The child of a vfork() writes to its parent's memory.
         volatile int failure = 0;
         pid_ = ::vfork();
         if (pid_ == 0) {
@@ -51,7 +51,7 @@ class SleepingProcess {
     /// Leaves a zombie.
     void kill() const { ::kill(pid_, SIGKILL); }
 
-    /// Returns when nothing is left of it.
+    /// Returns when the process is completely gone.
     void killAndReap()
     {
         kill();
@@ -60,8 +60,8 @@ class SleepingProcess {
     }
 
   private:
-    // The command line is empty for a moment after execl() has let go of the parent; and where
-    // vfork() is fork(), as under ThreadSanitizer, that is not waited for at all.
+    // The command line is empty for a moment after execl() has released the parent; and where
+    // vfork() is fork(), as under ThreadSanitizer, the parent does not wait for execl() at all.
     void waitForProgram(const std::string& program) const
     {
         const std::string process = "/proc/" + std::to_string(pid_);

@@ -11,7 +11,7 @@
 
 namespace veltra {
 
-/// A thread that runs `work`, with a way to tell when it has come to where it waits.
+/// A thread that runs `work`, and a way to find out when it waits.
 class SleepingThread {
   public:
     explicit SleepingThread(const std::function<void()>& work)
@@ -22,8 +22,8 @@ class SleepingThread {
     {
     }
 
-    /// Returns true as soon as the kernel says that the thread sleeps, false when it does not
-    /// within a minute.
+    /// Returns true as soon as the kernel says that the thread sleeps, false if it does not within
+    /// a minute.
     [[nodiscard]] bool waitUntilAsleep() const
     {
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes{1};

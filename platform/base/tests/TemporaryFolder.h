@@ -11,8 +11,8 @@
 
 namespace veltra {
 
-/// A folder of one test's own, under $TMPDIR or else /tmp; removed with everything in it when the
-/// object goes, also when permissions were taken away meanwhile. Whatever fails throws.
+/// A test's own folder, under $TMPDIR or else /tmp. It is removed with its contents when the object
+/// is destroyed, even if permissions were removed meanwhile. Throws on any failure.
 class TemporaryFolder {
   public:
     TemporaryFolder() : path_{make()} {}
@@ -20,16 +20,16 @@ class TemporaryFolder {
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder() { remove(path_); }
 
-    /// Absolute, without a slash at the end.
+    /// An absolute path without a slash at the end.
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
-    /// The path of `name` in the folder; nothing is made.
+    /// The path of `name` in the folder; nothing is created.
     [[nodiscard]] std::string file(std::string_view name) const
     {
         return path_ + "/" + std::string{name};
     }
 
-    /// Makes the file, or replaces what it holds.
+    /// Creates the file, or replaces its content.
     void write(std::string_view name, std::string_view bytes) const
     {
         put(name, bytes, std::ios::trunc);
@@ -60,7 +60,7 @@ class TemporaryFolder {
             throw std::system_error{errno, std::generic_category(), file(name)};
     }
 
-    // Folders are opened up one by one before the walk enters them; links are not followed.
+    // Folders are made accessible one by one before the walk enters them; links are not followed.
     static void remove(const std::string& path) noexcept
     {
         namespace fs = std::filesystem;

@@ -20,7 +20,7 @@ using Form = std::vector<Range>;
 
 constexpr Range tail{0x80, 0xBF};
 
-// The forms of a character, as the standard lists them.
+// The forms of a character, as listed in the standard.
 const std::array<Form, 9> forms{{
     {{0x00, 0x7F}},
     {{0xC2, 0xDF}, tail},
@@ -54,8 +54,8 @@ bool isValidByTheTable(std::string_view text)
     return true;
 }
 
-/// Which texts of three bytes the table allows. All are laid down first, since to look each up in
-/// the table takes a minute under a sanitizer.
+/// The three-byte texts that the table allows. All are computed in advance, because looking each up
+/// in the table takes a minute under a sanitizer.
 class TextsOfThreeBytes {
   public:
     TextsOfThreeBytes() { add(0, 3); }
@@ -63,7 +63,7 @@ class TextsOfThreeBytes {
     [[nodiscard]] bool contain(std::uint32_t bytes) const { return valid_[bytes]; }
 
   private:
-    // Everything that begins with `bytes` and has `missing` more.
+    // All texts that start with `bytes` and have `missing` more.
     void add(std::uint32_t bytes, std::size_t missing)
     {
         if (missing == 0)
@@ -92,7 +92,7 @@ std::string bytes(std::initializer_list<unsigned> values)
     return text;
 }
 
-// Counted, since reporting each of millions of texts would be no help.
+// Only counted, because reporting each of millions of texts would not help.
 std::size_t disagreement(const std::string& text)
 {
     return isValidUtf8(text) == isValidByTheTable(text) ? 0 : 1;
@@ -171,7 +171,7 @@ TEST(Utf8, RefusesOverlongFormsSurrogatesAndWhatIsBeyondUnicode)
     EXPECT_FALSE(isValidUtf8("\xF8\x88\x80\x80\x80"));
 }
 
-// Words and blocks of ASCII are passed over whole: a fault must be found wherever it stands.
+// Words and blocks of ASCII are skipped as a whole: a fault must be found at every position.
 TEST(Utf8, FindsOneBrokenByteBehindAndBeforeAnyRunOfAscii)
 {
     const std::string sample = "\xC3\xA4\xE6\x97\xA5\xF0\x9F\x98\x80";

@@ -9,7 +9,7 @@
 
 namespace veltra {
 
-/// The bytes of an ELF file that is nothing but one section and its name. A value.
+/// The bytes of an ELF file that consists only of one section and its name. A value.
 class CraftedExecutable {
   public:
     struct Section {
@@ -49,7 +49,7 @@ class CraftedExecutable {
 
     [[nodiscard]] const std::string& bytes() const noexcept { return bytes_; }
 
-    /// Where the headers of the sections start, which the file ends with.
+    /// The offset of the section headers, which are at the end of the file.
     [[nodiscard]] std::size_t headersStart() const noexcept { return headersStart_; }
 
   private:

@@ -21,7 +21,7 @@ const std::string list = "<plist><dict><key>CFBundleVersion</key><string>1.2.3</
 
 class ExecutableInformation : public testing::Test {
   protected:
-    /// What is read of a file that holds `bytes`.
+    /// The information read from a file that contains `bytes`.
     [[nodiscard]] Result<PropertyList> read(std::string_view bytes) const
     {
         folder_.write("program", bytes);
@@ -110,7 +110,7 @@ TEST_F(ExecutableInformation, IsMissingWhenTheFileIsCutShort)
     EXPECT_EQ(failure(whole.substr(0, whole.size() - 1)), std::errc::executable_format_error);
 }
 
-// Whatever the headers say, the list is the one in the file or there is none.
+// Whatever the headers say, the result is the list in the file, or there is none.
 TEST_F(ExecutableInformation, SurvivesAnyByteOfTheSectionHeadersChanged)
 {
     const CraftedExecutable executable{{.content = list}};

@@ -241,7 +241,7 @@ TEST(PropertyList, DoesNotReadOnAndOnInWhatHasNoEnd)
     EXPECT_EQ(directory.error().code(), std::errc::is_a_directory);
 }
 
-// Whatever the bytes are, the answer is a list or EBADMSG: nothing crashes, aborts or hangs.
+// Whatever the bytes are, the result is a list or EBADMSG: nothing crashes, aborts or hangs.
 void expectAnAnswer(const std::string& bytes)
 {
     const std::error_code failure = failureOf(bytes);

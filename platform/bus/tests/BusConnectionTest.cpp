@@ -28,7 +28,7 @@ const sd_bus_vtable methods[] = {
     SD_BUS_VTABLE_START(0), SD_BUS_METHOD("Number", "i", "i", &BusConnection::useMethod, anyCaller),
     SD_BUS_METHOD("Other", "", "", &BusConnection::useMethod, anyCaller), SD_BUS_VTABLE_END};
 
-/// Two programs on a bus of their own: one is called, on the loop, the other calls and waits.
+/// Two programs on a private bus: one is called, on the loop; the other calls and waits.
 class BusConnectionTest : public testing::Test {
   protected:
     void SetUp() override
@@ -63,7 +63,7 @@ class BusConnectionTest : public testing::Test {
         return std::move(service().addObject(path, interface, methods, std::move(onCall)).value());
     }
 
-    /// Runs the loop until an answer has come, and gives it.
+    /// Runs the loop until an answer has come, and returns it.
     BusMessage answerTo(BusMessage& call, BusConnection& from) const
     {
         BusMessage answer;
@@ -264,7 +264,7 @@ TEST_F(BusConnectionTest, KnowsNoObjectWhoseSlotHasGone)
 {
     std::vector<BusSlot> object;
     object.push_back(exportMethods([&](BusCall call) {
-        // In the middle of its own call.
+        // During its own call.
         object.clear();
         call.answer();
     }));

@@ -19,7 +19,7 @@
 
 namespace veltra {
 
-/// A program that is talked to a line at a time. Ended with the object, if it has not ended.
+/// A program that is controlled line by line. It is killed with the object, if it has not ended.
 class ClientProgram {
   public:
     using Words = std::vector<std::string>;
@@ -70,7 +70,7 @@ class ClientProgram {
             throw std::system_error{errno, std::generic_category(), "write"};
     }
 
-    /// The next line; what stands instead of one in angle brackets.
+    /// The next line; if there is none, the reason in angle brackets.
     [[nodiscard]] std::string line(std::chrono::milliseconds patience = std::chrono::seconds{30})
     {
         const auto end = std::chrono::steady_clock::now() + patience;
@@ -94,7 +94,7 @@ class ClientProgram {
         }
     }
 
-    /// Several lines, sorted: for what comes in no order.
+    /// Several lines, sorted: for output whose order is undefined.
     [[nodiscard]] Words lines(std::size_t count)
     {
         Words words;
@@ -107,7 +107,7 @@ class ClientProgram {
         return words;
     }
 
-    /// Reads up to the line that is `wanted`; false when it does not come.
+    /// Reads up to the line `wanted`; false if it does not come.
     [[nodiscard]] bool hears(const std::string& wanted)
     {
         for (;;) {
@@ -119,12 +119,12 @@ class ClientProgram {
         }
     }
 
-    /// Tells it that there is nothing more to come.
+    /// Closes its input.
     void closeInput() { input_ = Fd{}; }
 
     void kill(int signal) const { ::kill(pid_, signal); }
 
-    /// Waits for the end: the exit status, or 128 and the number of the signal.
+    /// Waits for the end: the exit status, or 128 plus the signal number.
     int wait()
     {
         int status = 0;

@@ -19,7 +19,7 @@ using Scheme = DesktopAppearance::ColorScheme;
 constexpr const char* portalPath = "/org/freedesktop/portal/desktop";
 constexpr const char* settings = "org.freedesktop.portal.Settings";
 
-/// The desktop's side: a program on the same bus that answers as a settings portal.
+/// The desktop's side: a program on the same bus that acts as a settings portal.
 class Portal {
   public:
     explicit Portal(std::uint32_t scheme) : scheme_{scheme}
@@ -116,7 +116,7 @@ TEST_F(DesktopAppearanceTest, IsSilentWhereNoDesktopAnswers)
         const DesktopAppearance appearance{recorder()};
         const DesktopAppearance another{recorder()};
         // The bus answers in order, so once this call of the same connection is answered, theirs
-        // are too.
+        // have been answered too.
         const auto bus = SessionBus::connection();
         bool isAnswered = false;
         const auto fence = bus->call(

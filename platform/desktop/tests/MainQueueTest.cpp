@@ -24,7 +24,7 @@
 namespace veltra {
 namespace {
 
-/// Every test makes the application object itself, for the queue's life is about it.
+/// Every test creates the application object itself, because the tests are about the queue's life.
 class Application {
   private:
     int count_ = 1;
@@ -206,7 +206,7 @@ TEST(MainQueue, KnowsTheMainThread)
 
 TEST(MainQueue, KeepsWorkForTheNextApplication)
 {
-    // Opens the queue, should a test before have closed it.
+    // Opens the queue, in case an earlier test has closed it.
     {
         const Application former;
     }

@@ -12,7 +12,7 @@
 
 namespace veltra {
 
-/// A session bus of one test's own, in place of the one that the test program's user may have.
+/// A test's own session bus, instead of the one that the user of the test may have.
 class PrivateSessionBus {
   public:
     PrivateSessionBus()

@@ -30,7 +30,7 @@ class CountedWatch {
     Result<std::unique_ptr<ProcessExitWatch>> watch_;
 };
 
-// Lets the event loop do what it has to do now.
+// Lets the event loop process everything that is pending.
 void turn()
 {
     bool isDone = false;
@@ -110,7 +110,7 @@ TEST(ProcessExitWatch, WatchesAProcessOfRootForAnOrdinaryUser)
     if (::geteuid() != 0)
         GTEST_SKIP() << "for want of root: nobody else can be two users";
     const SleepingProcess process;
-    const TemporaryFolder folder; // which the other user can reach, wherever the build is
+    const TemporaryFolder folder; // accessible to the other user, wherever the build is
     std::filesystem::permissions(folder.path(), std::filesystem::perms{0755});
     std::filesystem::copy_file(VELTRA_TEST_WATCH_PROCESS, folder.file("watch"));
     QProcess watcher;

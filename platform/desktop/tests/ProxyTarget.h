@@ -10,7 +10,7 @@
 
 namespace veltra {
 
-/// What the main-thread proxy's tests send messages to; notes on which thread they arrive.
+/// The target for messages in the main-thread proxy's tests; records the threads they arrive on.
 class ProxyTarget : public QObject {
     Q_OBJECT
 
@@ -45,7 +45,7 @@ class ProxyTarget : public QObject {
     }
     Q_INVOKABLE void withDefaults(int first, int second = 2) { note(first + second); }
 
-    // Names that the proxy answers too.
+    // Names that the proxy has too.
     Q_INVOKABLE bool respondsToSelector(const QByteArray&) { return false; }
 
   public Q_SLOTS:

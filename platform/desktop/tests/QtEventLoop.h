@@ -14,8 +14,8 @@
 
 namespace veltra {
 
-/// Runs the main thread's event loop until `condition` holds; false when it does not within a
-/// minute. The condition is looked at after every turn of the loop.
+/// Runs the main thread's event loop until `condition` holds; false if it does not within a minute.
+/// The condition is checked after every iteration of the loop.
 [[nodiscard]] inline bool runLoopUntil(const std::function<bool()>& condition)
 {
     const QDeadlineTimer deadline{std::chrono::minutes{1}};
@@ -30,8 +30,8 @@ namespace veltra {
     return true;
 }
 
-/// Runs `work`, which must not throw, on a thread of its own while the main thread runs its event
-/// loop; false when it does not end within a minute.
+/// Runs `work`, which must not throw, on another thread while the main thread runs its event loop;
+/// false if it does not end within a minute.
 [[nodiscard]] inline bool runOnWorker(const std::function<void()>& work)
 {
     std::atomic<bool> isDone = false;

@@ -46,7 +46,7 @@ TEST(TranslationCatalogue, RefusesACatalogueThatEndsEarlyInsideASection)
     for (std::size_t size = 0; size < whole.size(); ++size)
         refused += TranslationCatalogue::parse(whole.substr(0, size)) ? 0 : 1;
 
-    // What ends between two of its few sections cannot be told from a whole one.
+    // A file that ends between two of its few sections cannot be distinguished from a complete one.
     EXPECT_GE(refused, whole.size() - 4);
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 const QString something = QStringLiteral("Something");
 
-/// Gives the tests a workspace: the process's own one, or a fake.
+/// Gives the tests a workspace: the process's own, or a fake.
 template <typename Kind>
 class AnyWorkspace : public testing::Test {
   protected:

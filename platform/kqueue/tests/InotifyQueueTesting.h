@@ -18,7 +18,7 @@
 
 namespace veltra {
 
-/// A real queue beside a folder in which a test changes things.
+/// A real queue and a folder in which a test changes things.
 class InotifyQueueTest : public testing::Test {
   protected:
     InotifyQueueTest()
@@ -34,7 +34,7 @@ class InotifyQueueTest : public testing::Test {
 
     [[nodiscard]] std::string path(const std::string& name) const { return folder_.file(name); }
 
-    /// Watches a file or folder under its name; it is made as an empty file if it is not there.
+    /// Watches a file or folder under its name; an empty file is created if it does not exist.
     void watch(const std::string& name, std::uint32_t fflags = everyNote)
     {
         if (!std::filesystem::exists(path(name)))
@@ -60,8 +60,8 @@ class InotifyQueueTest : public testing::Test {
             throw std::runtime_error{name + " is not there"};
     }
 
-    /// All that happened up to now and was not yet fetched, in order. Something happens to another
-    /// file last, so that its event is known to come after all of theirs.
+    /// Everything that has happened so far and was not yet fetched, in order. Finally another file
+    /// changes, so its event is known to come after all of theirs.
     [[nodiscard]] std::vector<Report> reports() const
     {
         elsewhere_.append("fence", "x");
@@ -75,7 +75,7 @@ class InotifyQueueTest : public testing::Test {
         return reports;
     }
 
-    /// What `action` does to `name`, which is watched meanwhile: the bits of its one event.
+    /// The effect of `action` on `name`, which is watched meanwhile: the bits of its one event.
     [[nodiscard]] std::uint32_t changesOf(const std::string& name,
                                           const std::function<void()>& action)
     {

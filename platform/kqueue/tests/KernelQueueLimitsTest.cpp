@@ -30,7 +30,7 @@ int queueLimit()
     return limit;
 }
 
-// In a child only: afterwards it may read nothing that is not everybody's.
+// Only in a child: afterwards the process can read only what everybody can.
 void becomeOrdinaryUser()
 {
     if (geteuid() != 0)
@@ -42,7 +42,7 @@ void becomeOrdinaryUser()
         throw std::runtime_error{"cannot become another user"};
 }
 
-// In a child only: mounts an empty file system that nobody else sees.
+// Only in a child: mounts an empty file system that nobody else sees.
 bool mountPrivately(const std::string& path)
 {
     if (unshare(CLONE_NEWNS) != 0)
@@ -61,7 +61,7 @@ class InotifyLimits : public InotifyQueueTest {
         return bytes;
     }
 
-    // What was found after an overflow comes in no order, the fence may be anywhere in it.
+    // Events found after an overflow have no order; the fence may be anywhere among them.
     [[nodiscard]] Reports reportsOfOverflow() const
     {
         Reports all = reports();
@@ -70,7 +70,7 @@ class InotifyLimits : public InotifyQueueTest {
         return all;
     }
 
-    // Two kinds of record in turn, since the kernel merges what repeats.
+    // Two kinds of records alternate, because the kernel merges repeated ones.
     void fillQueue(int limit)
     {
         watch("noise");

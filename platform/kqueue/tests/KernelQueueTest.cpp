@@ -16,8 +16,8 @@ namespace {
 
 enum class Kind { inotify, fake };
 
-/// A queue of either kind, over files that a test changes. Where there is no kernel that sees the
-/// change, the fixture lets the queue know.
+/// A queue of either kind, over files that a test changes. If no kernel sees the change, the
+/// fixture reports it to the queue.
 class AnyKernelQueue : public testing::TestWithParam<Kind> {
   protected:
     AnyKernelQueue()
@@ -76,7 +76,7 @@ class AnyKernelQueue : public testing::TestWithParam<Kind> {
     mode_t mode_ = 0600;
 };
 
-/// A thread that waits at a queue once, for a minute at most.
+/// A thread that waits on a queue once, for at most a minute.
 class Waiter {
   public:
     explicit Waiter(KernelQueue& queue)

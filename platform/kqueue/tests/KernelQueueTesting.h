@@ -23,7 +23,7 @@ namespace veltra {
 inline constexpr std::uint32_t everyNote =
     NOTE_DELETE | NOTE_WRITE | NOTE_EXTEND | NOTE_ATTRIB | NOTE_LINK | NOTE_RENAME | NOTE_REVOKE;
 
-/// Interrupts a queue when it has lived for a minute.
+/// Interrupts a queue after a minute.
 class Deadline {
   public:
     explicit Deadline(KernelQueue& queue) : queue_{queue}, thread_{[this] { run(); }} {}
@@ -57,7 +57,7 @@ class Deadline {
     std::thread thread_;
 };
 
-/// What an event said: the name that its watch was given, and the bits.
+/// The content of an event: the name given to its watch, and the bits.
 struct Report {
     std::string name;
     std::uint32_t fflags = 0;
@@ -70,7 +70,7 @@ inline void PrintTo(const Report& report, std::ostream* out)
     *out << report.name << " 0x" << std::hex << report.fflags << std::dec;
 }
 
-/// The next event; an empty report when none came in time.
+/// The next event; an empty report if none came in time.
 inline Report nextReport(KernelQueue& queue)
 {
     const Deadline deadline{queue};

@@ -66,7 +66,7 @@ TEST(StreamSink, EndsEveryMessageWithALineBreak)
     EXPECT_EQ(readToTheEnd(pipe.reader), std::string("a\nb\n\nx\0y\ntwo\nlines\n", 19));
 }
 
-// A socket that keeps the writes apart tells how they were cut.
+// A socket that preserves packet boundaries shows how the writes were split.
 TEST(StreamSink, SendsWholeLinesTogetherAsFarAsAPipeTakesThemAtOnce)
 {
     std::array<int, 2> ends{-1, -1};
@@ -208,7 +208,7 @@ TEST(JournalSink, IsThereExactlyWhenAJournalRuns)
     EXPECT_EQ(isThere, std::filesystem::is_socket(journalSocket));
 }
 
-/// Stands in for the journal. Only in a child process, whose /run it covers.
+/// Replaces the journal. Only in a child process, whose /run it covers.
 class StandInJournal {
   public:
     static bool isPossible()
@@ -242,7 +242,7 @@ class StandInJournal {
         return datagram;
     }
 
-    /// Keeps the name of the socket, as a journal does that has crashed.
+    /// Keeps the socket's name, like a journal that has crashed.
     void die() { socket_ = Fd{}; }
 
   private:
@@ -303,7 +303,7 @@ TEST_F(WithJournal, SendsAnyBytesInOneMessage)
     EXPECT_EQ(result, 0);
 }
 
-// What reaches standard error while `action` runs.
+// What is written to standard error while `action` runs.
 std::string standardErrorOf(const std::function<void()>& action)
 {
     SinkPipe pipe;

@@ -9,7 +9,7 @@
 
 namespace veltra {
 
-/// Takes everything that is logged as long as it lives.
+/// Records everything that is logged while it lives.
 class RecordedLog {
   public:
     /// All messages so far, oldest first.

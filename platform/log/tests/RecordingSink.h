@@ -12,12 +12,12 @@
 
 namespace veltra {
 
-/// What a log's sink has taken, and the gate that holds it. Any thread.
+/// The messages that a log's sink has taken, and a gate that blocks it. Any thread.
 class Recording {
   public:
     using Visitor = std::function<void(std::string_view)>;
 
-    /// Keeps every message, or hands it to `visitor` instead.
+    /// Keeps every message, or passes it to `visitor` instead.
     explicit Recording(Visitor visitor = {}) : visitor_{std::move(visitor)} {}
 
     /// A sink that keeps the recording alive.
@@ -26,7 +26,7 @@ class Recording {
         return std::make_unique<Sink>(recording);
     }
 
-    /// A closed gate holds the sink inside write() until it is opened.
+    /// A closed gate blocks the sink inside write() until it is opened.
     void setOpen(bool isOpen)
     {
         const std::lock_guard lock{mutex_};

@@ -23,7 +23,7 @@ namespace {
 
 using Messages = std::vector<std::string>;
 
-/// $TMPDIR names a folder of the test's own, where its spool files can be told from others.
+/// $TMPDIR names the test's own folder, where its spool files can be told from others.
 class SystemLogSpool : public testing::Test {
   protected:
     SystemLogSpool()
@@ -40,7 +40,7 @@ class SystemLogSpool : public testing::Test {
             ::unsetenv("TMPDIR");
     }
 
-    // The way to the spool file of the test's log, which has no name; empty when there is none.
+    // The path of the spool file of the test's log, which has no name; empty if there is none.
     std::string spoolPath() const
     {
         for (const auto& descriptor : std::filesystem::directory_iterator{"/proc/self/fd"}) {
@@ -83,7 +83,7 @@ void logNumbered(SystemLog& log, std::size_t count)
     }
 }
 
-// Counts the messages that are not the next one, without keeping any.
+// Counts the messages that are not the next expected one, without keeping any.
 class SequenceCheck {
   public:
     void operator()(std::string_view message)
@@ -244,7 +244,8 @@ bool waitUntilAsleep(pid_t thread)
     return false;
 }
 
-// Runs in a child of its own: a limit on the size of files, like a full disk, is not taken back.
+// Runs in a separate child: a limit on the size of files, which acts like a full disk, cannot be
+// undone.
 int logBeyondAFullDisk(rlim_t fileLimit, std::size_t hugeSize)
 {
     std::signal(SIGXFSZ, SIG_IGN);

@@ -163,8 +163,8 @@ TEST(SystemLog, GivesUpOnASinkThatTakesNothing)
     EXPECT_EQ(recording->messages(), Messages{"0"});
 }
 
-// It is silence that exhausts the patience, not the time that everything takes. Both are time
-// itself, so the sink has to be slow.
+// The patience counts only the time in which the sink takes nothing, not the total time. Both are
+// real time, so the sink has to be slow.
 TEST(SystemLog, DoesNotGiveUpOnASinkThatIsOnlySlow)
 {
     const auto recording =

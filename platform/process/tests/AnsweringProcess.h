@@ -20,17 +20,18 @@
 
 namespace veltra {
 
-/// A process of a test's own that answers each line on its standard input with a line, as
-/// cat(1) does. It is killed when the object goes.
+/// A test's own process that answers each line on its standard input with a line, as cat(1) does.
+/// It is killed when the object is destroyed.
 class AnsweringProcess {
   public:
     struct Options {
         uid_t user = ::geteuid(); ///< another one only for root
         int namespaces = 0;       ///< CLONE_NEWUSER and its like
-        std::string preload = {}; ///< a library to be loaded before all others
+        std::string preload = {}; ///< a library to load before all others
     };
 
-    /// Returns when the program runs. Throws when it cannot be started, or without the library.
+    /// Returns when the program runs. Throws if it cannot be started or the library cannot be
+    /// loaded.
     explicit AnsweringProcess(const std::string& program) : AnsweringProcess{program, Options{}} {}
     AnsweringProcess(const std::string& program, const Options& options)
     {
@@ -72,7 +73,7 @@ class AnsweringProcess {
         ::send(ours_.get(), text.data(), text.size(), MSG_NOSIGNAL);
     }
 
-    /// What the process says to a line; nothing when it has ended.
+    /// What the process answers to a line; empty if it has ended.
     [[nodiscard]] std::string ask(const std::string& line) const
     {
         tell(line);
@@ -92,7 +93,7 @@ class AnsweringProcess {
         ::waitid(P_PID, static_cast<id_t>(pid_), &information, WEXITED | WNOWAIT);
     }
 
-    /// Leaves nothing of a process that was killed.
+    /// Removes a process that was killed, including the zombie.
     void reap()
     {
         if (pid_ > 0)
@@ -101,8 +102,8 @@ class AnsweringProcess {
     }
 
   private:
-    // fork(2) has no namespaces, but sees to it that no lock of a sanitizer's own thread is held
-    // for ever in the child.
+    // fork(2) cannot create namespaces, but it makes sure that no lock of a sanitizer's own thread
+    // stays locked for ever in the child.
     static pid_t clone(int namespaces)
     {
         if (namespaces == 0)
@@ -110,10 +111,10 @@ class AnsweringProcess {
         return static_cast<pid_t>(::syscall(SYS_clone, namespaces | SIGCHLD, 0, 0, 0, 0));
     }
 
-    // The other end is closed before anybody reads, so that the end of the process is seen.
+    // The other end is closed before anybody reads, so that the end of the process is noticed.
     void start(const std::string& program, const Options& options, const Fd& its)
     {
-        // In a user namespace of its own the process would see another number.
+        // In its own user namespace, the process would see a different number.
         const bool isOther = options.user != ::geteuid();
         pid_ = clone(options.namespaces);
         if (pid_ == 0 && isOther && !takeOn(options.user))

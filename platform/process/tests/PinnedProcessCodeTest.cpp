@@ -92,7 +92,7 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryThatAnotherFileCanBeTakenForByItsName
               other + " was replaced since it was loaded; restarting the program helps");
 }
 
-// The link leads to the very file that was loaded, so that nothing else can be the reason.
+// The link leads to the same file that was loaded, so that nothing else can be the reason.
 TEST_F(PinnedProcessTest, FollowsNoLinkToALibrary)
 {
     fs::create_directory(folder().file("loaded"));

@@ -27,7 +27,7 @@ namespace fs = std::filesystem;
 using Objection = std::optional<std::string>;
 
 inline constexpr uid_t nobody = 65534;
-inline constexpr int refused = 77; ///< what a child answers that may not do what it must
+inline constexpr int refused = 77; ///< the answer of a child that lacks a permission
 inline const Objection none;
 inline const std::string rootsProgram = "/bin/cat";
 
@@ -36,13 +36,13 @@ inline bool isRoot()
     return ::geteuid() == 0;
 }
 
-/// A user whose processes are looked at more closely: this one, unless it is root.
+/// A user whose processes are checked more thoroughly: this one, unless it is root.
 inline uid_t ordinaryUser()
 {
     return isRoot() ? nobody : ::geteuid();
 }
 
-/// A namespace of any kind needs none of root's rights in a user namespace of its own.
+/// With a new user namespace, no other namespace needs root's rights.
 inline int withOwnUserUnlessRoot(int namespaces)
 {
     return isRoot() ? namespaces : namespaces | CLONE_NEWUSER;
@@ -81,7 +81,7 @@ inline bool put(const std::string& path, const std::string& text)
     return static_cast<bool>(std::ofstream{path} << text << std::flush);
 }
 
-/// Whether this process could leave the mounts of the others. It stays the same user.
+/// Whether this process could leave the others' mount namespace. It stays the same user.
 inline bool enterOwnMounts()
 {
     const std::string user = std::to_string(::geteuid());
@@ -95,15 +95,15 @@ inline bool enterOwnMounts()
     return ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
 }
 
-/// What the tests of one class in several files share: a folder of files to be executed, which
-/// every user can reach.
+/// Shared by the tests of one class in several files: a folder of executables that every user can
+/// access.
 class PinnedProcessTest : public testing::Test {
   protected:
     PinnedProcessTest() { fs::permissions(folder_.path(), fs::perms{0755}); }
 
     [[nodiscard]] const TemporaryFolder& folder() const { return folder_; }
 
-    /// A copy that belongs to this user, for a test to do with it what it likes.
+    /// A copy that belongs to this user, for a test to change as it likes.
     [[nodiscard]] std::string copy(const std::string& file, const std::string& name) const
     {
         fs::copy_file(file, folder_.file(name));
@@ -121,7 +121,7 @@ class PinnedProcessTest : public testing::Test {
         return path;
     }
 
-    /// A copy of a program in a folder whose file system has just begun to count its inodes.
+    /// A copy of a program in a folder whose file system has just started to number its inodes.
     [[nodiscard]] std::string copyWithInode(ino_t inode, const std::string& in) const
     {
         for (int i = 0; i < 100; ++i)
@@ -131,8 +131,8 @@ class PinnedProcessTest : public testing::Test {
         throw std::runtime_error{"the file system counts its inodes in another way"};
     }
 
-    /// Runs `body` where a nosuid mount is at `folder()`. Answers as runInChild() does, with
-    /// `refused` where this user may not mount.
+    /// Runs `body` with a nosuid mount at `folder()`. Returns the same as runInChild(), or
+    /// `refused` if this user may not mount.
     [[nodiscard]] int runOnNosuidMount(const std::function<void()>& body) const
     {
         return runInChild([&] {

@@ -9,7 +9,7 @@
 
 namespace veltra {
 
-/// Traces one thread as a debugger does, until the object goes; the thread then goes on.
+/// Traces one thread, as a debugger does, until the object is destroyed; the thread then continues.
 class Tracer {
   public:
     explicit Tracer(pid_t thread)
@@ -25,11 +25,11 @@ class Tracer {
             ::ptrace(PTRACE_DETACH, thread_, nullptr, nullptr);
     }
 
-    /// False where a user may not trace even his own processes.
+    /// False if users may not even trace their own processes.
     [[nodiscard]] explicit operator bool() const noexcept { return isAttached_; }
 
-    /// Writes the first word of the first memory to be executed, so that a page is the process's
-    /// own from then on. What it does stays the same.
+    /// Writes to the first word of the first executable memory, so that its page becomes private to
+    /// the process. The value stays the same.
     [[nodiscard]] bool writeIntoCode()
     {
         void* const code = reinterpret_cast<void*>(firstCode()); // NOLINT(*-no-int-to-ptr)

@@ -1,4 +1,4 @@
-// What is refused before the tool is started; the rest takes a polkit.
+// Requests that are refused before the tool is started; the rest needs polkit.
 
 #include "platform/rights/SystemServiceManagement.h"
 
@@ -15,7 +15,7 @@ const std::string helper = "com.veltra.agentMonitor.helper";
 
 class SystemServiceManagementTest : public testing::Test {
   protected:
-    /// The error's message; nothing when there is none.
+    /// The error's message; empty if there is none.
     std::string bless(const std::string& domain, const std::string& label,
                       const AuthorizationRef& authorization)
     {

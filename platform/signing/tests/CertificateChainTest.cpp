@@ -26,14 +26,14 @@ class CertificateChainTest : public testing::Test {
         return certificateChain(signer.certificate.get(), certificates.get());
     }
 
-    /// What comes of a signer's certificate of another kind under the usual issuers.
+    /// The result for a different kind of signer's certificate under the usual issuers.
     [[nodiscard]] OSStatus statusOfSigner(const CertificateOptions& options) const
     {
         const Identity signer = makeIdentity("Signer", &chain_.issuer, options);
         return chainFrom(signer, {&signer, &chain_.issuer, &chain_.anchor}).status;
     }
 
-    /// What comes of an issuer's certificate of another kind.
+    /// The result for a different kind of issuer's certificate.
     [[nodiscard]] OSStatus statusOfIssuer(const CertificateOptions& options) const
     {
         const Identity issuer = makeIdentity("Issuer", &chain_.anchor, options);

@@ -18,7 +18,7 @@ const std::string content = "the bytes of a program";
 
 class CodeSignatureTest : public testing::Test {
   protected:
-    /// What comes of `content` with a signature of its own making behind it.
+    /// The result for `content` followed by a signature made by the test.
     [[nodiscard]] OSStatus statusOfCrafted(const CraftOptions& options) const
     {
         return statusOfDer(craftSignature(content, options));

@@ -38,7 +38,7 @@ class CodeSignerTest : public testing::Test {
         return CodeSigner::open(pems_.file("key.pem"), pems_.file("chain.pem"));
     }
 
-    /// What keeps the signer from being made; empty when nothing does.
+    /// The reason why the signer cannot be created; empty if it can.
     [[nodiscard]] std::string failure() const
     {
         const auto signer = open();

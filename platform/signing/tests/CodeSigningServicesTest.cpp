@@ -21,8 +21,7 @@ enum class Kind { system, fake };
 
 using Certificates = std::vector<SecCertificate>;
 
-/// Services of either kind, with a running program and a file on disk of which a test says who
-/// signed them.
+/// Services of either kind, with a running program and a file on disk; a test says who signed them.
 class AnyCodeSigning : public testing::TestWithParam<Kind> {
   protected:
     AnyCodeSigning()
@@ -34,7 +33,7 @@ class AnyCodeSigning : public testing::TestWithParam<Kind> {
         fake_ = dynamic_cast<FakeCodeSigning*>(services_.get());
     }
 
-    /// Null for nobody; the answer is the process's identifier.
+    /// Null for nobody; returns the process's identifier.
     std::int32_t runProgramSignedBy(const SigningChain* chain)
     {
         constexpr std::int32_t imagined = 4711;
@@ -65,7 +64,7 @@ class AnyCodeSigning : public testing::TestWithParam<Kind> {
         return code.object ? services_->SecCodeCopyStaticCode(*code.object, 0).object : nullptr;
     }
 
-    /// Fails the test when the services name none.
+    /// Fails the test if the services report no certificates.
     Certificates certificatesOf(const SecStaticCode& code)
     {
         const auto answer =

@@ -11,7 +11,7 @@
 
 namespace veltra {
 
-/// How a signature is made that need not be one of ours.
+/// How to make a signature, which need not be one that we would make.
 struct CraftOptions {
     const Identity* signer = &sharedChain().signer;
     std::vector<X509*> certificates = {sharedChain().signer.certificate.get(),

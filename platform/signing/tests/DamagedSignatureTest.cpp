@@ -1,6 +1,5 @@
-// Damages a signed file in thousands of ways, the same ones in every run. Whatever comes of it must
-// be a status that there are words for, and a good one only where the damage lies in nothing that
-// is signed.
+// Damages a signed file in thousands of ways, the same ones in every run. The result must always be
+// a status that has a text, and success only if the damage is in nothing that is signed.
 
 #include "platform/signing/CodeSignature.h"
 #include "platform/signing/tests/CraftedSignature.h"
@@ -31,7 +30,7 @@ class DamagedSignature : public testing::Test {
             throw std::runtime_error{"the whole file is not valid"};
     }
 
-    /// The status of a file that holds `bytes`.
+    /// The status of a file that contains `bytes`.
     [[nodiscard]] OSStatus check(std::string_view bytes) const
     {
         if (::ftruncate(file_.get(), 0) != 0 || ::pwrite(file_.get(), bytes.data(), bytes.size(),
@@ -47,7 +46,7 @@ class DamagedSignature : public testing::Test {
         return signature.object ? signature.object->certificates() : std::vector<SecCertificate>{};
     }
 
-    /// A status that the services have words for, and another one than success.
+    /// A status that the services have a text for, other than success.
     void expectFailure(std::string_view bytes, std::size_t where) const
     {
         const OSStatus status = check(bytes);
@@ -77,9 +76,9 @@ class DamagedSignature : public testing::Test {
     std::mt19937 random_{20240305};
 };
 
-/// Where a signature may be changed without changing what it says: in the two version numbers, and
-/// in the name by which it refers to the signer's certificate, where the letters' case and the like
-/// make no difference.
+/// Where a signature may be changed without changing its meaning: in the two version numbers, and
+/// in the name that refers to the signer's certificate, where for example upper and lower case make
+/// no difference.
 class UnsignedParts {
   public:
     explicit UnsignedParts(const std::string& der)
@@ -90,7 +89,7 @@ class UnsignedParts {
         version_ = der.find(version) + 2;
         reference_ = der.rfind(std::string{name.begin(), name.end()});
         referenceEnd_ = reference_ + name.size();
-        // In front of the reference stand the other version and the header that holds it together.
+        // Before the reference are the other version and the header that contains both.
         signersVersion_ = reference_ - 3;
         if (der.substr(signersVersion_ - 2, 3) != version)
             throw std::runtime_error{"the signature looks otherwise"};
@@ -199,7 +198,7 @@ TEST_F(DamagedSignature, IsMalformedWhenItIsNoise)
         std::string noise(1 + below(300), '\0');
         for (char& byte : noise)
             byte = otherThan('\0');
-        // So that the parser gets beyond the first byte.
+        // So that the parser gets past the first byte.
         noise.front() = '\x30';
 
         EXPECT_EQ(check(withSignature(content_, noise)), errSecCSSignatureMalformed);
@@ -210,7 +209,7 @@ TEST_F(DamagedSignature, IsNotValidWithSeveralChangedBytesInTheDer)
 {
     for (int times = 0; times < 1000; ++times) {
         std::string damaged = bytes_;
-        // The last of it is the signature's value, which no other damage makes up for.
+        // The last part is the signature's value, which must match.
         damaged[content_.size() + der_.size() - 1] ^= 1;
         for (std::size_t more = 1 + below(8); more > 0; --more) {
             char& byte = damaged[content_.size() + below(der_.size() - 1)];

@@ -84,7 +84,7 @@ TEST_F(LinuxCodeSigningTest, FindsAProgramThatWasChangedByOneByteInvalid)
 {
     const std::string path = folder_.addProgram("program", &sharedChain());
     std::string bytes = bytesOf(path);
-    // A byte of the string table, which the program runs without.
+    // A byte of the string table, which the program does not need to run.
     const auto harmless = bytes.rfind(".shstrtab");
     ASSERT_NE(harmless, std::string::npos);
     bytes[harmless + 1] = 'S';
@@ -214,7 +214,7 @@ TEST_F(LinuxCodeSigningTest, ReadsAPinnedProgramFromItsDescriptor)
 {
     const Fd executable{
         ::open(folder_.addProgram("program", &sharedChain()).c_str(), O_RDONLY | O_CLOEXEC)};
-    // A process that runs something else, so that only the descriptor can be what was read.
+    // A process that runs something else, so that only the descriptor can have been read.
     const LinuxCodeSigning services{{.pid = ::getpid(), .executable = executable}};
 
     EXPECT_EQ(validityOf(::getpid(), services), errSecSuccess);

@@ -15,7 +15,7 @@
 
 namespace veltra {
 
-/// Signs the file as somebody would who has the chain's key.
+/// Signs the file as the owner of the chain's key would.
 inline void signFile(const std::string& path, const SigningChain& chain = sharedChain())
 {
     const TemporaryFolder pems;
@@ -33,7 +33,7 @@ inline OSStatus statusOf(const std::string& path)
     return CodeSignature::check(file.get());
 }
 
-/// The certificates in a file's signature, whether or not it fits; none when it cannot be read.
+/// The certificates in a file's signature, whether or not it is valid; none if it cannot be read.
 inline std::vector<SecCertificate> certificatesIn(const std::string& path)
 {
     const Fd file{::open(path.c_str(), O_RDONLY | O_CLOEXEC)};

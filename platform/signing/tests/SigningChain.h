@@ -51,7 +51,7 @@ inline void addExtension(X509* certificate, X509* issuer, int kind, const std::s
     X509_EXTENSION_free(extension);
 }
 
-/// A new key with a certificate by `issuer`, or by itself when that is null.
+/// A new key with a certificate by `issuer`, or a self-signed one if that is null.
 inline Identity makeIdentity(const std::string& name, const Identity* issuer,
                              const CertificateOptions& options,
                              KeyPointer key = KeyPointer{EVP_EC_gen("P-256")})
@@ -131,7 +131,7 @@ struct SigningChain {
     }
 };
 
-/// A chain that is made once, for tests that need one only.
+/// A chain that is made once, for tests that need only one.
 inline const SigningChain& sharedChain()
 {
     static const SigningChain chain;

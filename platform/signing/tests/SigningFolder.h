@@ -13,7 +13,7 @@ namespace veltra {
 /// A temporary folder with programs and bundles in it, signed or not.
 class SigningFolder : public TemporaryFolder {
   public:
-    /// Copies a program there; the answer is its path. `chain` may be null: not signed.
+    /// Copies a program there and returns its path. If `chain` is null, it is not signed.
     [[nodiscard]] std::string addProgram(const std::string& name, const SigningChain* chain,
                                          const std::string& program = "/bin/sleep") const
     {
@@ -26,8 +26,8 @@ class SigningFolder : public TemporaryFolder {
     }
 };
 
-/// A folder that holds the bundle "Test.app": its main executable "Main", an executable "Helper"
-/// nested in it, both signed, and a resource.
+/// A folder that contains the bundle "Test.app": its main executable "Main", a nested executable
+/// "Helper", both signed, and a resource.
 class BundleFolder : public SigningFolder {
   public:
     BundleFolder()
@@ -43,7 +43,7 @@ class BundleFolder : public SigningFolder {
     [[nodiscard]] const std::string& main() const noexcept { return main_; }
     [[nodiscard]] const std::string& helper() const noexcept { return helper_; }
 
-    /// Has Info.plist name another main executable.
+    /// Makes Info.plist name another main executable.
     void nameExecutable(const std::string& name) const
     {
         write("Test.app/Contents/Info.plist", "<plist><dict><key>CFBundleExecutable</key><string>" +
@@ -55,7 +55,7 @@ class BundleFolder : public SigningFolder {
     std::string helper_;
 };
 
-/// Changes one byte in the middle of what is signed.
+/// Changes one byte in the middle of the signed bytes.
 inline void changeOneByte(const std::string& path)
 {
     std::string bytes = bytesOf(path);

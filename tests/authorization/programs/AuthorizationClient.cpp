@@ -1,4 +1,4 @@
-// Does with the system's authorization services what it is told on its standard input.
+// Calls the system's authorization services as told on its standard input.
 
 #include "platform/rights/PolkitAuthorization.h"
 #include "platform/rights/SystemServiceManagement.h"

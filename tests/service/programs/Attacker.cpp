@@ -1,6 +1,6 @@
-// Tries to be let in by the helper without being the trusted program. Says "granted PATH" or
-// "refused WHY". The process that connects may fork: the connection then is the child's to use, and
-// the bus goes on taking it for the parent's.
+// Tries to be accepted by the helper without being the trusted program. Prints "granted PATH" or
+// "refused WHY". The process that connects may fork: then the child can use the connection, and the
+// bus still believes that it is the parent's.
 #include "platform/bus/CallerChallenge.h"
 #include "tests/service/programs/ForgedLink.h"
 #include "tests/service/programs/Intruder.h"
@@ -35,7 +35,7 @@ void answerHonestly(const Challenge& challenge)
     veltra::answerChallenge(challenge.socket, challenge.nonce, challenge.uniqueName);
 }
 
-// With the parent's number in the stamp, which the kernel grants to root of the pid's namespace.
+// With the parent's process id in the stamp, which the kernel permits to root of the pid namespace.
 void answerAsParent(const Challenge& challenge)
 {
     std::array<int, 2> ends{};
@@ -61,7 +61,7 @@ void answerAsParent(const Challenge& challenge)
     }
 }
 
-// Lets the parent answer, who then becomes the trusted program.
+// Lets the parent answer, which then executes the trusted program.
 void answerThroughParent(const Challenge& challenge)
 {
     const std::string words{challenge.nonce.begin(), challenge.nonce.end()};
@@ -130,7 +130,7 @@ void openInChild(Fd socket, intruder::Answer answer)
     std::_Exit(0);
 }
 
-// Joins the bus as so many programs, none of which answers.
+// Connects to the bus as that many programs, none of which answers.
 [[noreturn]] void crowd(int size)
 {
     sd_event* loop = nullptr;

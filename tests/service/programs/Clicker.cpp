@@ -1,6 +1,6 @@
-// Presses a button of the window a thousand times, and tells what a press has cost for good:
-// "BYTES THREADS DESCRIPTORS", of memory that was asked for and not given back, the first rounded
-// to whole bytes for each press.
+// Presses a button of the window a thousand times, and prints what each press costs permanently:
+// "BYTES THREADS DESCRIPTORS". The bytes are memory that was allocated and not freed, rounded to
+// whole bytes for each press.
 #include "app/HelperControllers.h"
 #include "app/VXStatusButton.h"
 

@@ -32,7 +32,7 @@ struct Mapping {
     int protection;
 };
 
-// What is mapped of the process's own executable.
+// The mappings of the process's own executable.
 std::vector<Mapping> ownMappings()
 {
     const std::string executable = std::filesystem::read_symlink(link);
@@ -54,7 +54,8 @@ std::vector<Mapping> ownMappings()
     return mappings;
 }
 
-// The same bytes at the same place, which are no file's any more. This code runs on in them.
+// The same bytes at the same address, but no longer mapped from a file. This code continues in
+// them.
 void replaceByCopy(const Fd& memory, const Mapping& mapping)
 {
     void* const copy =
@@ -69,7 +70,7 @@ void replaceByCopy(const Fd& memory, const Mapping& mapping)
               "replace the mapping");
 }
 
-// The layout that the kernel knows already; see proc_pid_stat(5) for the numbers.
+// The layout that the kernel already has; see proc_pid_stat(5) for the numbers.
 prctl_mm_map ownLayout()
 {
     std::ifstream stat{"/proc/self/stat"};
@@ -104,7 +105,7 @@ void forgeLinkToExecutable(const char* program)
     checkLast(static_cast<bool>(executable), "open the program");
     prctl_mm_map layout = ownLayout();
     layout.exe_fd = static_cast<std::uint32_t>(executable.get());
-    // The kernel refuses as long as the present executable is mapped anywhere.
+    // The kernel refuses as long as the current executable is mapped anywhere.
     const Fd memory{::open("/proc/self/mem", O_RDONLY | O_CLOEXEC)};
     for (const Mapping& mapping : ownMappings())
         replaceByCopy(memory, mapping);

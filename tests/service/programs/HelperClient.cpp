@@ -1,5 +1,5 @@
-// Talks to the helper as it is told on standard input, one word of command and its operands a line,
-// and tells what comes back on standard output, a line each. See the table in main().
+// Calls the helper as told on standard input, one command and its operands per line, and prints
+// each result on standard output, one per line. See the table in main().
 #include "channel/protocol/ClientSide.h"
 #include "channel/protocol/HelperConstants.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 using namespace veltra;
 
-// Whole lines, whichever thread says them; line breaks inside as "\n".
+// Whole lines, whichever thread prints them; line breaks inside as "\n".
 void say(const std::string& words)
 {
     static std::mutex mutex;
@@ -48,7 +48,7 @@ class Output : public AppProtocol {
     std::string name_;
 };
 
-// Says only how much came, and when it ended.
+// Prints only how much was received, and when it ended.
 class CountedOutput : public AppProtocol {
   public:
     void logWithStdOut(const std::string& text) override
@@ -125,8 +125,8 @@ void letGo(const std::string& name, const std::string&)
     connections.erase(name);
 }
 
-// Ten connections after one another, each with one call and all of them closed at the end, again
-// and again: the first that is closed ends the helper, which some of the next ten then meet ending.
+// Repeatedly opens ten connections one after another, each with one call, and then closes them all:
+// the first that is closed ends the helper, which some of the next ten then meet while it ends.
 void cycle(const std::string& name, const std::string& count)
 {
     int answered = 0;
@@ -182,6 +182,6 @@ int main()
         words.at(word)(name, rest);
     }
     std::fflush(stdout);
-    // Calls that still wait are given up.
+    // Calls that are still waiting are abandoned.
     ::_exit(0);
 }

@@ -1,4 +1,4 @@
-// A helper for which the bus is one that hands out no processes.
+// A helper for a bus that provides no pidfds.
 #include "helper/HelperProcess.h"
 #include "platform/log/SystemLog.h"
 

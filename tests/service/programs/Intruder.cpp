@@ -33,7 +33,7 @@ int takeChallenge(sd_bus_message* message, void*, sd_bus_error*)
     if (answer)
         answer({std::move(kept), {bytes, bytes + size}, name});
     else
-        static_cast<void>(kept.release()); // an end that is closed would be an answer
+        static_cast<void>(kept.release()); // closing an end would be an answer
     return 0;
 }
 

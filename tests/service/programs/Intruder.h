@@ -8,7 +8,7 @@
 
 #include <systemd/sd-bus.h>
 
-/// What every attacker needs who speaks to the helper as a client does.
+/// What every attacker needs to talk to the helper as a client does.
 namespace intruder {
 
 struct Challenge {
@@ -17,26 +17,26 @@ struct Challenge {
     std::string uniqueName;
 };
 
-/// What is done with a challenge that arrives; nothing when null.
+/// What to do with a challenge that arrives; nothing if null.
 using Answer = void (*)(const Challenge&);
 
-/// Prints a line at once.
+/// Prints a line immediately.
 void say(const std::string& line);
 
-/// Says why, and ends the process, when a result is a negative error number.
+/// Prints the reason and ends the process if a result is a negative error number.
 void check(int result, const char* what);
 
-/// The same for what sets errno.
+/// The same for functions that set errno.
 void checkLast(bool isDone, const char* what);
 
-/// A socket that the system's bus takes for the calling process's from then on, whoever uses it.
+/// A socket that the system's bus attributes to the calling process from then on, whoever uses it.
 [[nodiscard]] veltra::Fd connectToBus();
 
-/// Says hello on the socket, and gives challenges that come to `answer`.
+/// Says hello on the socket, and passes challenges that arrive to `answer`.
 [[nodiscard]] sd_bus* join(veltra::Fd socket, Answer answer);
 
-/// Asks the helper for a connection; "granted PATH" or "refused WHY" is said when the bus is
-/// processed, and `isDone` set.
+/// Asks the helper for a connection; "granted PATH" or "refused WHY" is printed when the bus is
+/// processed, and `isDone` is set.
 void requestConnection(sd_bus* bus, bool& isDone);
 
 /// Does all of that, and stays on the bus.

@@ -41,7 +41,7 @@ const sd_bus_vtable falseHelper[] = {
     SD_BUS_VTABLE_START(0),
     SD_BUS_METHOD("Open", "o", "o", takeFalseOpen, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
 
-// The trusted program has the same name on both.
+// The trusted program has the same name on both buses.
 void handOn(const Challenge& challenge)
 {
     say("relays the challenge");
@@ -58,7 +58,7 @@ void handOn(const Challenge& challenge)
     sd_bus_message_unref(call);
 }
 
-// It says its address when it listens.
+// It prints its address when it listens.
 void startBus(const std::string& folder)
 {
     const std::string command = "exec setpriv --pdeathsig KILL dbus-daemon --nofork "
@@ -86,7 +86,7 @@ int numberIn(const std::string& uniqueName)
     return std::stoi(uniqueName.substr(uniqueName.find('.') + 1));
 }
 
-// The next to join the false bus gets the name that it has on the system's.
+// The next program to join the false bus gets the name that it has on the system's.
 void countUpNames(const std::string& folder)
 {
     const int wanted = numberIn(nameOn(systemsBus));

@@ -1,2 +1,2 @@
-// A program for the sake of what is linked into it.
+// A program that only serves to link libraries into it.
 int main() {}

@@ -1,4 +1,5 @@
-// WatchProcess PID: waits for the exit of a process, and tells when it has begun and when it ends.
+// WatchProcess PID: waits for the exit of a process, and reports when it starts waiting and when
+// the process has exited.
 
 #include "platform/desktop/ProcessExitWatch.h"
 

@@ -1,4 +1,4 @@
-// A library to be loaded into programs that did not ask for it.
+// A library that is loaded into programs that did not ask for it.
 
 extern "C" int veltraOddLibrary()
 {

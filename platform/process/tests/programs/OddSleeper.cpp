@@ -1,14 +1,14 @@
 // OddSleeper: does what each line on its standard input says, and answers with that line, or with
-// why it could not. It ends with its input.
+// the reason why it could not. It ends when its input ends.
 //
-//   exec PROGRAM   becomes another program, which answers instead
-//   chroot FOLDER  in a user namespace of its own when it may not do so here
-//   hide           takes its code out of the files that it came from
-//   seccomp        installs a filter that lets everything pass
+//   exec PROGRAM   executes another program, which answers instead
+//   chroot FOLDER  in its own user namespace if it may not do so here
+//   hide           moves its code out of the files that it came from
+//   seccomp        installs a filter that permits everything
 //   seteuid USER
 //   thread         starts a thread that sleeps
 //
-// Any other line only gets its answer.
+// Any other line is only answered.
 
 #include <algorithm>
 #include <cerrno>
@@ -68,7 +68,8 @@ std::vector<Range> codeInFiles()
     return found;
 }
 
-// The code goes on where it is, even this one, as what takes its place is the same.
+// The code continues at the same address, including this function, because its replacement is
+// identical.
 bool moveOutOfFile(const Range& code)
 {
     void* const start = reinterpret_cast<void*>(code.start); // NOLINT(*-no-int-to-ptr)
@@ -106,7 +107,7 @@ bool obey(const std::string& line)
 
 int main()
 {
-    // What follows a line is left to the program that it makes of this one.
+    // Input after the line is left for the program that it executes.
     std::setvbuf(stdin, nullptr, _IONBF, 0);
     for (std::string line; std::getline(std::cin, line);)
         std::cout << (obey(line) ? line : std::generic_category().message(errno)) << std::endl;
