@@ -164,6 +164,21 @@ TEST(NotificationCenter, ForgetsAnObserverWhoseRegistrationEnds)
     EXPECT_EQ(calls, 1);
 }
 
+TEST(NotificationCenter, KeepsNothingOfAnObserverWhoseRegistrationEnds)
+{
+    NotificationCenter center;
+    auto held = std::make_shared<int>(0);
+    const std::weak_ptr<int> kept = held;
+    Registration registration =
+        center.addObserver(name, nullptr, [held = std::move(held)](const Notification&) {});
+    const bool wasKept = !kept.expired();
+
+    registration = {};
+
+    EXPECT_TRUE(wasKept);
+    EXPECT_TRUE(kept.expired());
+}
+
 TEST(NotificationCenter, MovesARegistrationWithoutEndingIt)
 {
     NotificationCenter center;
