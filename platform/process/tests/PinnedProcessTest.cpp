@@ -335,6 +335,28 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAFilterThatAllProcessesAreUnder)
               none);
 }
 
+TEST_F(PinnedProcessTest, ObjectsToAStatusThatCannotBeRead)
+{
+    if (!isRoot())
+        GTEST_SKIP() << "for want of leave to mount";
+    const AnsweringProcess process{rootsProgram};
+    const PinnedProcess pinned = pin(process);
+    const std::string status = "/proc/" + std::to_string(process.pid()) + "/status";
+
+    const int result = runInChild([&] {
+        if (!enterOwnMounts() ||
+            ::mount("/dev/null", status.c_str(), nullptr, MS_BIND, nullptr) != 0)
+            return refused;
+
+        EXPECT_EQ(objectionTo(pinned), "its status cannot be read");
+        return 0;
+    });
+
+    if (result == refused)
+        GTEST_SKIP() << "for want of leave to mount";
+    EXPECT_EQ(result, 0);
+}
+
 TEST_F(PinnedProcessTest, TrustsNobodyWhenItHasTooFewDescriptorsToLook)
 {
     const AnsweringProcess process{rootsProgram};
