@@ -1,12 +1,14 @@
 #include "platform/signing/NestedCode.h"
 
 #include "platform/base/tests/SleepingProcess.h"
+#include "platform/signing/AppendedSignature.h"
 #include "platform/signing/LinuxCodeSigning.h"
 #include "platform/signing/tests/SigningFolder.h"
 
 #include <filesystem>
 #include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 namespace veltra {
@@ -181,6 +183,23 @@ TEST_F(NestedCodeTest, IsInvalidWhenThereIsMoreOfItThanIsLookedAt)
         folder_.write("Test.app/Contents/Linux/" + std::to_string(i), "");
 
     EXPECT_EQ(validity(), errSecCSNestedCodeInvalid);
+}
+
+TEST_F(NestedCodeTest, IsInvalidWhenThereAreMoreBytesOfItThanAreRead)
+{
+    fs::remove(folder_.helper());
+    const Fd main{::open(folder_.main().c_str(), O_RDONLY | O_CLOEXEC)};
+    for (const char* const name : {"Linux/One", "Linux/Other"}) {
+        folder_.write(std::string{"Test.app/Contents/"} + name, "\x7F"
+                                                                "ELF");
+        fs::permissions(inBundle(name), fs::perms::owner_all);
+        fs::resize_file(inBundle(name), AppendedSignature::largestFile / 2);
+    }
+    EXPECT_EQ(openNestedCode(main.get()).status, errSecSuccess);
+
+    fs::resize_file(inBundle("Linux/Other"), AppendedSignature::largestFile / 2 + 1);
+
+    EXPECT_EQ(openNestedCode(main.get()).status, errSecCSNestedCodeInvalid);
 }
 
 TEST_F(NestedCodeTest, IsInvalidWhenItsFolderIsNone)
