@@ -66,7 +66,7 @@ CallerChallenge::CallerChallenge(Fd ourEnd, Fd strangersEnd, std::vector<std::ui
 std::optional<std::string> CallerChallenge::objection(const Caller& caller) const
 {
     const std::string expected = answerTo(nonce_, caller.uniqueName);
-    std::string answer(expected.size() + 1, '\0');
+    std::string answer(expected.size(), '\0');
     iovec part{answer.data(), answer.size()};
     alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control{};
     msghdr message{};
