@@ -185,6 +185,11 @@ TEST_F(AgentProcessMonitorTest, LeavesOtherNotificationsAlone)
     EXPECT_EQ(states(), States{down});
 }
 
+TEST(AgentProcessSearch, LooksEveryFiveSeconds)
+{
+    EXPECT_EQ(AgentProcessSearch{}.pollInterval, 5s);
+}
+
 TEST_F(AgentProcessMonitorTest, GoesOnPollingAsLongAsTheServiceIsDown)
 {
     start();

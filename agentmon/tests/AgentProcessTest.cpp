@@ -4,13 +4,22 @@
 #include "platform/base/tests/SleepingProcess.h"
 #include "platform/log/tests/RecordingSink.h"
 
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace veltra {
 namespace {
@@ -162,6 +171,36 @@ TEST(CommandLineHolds, IsFalseForAZombie)
     ::waitid(P_PID, static_cast<id_t>(process.pid()), &information, WEXITED | WNOWAIT);
 
     EXPECT_FALSE(commandLineHolds(process.pid(), "/some/vxsvc"));
+}
+
+// Whether it is said to hold a text when the kernel refuses to open any file; see seccomp(2).
+int answerWhenNothingCanBeOpened(std::uint16_t error)
+{
+    return runInChild([error] {
+        std::array<sock_filter, 4> filter{{
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_openat, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | error),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        }};
+        const sock_fprog program{.len = filter.size(), .filter = filter.data()};
+        EXPECT_EQ(::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0), 0);
+        EXPECT_EQ(::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program), 0);
+
+        return commandLineHolds(::getpid(), "no such text") ? 1 : 0;
+    });
+}
+
+TEST(CommandLineHolds, IsFalseWhenTheProcessGoesWhileItsFileIsOpened)
+{
+    EXPECT_EQ(answerWhenNothingCanBeOpened(ENOENT), 0);
+    EXPECT_EQ(answerWhenNothingCanBeOpened(ESRCH), 0);
+}
+
+TEST(CommandLineHolds, IsTrueWhenItCannotBeTold)
+{
+    EXPECT_EQ(answerWhenNothingCanBeOpened(EACCES), 1);
+    EXPECT_EQ(answerWhenNothingCanBeOpened(EMFILE), 1);
 }
 
 } // namespace
