@@ -73,7 +73,8 @@ void FakeHelperConnection::end()
 {
     if (std::exchange(isEnded_, true))
         return;
-    if (const auto onEnd = std::exchange(onEnd_, {}))
+    // Kept unless it is taken back.
+    if (const auto onEnd = onEnd_)
         onEnd();
     for (const Call& call : calls_)
         if (call.onFailure)
