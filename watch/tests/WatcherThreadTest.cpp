@@ -305,6 +305,29 @@ TEST_F(WatcherThreadTest, AWaitThatThrowsIsLoggedAndAFailedOnePassedOver)
                              onBothCentres(u"VXStatusQueueFileAccessRevocationNotification"));
 }
 
+TEST_F(WatcherThreadTest, APauseIsMadeAfterEveryWaitThatFails)
+{
+    auto owned = std::make_unique<ScriptedKernelQueue>();
+    ScriptedKernelQueue& queue = *owned;
+    VXStatusQueueCentral central{std::move(owned), surroundings()};
+    const auto entry = central.addPathToQueue(log(), 0x7F);
+    using Clock = std::chrono::steady_clock;
+    std::vector<Clock::time_point> failures;
+    for (int i = 0; i < 3; ++i)
+        queue.add([&failures]() -> std::optional<KernelQueue::Event> {
+            failures.push_back(Clock::now());
+            return std::nullopt;
+        });
+
+    queue.add([entry] { return KernelQueue::Event{.fflags = NOTE_REVOKE, .udata = entry}; });
+    const bool isHandled = runLoopUntil([this] { return happenings().size() >= 3; });
+
+    EXPECT_TRUE(isHandled);
+    ASSERT_EQ(failures.size(), 3U);
+    EXPECT_GE(failures[1] - failures[0], std::chrono::milliseconds{100});
+    EXPECT_GE(failures[2] - failures[1], std::chrono::milliseconds{100});
+}
+
 TEST_F(WatcherThreadTest, AnEventOfAnotherFilterOrWithoutBitsIsPassedOver)
 {
     auto owned = std::make_unique<ScriptedKernelQueue>();
