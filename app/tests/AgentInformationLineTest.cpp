@@ -2,6 +2,8 @@
 
 #include "app/tests/TableController.h"
 
+#include <future>
+
 namespace veltra {
 namespace {
 
@@ -89,6 +91,21 @@ TEST_F(AgentInformationLineTest, IsReadOnTheThreadOfTheNotificationAndShownOnThe
     turn();
 
     EXPECT_EQ(version.text(), QStringLiteral("Veltra Agent VERSION from a worker"));
+}
+
+TEST_F(AgentInformationLineTest, ChangesLaterAndIsNotWaitedFor)
+{
+    auto telling = std::async(std::launch::async, [this] {
+        helper().connection().app().logWithStdOut("Version: of later");
+    });
+
+    const auto told = telling.wait_for(std::chrono::minutes{1});
+    const QString before = version.text();
+    turn();
+
+    EXPECT_EQ(told, std::future_status::ready);
+    EXPECT_EQ(before, QStringLiteral("version as before"));
+    EXPECT_EQ(version.text(), QStringLiteral("Veltra Agent VERSION of later"));
 }
 
 } // namespace

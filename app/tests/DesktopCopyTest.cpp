@@ -93,6 +93,20 @@ TEST_F(DesktopCopyTest, SaysNothingWithoutADesktop)
     EXPECT_FALSE(std::filesystem::exists(folder.file("Desktop")));
 }
 
+// The kernel's files hold less than the size they are said to have, as a log does that is truncated
+// while it is copied.
+TEST_F(DesktopCopyTest, HoldsWhatThereWasOfALogThatIsTruncatedMeanwhile)
+{
+    source = "/sys/devices/system/cpu/online";
+    const std::string bytes = bytesOf(source);
+    ASSERT_GT(std::filesystem::file_size(source), bytes.size());
+    ASSERT_NE(bytes, "");
+
+    copy();
+
+    EXPECT_EQ(bytesOf(target), bytes);
+}
+
 // A limit on the size of files stands for a disk that is full.
 TEST_F(DesktopCopyTest, LeavesTheEarlierCopyWholeWhenTheDiskIsFull)
 {

@@ -179,6 +179,27 @@ TEST_F(StartUpTest, StartsTheFirstPassBeforeItAsksForTheInformation)
     EXPECT_TRUE(hasRead);
 }
 
+TEST_F(StartUpTest, HearsOfLogsBeforeItAsksForTheInformation)
+{
+    // Every pass over it says so.
+    setInitialPath(pathOf("missing"));
+    bool isPosted = false;
+    helper().onCall = [&](FakeHelperConnection&, const Call& call) {
+        if (call.version)
+            call.version("1.0.2");
+        if (call.exitStatus) {
+            notify();
+            isPosted = true;
+        }
+    };
+
+    make();
+    destroyController();
+
+    EXPECT_TRUE(isPosted);
+    EXPECT_EQ(log().complaints(), Lines(2, "No vxsvc log file present"));
+}
+
 TEST_F(StartUpTest, MissesInformationThatComesBeforeItListens)
 {
     QLabel version;
