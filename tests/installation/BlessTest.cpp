@@ -201,6 +201,21 @@ TEST_F(OlderHelper, StaysWhenOthersMayWriteToAFolder)
     }
 }
 
+TEST_F(OlderHelper, StaysWhenAGroupMayWriteToAFolderThatNoSystemGaveToIt)
+{
+    const std::vector<std::pair<std::string, std::string>> folders{
+        {"/usr/local/share", "daemon"}, {"/Library/PrivilegedHelperTools", "staff"}};
+    for (const auto& [folder, group] : folders) {
+        outputOf("chgrp " + group + " " + folder + "; chmod 2775 " + folder);
+
+        EXPECT_EQ(admin("bless"),
+                  refusal("use the folder " + folder + ": Others than root may write to it"));
+
+        expectUntouched();
+        outputOf("chgrp root " + folder + "; chmod 0755 " + folder);
+    }
+}
+
 TEST_F(OlderHelper, StaysWhenAFolderIsALink)
 {
     outputOf("mv /usr/local/share/dbus-1 /tmp/elsewhere; "

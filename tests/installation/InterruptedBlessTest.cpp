@@ -1,14 +1,19 @@
-// An installation that is killed wherever it changes something.
+// The tool when it is killed wherever it changes something, and when it is held up.
 #include "platform/signing/tests/SignedFile.h"
 #include "tests/installation/InstallationTesting.h"
 
+#include <fcntl.h>
 #include <sys/ptrace.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
 
 using namespace veltra;
 
 namespace {
 
-bool changesFiles(const __ptrace_syscall_info& call)
+using Call = __ptrace_syscall_info;
+
+bool changesFiles(const Call& call)
 {
     switch (call.entry.nr) {
     case SYS_openat:
@@ -28,11 +33,40 @@ bool changesFiles(const __ptrace_syscall_info& call)
     }
 }
 
-bool isAboutToChangeFiles(pid_t process)
+/// Starts the tool with a verb; it waits until it is told to go on.
+pid_t startTraced(const char* verb)
 {
-    __ptrace_syscall_info call{};
+    const pid_t tool = ::fork();
+    if (tool == 0) {
+        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        ::execl(adminTool.c_str(), adminTool.c_str(), verb, nullptr);
+        ::_exit(127);
+    }
+    ::waitpid(tool, nullptr, 0);
+    ::ptrace(PTRACE_SETOPTIONS, tool, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    return tool;
+}
+
+bool isAboutTo(bool (*makes)(const Call&), pid_t process)
+{
+    Call call{};
     return ::ptrace(PTRACE_GET_SYSCALL_INFO, process, sizeof call, &call) > 0 &&
-           call.op == PTRACE_SYSCALL_INFO_ENTRY && changesFiles(call);
+           call.op == PTRACE_SYSCALL_INFO_ENTRY && makes(call);
+}
+
+/// Lets it go on until it is about to make such a call. False when it makes none, but ended.
+bool goOnUntil(bool (*makes)(const Call&), pid_t tool)
+{
+    int signal = 0;
+    do {
+        int status = 0;
+        ::ptrace(PTRACE_SYSCALL, tool, nullptr, signal);
+        ::waitpid(tool, &status, 0);
+        if (WIFEXITED(status) || WIFSIGNALED(status))
+            return false;
+        signal = WSTOPSIG(status) == (SIGTRAP | 0x80) ? 0 : WSTOPSIG(status);
+    } while (signal != 0 || !isAboutTo(makes, tool));
+    return true;
 }
 
 /// From one change at which the tool is killed to the next that is tried. systemd makes each try
@@ -46,29 +80,45 @@ int step()
 /// when it does not that often, but ended.
 bool runAndKill(int last)
 {
-    const pid_t tool = ::fork();
-    if (tool == 0) {
-        ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
-        ::execl(adminTool.c_str(), adminTool.c_str(), "bless", nullptr);
+    const pid_t tool = startTraced("bless");
+    for (int count = 0; count < last; ++count)
+        if (!goOnUntil(changesFiles, tool))
+            return false;
+    ::kill(tool, SIGKILL);
+    ::waitpid(tool, nullptr, 0);
+    return true;
+}
+
+constexpr std::uint32_t mayBeReplaced = 1;
+constexpr std::uint32_t replaces = 2;
+
+bool ownName(BusConnection& bus, std::uint32_t flags)
+{
+    auto request = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                  "org.freedesktop.DBus", "RequestName");
+    auto answer = bus.call(request.append(helperName, flags));
+    std::uint32_t result = 0;
+    return answer && answer.value().read(result) && result == 1;
+}
+
+/// A process that owns the helper's name and runs a program in the helper's place, which sleeps.
+pid_t startOwnerInHelpersPlace()
+{
+    outputOf("cp --remove-destination /bin/sleep " + helperPath);
+    const pid_t owner = ::fork();
+    if (owner == 0) {
+        const auto bus = joinBus();
+        if (!ownName(*bus, mayBeReplaced))
+            ::_exit(1);
+        // For the bus it stays the process that has connected.
+        for (int descriptor = 3; descriptor < 100; ++descriptor)
+            ::fcntl(descriptor, F_SETFD, 0);
+        ::execl(helperPath.c_str(), helperPath.c_str(), "1000", nullptr);
         ::_exit(127);
     }
-    int status = 0;
-    int signal = 0;
-    ::waitpid(tool, &status, 0);
-    ::ptrace(PTRACE_SETOPTIONS, tool, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    for (int count = 0; count < last;) {
-        ::ptrace(PTRACE_SYSCALL, tool, nullptr, signal);
-        ::waitpid(tool, &status, 0);
-        if (WIFEXITED(status) || WIFSIGNALED(status))
-            return false;
-        const bool isCall = WSTOPSIG(status) == (SIGTRAP | 0x80);
-        signal = isCall ? 0 : WSTOPSIG(status);
-        if (isCall && isAboutToChangeFiles(tool))
-            ++count;
-    }
-    ::kill(tool, SIGKILL);
-    ::waitpid(tool, &status, 0);
-    return true;
+    EXPECT_TRUE(
+        becomesTrue([&] { return helperProcess() == owner && programOf(owner) == helperPath; }));
+    return owner;
 }
 
 } // namespace
@@ -114,4 +164,23 @@ TEST(InterruptedBless, OfAFirstHelperIsMadeGoodByTheNext)
 
     EXPECT_EQ(installedFiles(), (std::set<std::string>{helperFiles.begin(), helperFiles.end()}));
     EXPECT_EQ(programOf(startHelper()), helperPath);
+}
+
+TEST(RemoveWithoutSystemd, LeavesAProcessThatLosesTheNameWhileItIsLookedAt)
+{
+    EXPECT_EQ(admin("bless"), "");
+    const pid_t before = startOwnerInHelpersPlace();
+    const auto bus = joinBus();
+
+    const pid_t tool = startTraced("remove");
+    ASSERT_TRUE(goOnUntil([](const Call& call) { return call.entry.nr == SYS_pidfd_open; }, tool));
+    EXPECT_TRUE(ownName(*bus, replaces));
+    ::ptrace(PTRACE_DETACH, tool, nullptr, nullptr);
+    int status = -1;
+    ::waitpid(tool, &status, 0);
+
+    EXPECT_EQ(status, 0);
+    EXPECT_EQ(::waitpid(before, nullptr, WNOHANG), 0);
+    ::kill(before, SIGKILL);
+    ::waitpid(before, nullptr, 0);
 }
