@@ -15,6 +15,21 @@ void expectSmall([[maybe_unused]] pid_t helper)
 #endif
 }
 
+void killBus()
+{
+    // The brackets keep the shell, whose command line this is, from being meant.
+    outputOf("pkill -KILL -f -- '[d]bus-daemon --system'; rm -f /run/dbus/*");
+    EXPECT_FALSE(BusConnection::open());
+}
+
+// Another one in its place, as on-system-bus started the first.
+void startBus()
+{
+    outputOf("(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin dbus-daemon --system --nofork "
+             "--nopidfile --nosyslog </dev/null >>/run/bus.log 2>&1 &)");
+    EXPECT_TRUE(becomesTrue([] { return static_cast<bool>(BusConnection::open()); }));
+}
+
 } // namespace
 
 TEST(HelperLife, IsStartedByTheFirstCall)
@@ -169,19 +184,43 @@ TEST(HelperLife, TellsTheClientWhenItCrashes)
     outputOf("pkill -KILL sleep");
 }
 
-TEST(HelperLife, EndsAtSigtermAndAnswersWhatItHasRun)
+TEST(HelperLife, AnswersWhatItHasRunHoweverOftenItIsAskedToEnd)
 {
+    installHelper("patient_helper");
     Client client;
     client.tell("run a echo started; until [[ -e /tmp/go ]]; do sleep 0.01; done; exit 6");
     EXPECT_EQ(client.line(), "a out started\\n");
     const pid_t helper = helperProcess();
-
     ::kill(helper, SIGTERM);
     EXPECT_EQ(client.line(), "a ended");
+
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        ::kill(helper, signal);
+        EXPECT_TRUE(becomesTrue([&] { return statusOf(helper, "ShdPnd") == 0; }));
+    }
     std::ofstream{"/tmp/go"};
 
     EXPECT_EQ(client.line(), "a exit 6");
     EXPECT_TRUE(ends(helper));
+}
+
+TEST(HelperLife, EndsAtEverySignalThatAsksForIt)
+{
+    installHelper("patient_helper");
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        Client client;
+        client.tell("run a echo started; until [[ -e /tmp/go ]]; do sleep 0.01; done; exit 6");
+        EXPECT_EQ(client.line(), "a out started\\n");
+        const pid_t helper = helperProcess();
+
+        ::kill(helper, signal);
+        EXPECT_EQ(client.line(), "a ended") << signal;
+        std::ofstream{"/tmp/go"};
+
+        EXPECT_EQ(client.line(), "a exit 6") << signal;
+        EXPECT_TRUE(ends(helper)) << signal;
+        std::filesystem::remove("/tmp/go");
+    }
 }
 
 TEST(HelperLife, AnswersThoseWhoStillWaitToBeLetInWhenItEnds)
@@ -277,24 +316,24 @@ TEST(HelperLife, OutlivesTheBusOnTheClientsSide)
     client.version();
     const pid_t helper = helperProcess();
 
-    outputOf("pkill -KILL -f -- 'dbus-daemon --system'");
+    killBus();
 
     EXPECT_EQ(client.line(), "a ended");
     EXPECT_TRUE(ends(helper));
-    outputOf("rm -f /run/dbus/*; env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin dbus-daemon --system "
-             "--nopidfile --nosyslog --fork </dev/null >/dev/null");
+    startBus();
     client.tell("connect b");
     EXPECT_EQ(client.version("b"), "b version 1.0.0");
 }
 
 TEST(HelperLife, FailsACallWhenThereIsNoBus)
 {
-    outputOf("pkill -KILL -f -- 'dbus-daemon --system'; rm -f /run/dbus/*");
+    killBus();
     Client client;
 
     client.tell("version a");
 
     EXPECT_EQ(client.lines(2), (Words{"a ended", "a failed"}));
+    startBus();
 }
 
 // What a press costs for good; a sanitizer has costs of its own.
