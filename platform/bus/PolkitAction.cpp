@@ -55,6 +55,7 @@ polkitActions(BusConnection& bus, BusConnection::Patience patience, const std::s
     if (!answer.value().read(told))
         return polkitMisunderstood(method);
     std::vector<PolkitAction> actions;
+    actions.reserve(told.size());
     for (ActionOnTheBus& action : told)
         actions.push_back(std::apply(makeAction, std::move(action)));
     return actions;
