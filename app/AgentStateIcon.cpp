@@ -1,12 +1,12 @@
 #include "app/AgentStateIcon.h"
 
-#include "logview/table/PaintedSign.h"
+#include "logview/table/PaintedIcon.h"
 
 namespace veltra {
 
 namespace {
 
-PaintedSign runningSign()
+PaintedIcon runningIcon()
 {
     QPainterPath disc;
     disc.addEllipse(QPointF{8, 8}, 6.5, 6.5);
@@ -17,7 +17,7 @@ PaintedSign runningSign()
     return {.outline = disc, .mark = tick, .color = {0x1F, 0x8F, 0x45}};
 }
 
-PaintedSign downSign()
+PaintedIcon downIcon()
 {
     QPainterPath octagon;
     octagon.addPolygon(QPolygonF{{5.2, 1.5},
@@ -39,8 +39,8 @@ PaintedSign downSign()
 
 QIcon agentStateIcon(AgentState state)
 {
-    static const QIcon running = paintedIcon(runningSign());
-    static const QIcon down = paintedIcon(downSign());
+    static const QIcon running = paintedIcon(runningIcon());
+    static const QIcon down = paintedIcon(downIcon());
     return state == AgentState::running ? running : down;
 }
 

@@ -20,7 +20,7 @@ QString helperCopy()
 } // namespace
 
 HelperControllers::HelperControllers()
-    : surroundings_{std::make_shared<const HelperToolSurroundings>(HelperToolSurroundings{
+    : dependencies_{std::make_shared<const HelperToolDependencies>(HelperToolDependencies{
           .notifications = NotificationCenter::defaultCenter(),
           .authorization = systemAuthorization(),
           .serviceManagement = systemServiceManagement(),
@@ -38,7 +38,7 @@ HelperControllers::~HelperControllers()
 
 std::shared_ptr<HelperToolController> HelperControllers::make()
 {
-    auto controller = HelperToolController::init(surroundings_);
+    auto controller = HelperToolController::init(dependencies_);
     std::erase_if(made_, [](const auto& weak) { return weak.expired(); });
     made_.emplace_back(controller);
     return controller;

@@ -19,7 +19,7 @@ class HelperControllers {
     [[nodiscard]] std::shared_ptr<HelperToolController> make();
 
   private:
-    HelperToolController::Surroundings surroundings_;
+    HelperToolController::Dependencies dependencies_;
     std::vector<std::weak_ptr<HelperToolController>> made_;
 };
 

@@ -18,7 +18,7 @@ VXStatusResourceController& resources()
     return VXStatusResourceController::sharedVXStatusResourceController();
 }
 
-VXStatusMainSurroundings mainSurroundings()
+VXStatusMainDependencies mainDependencies()
 {
     return {.notifications = NotificationCenter::defaultCenter(),
             .resources = resources(),
@@ -31,7 +31,7 @@ void endProcess()
     std::_Exit(EXIT_SUCCESS);
 }
 
-VXStatusTableSurroundings tableSurroundings(HelperControllers& helperControllers)
+VXStatusTableDependencies tableDependencies(HelperControllers& helperControllers)
 {
     return {
         .notifications = NotificationCenter::defaultCenter(),
@@ -44,7 +44,7 @@ VXStatusTableSurroundings tableSurroundings(HelperControllers& helperControllers
         .endProcess = endProcess};
 }
 
-VXStatusButtonSurroundings buttonSurroundings(HelperControllers& helperControllers)
+VXStatusButtonDependencies buttonDependencies(HelperControllers& helperControllers)
 {
     return {.resources = resources(),
             .helperController = [&helperControllers] { return helperControllers.make(); },
@@ -55,9 +55,9 @@ VXStatusButtonSurroundings buttonSurroundings(HelperControllers& helperControlle
 } // namespace
 
 MainInterface::MainInterface()
-    : window_{NotificationCenter::defaultCenter()}, mainVC_{mainSurroundings()},
-      tableVC_{tableSurroundings(helperControllers_)},
-      button_{buttonSurroundings(helperControllers_)}, monitorWC_{resources()}
+    : window_{NotificationCenter::defaultCenter()}, mainVC_{mainDependencies()},
+      tableVC_{tableDependencies(helperControllers_)},
+      button_{buttonDependencies(helperControllers_)}, monitorWC_{resources()}
 {
     VXStatusQueue::setLogPathReceiver(
         []() -> LogPathReceiver& { return VXStatusMainVC::sharedVXStatusMainVC(); });

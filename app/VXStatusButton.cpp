@@ -8,8 +8,8 @@
 
 namespace veltra {
 
-VXStatusButton::VXStatusButton(VXStatusButtonSurroundings surroundings)
-    : surroundings_{std::move(surroundings)}
+VXStatusButton::VXStatusButton(VXStatusButtonDependencies dependencies)
+    : dependencies_{std::move(dependencies)}
 {
 }
 
@@ -21,7 +21,7 @@ void VXStatusButton::awakeFromNib()
         QStringLiteral("SAVE_TO_DESKTOP"),    QStringLiteral("CLOSE")};
     for (std::size_t index = 0; index < buttons_.size(); ++index)
         if (buttons_[index])
-            buttons_[index]->setText(surroundings_.resources.getLocalisedString(titleKeys[index]));
+            buttons_[index]->setText(dependencies_.resources.getLocalisedString(titleKeys[index]));
 }
 
 void VXStatusButton::collectAndSend(QObject* /*sender*/)
@@ -48,8 +48,8 @@ void VXStatusButton::run(const QString& option, const QPointer<CommandButton>& b
 {
     if (button)
         button->commandStarted(
-            surroundings_.resources.getLocalisedString(QStringLiteral("COMMAND_RUNNING")));
-    surroundings_.helperController()->runCommand(option, [button] {
+            dependencies_.resources.getLocalisedString(QStringLiteral("COMMAND_RUNNING")));
+    dependencies_.helperController()->runCommand(option, [button] {
         if (button)
             button->commandEnded();
     });
@@ -57,8 +57,8 @@ void VXStatusButton::run(const QString& option, const QPointer<CommandButton>& b
 
 void VXStatusButton::saveContentsToDesktop(QObject* /*sender*/)
 {
-    copyReplacing(surroundings_.logFolder + surroundings_.resources.getLogFileName(),
-                  surroundings_.homeDirectory + QStringLiteral("/Desktop/Agent_Monitor.log"));
+    copyReplacing(dependencies_.logFolder + dependencies_.resources.getLogFileName(),
+                  dependencies_.homeDirectory + QStringLiteral("/Desktop/Agent_Monitor.log"));
 }
 
 void VXStatusButton::close(QObject* /*sender*/)

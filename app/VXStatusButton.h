@@ -16,7 +16,7 @@
 namespace veltra {
 
 /// The dependencies of the controller of the buttons.
-struct VXStatusButtonSurroundings {
+struct VXStatusButtonDependencies {
     const VXStatusResourceController& resources;
     /// Creates a controller of the helper, a new one for every command.
     std::function<std::shared_ptr<HelperToolController>()> helperController;
@@ -29,7 +29,7 @@ class VXStatusButton : public QObject {
     Q_OBJECT
 
   public:
-    explicit VXStatusButton(VXStatusButtonSurroundings surroundings);
+    explicit VXStatusButton(VXStatusButtonDependencies dependencies);
 
     // Outlets, in the order of the buttons.
     void setButton(CommandButton* button) { buttons_[0] = button; }
@@ -67,7 +67,7 @@ class VXStatusButton : public QObject {
   private:
     void run(const QString& option, const QPointer<CommandButton>& button);
 
-    VXStatusButtonSurroundings surroundings_;
+    VXStatusButtonDependencies dependencies_;
     std::array<QPointer<CommandButton>, 6> buttons_;
 };
 

@@ -25,17 +25,17 @@ VXStatusMainVC& VXStatusMainVC::sharedVXStatusMainVC()
     return shared;
 }
 
-VXStatusMainVC::VXStatusMainVC(VXStatusMainSurroundings surroundings)
-    : surroundings_{std::move(surroundings)}
+VXStatusMainVC::VXStatusMainVC(VXStatusMainDependencies dependencies)
+    : dependencies_{std::move(dependencies)}
 {
     listLogFiles();
-    initalFilePath_ = QString::fromStdString(surroundings_.installation.logFolder) +
-                      surroundings_.resources.getLogFileName();
+    initalFilePath_ = QString::fromStdString(dependencies_.installation.logFolder) +
+                      dependencies_.resources.getLogFileName();
 }
 
 void VXStatusMainVC::listLogFiles()
 {
-    const auto names = contentsOfDirectory(surroundings_.installation.logFolder);
+    const auto names = contentsOfDirectory(dependencies_.installation.logFolder);
     if (!names)
         return;
     for (const std::string& name : names.value())
@@ -45,7 +45,7 @@ void VXStatusMainVC::listLogFiles()
 
 void VXStatusMainVC::awakeFromNib()
 {
-    windowRegistration_ = surroundings_.notifications.addObserver(
+    windowRegistration_ = dependencies_.notifications.addObserver(
         MainWindow::willCloseNotification, nullptr,
         [this](const Notification& notification) { windowWillClose(notification); });
     watchLogs();
@@ -57,10 +57,10 @@ void VXStatusMainVC::awakeFromNib()
 
 void VXStatusMainVC::watchLogs()
 {
-    logFilesQ_ = surroundings_.fileWatcher();
+    logFilesQ_ = dependencies_.fileWatcher();
     if (!logFilesQ_)
         return;
-    const QString folder = QString::fromStdString(surroundings_.installation.logFolder);
+    const QString folder = QString::fromStdString(dependencies_.installation.logFolder);
     for (const QString& name : logFiles_)
         logFilesQ_->addPath(folder + name);
     logFilesQ_->addPath(folder);

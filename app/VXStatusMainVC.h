@@ -17,7 +17,7 @@
 namespace veltra {
 
 /// The main controller's dependencies.
-struct VXStatusMainSurroundings {
+struct VXStatusMainDependencies {
     NotificationCenter& notifications;
     const VXStatusResourceController& resources;
     std::function<VXStatusQueueCentral*()> fileWatcher; ///< may return null
@@ -37,7 +37,7 @@ class VXStatusMainVC : public QObject, public LogPathReceiver {
     static VXStatusMainVC& sharedVXStatusMainVC();
 
     /// Lists the logs and determines which one is the newest.
-    explicit VXStatusMainVC(VXStatusMainSurroundings surroundings);
+    explicit VXStatusMainVC(VXStatusMainDependencies dependencies);
 
     /// Registers for the notifications that end the program or bring it to the front, and watches
     /// the logs found by the constructor and their folder.
@@ -70,7 +70,7 @@ class VXStatusMainVC : public QObject, public LogPathReceiver {
     void watchLogs();
     void activate();
 
-    VXStatusMainSurroundings surroundings_;
+    VXStatusMainDependencies dependencies_;
     VXStatusQueueCentral* logFilesQ_ = nullptr;
     QString initalFilePath_;
     QPointer<QWidget> mainWindow_;

@@ -39,24 +39,24 @@ QString filled(const QString& format, const QStringList& arguments)
 
 } // namespace
 
-VXStatusTableVC::VXStatusTableVC(VXStatusTableSurroundings surroundings)
-    : surroundings_{std::move(surroundings)}, switches_{Bundle::bundleWithIdentifier(
+VXStatusTableVC::VXStatusTableVC(VXStatusTableDependencies dependencies)
+    : dependencies_{std::move(dependencies)}, switches_{Bundle::bundleWithIdentifier(
                                                   QStringLiteral("com.veltra.vxStatusMonitorApp"),
-                                                  surroundings_.mainBundle)},
+                                                  dependencies_.mainBundle)},
       list_{rows_}, self_{std::make_shared<VXStatusTableVC*>(this)},
-      agentMonitor_{surroundings_.notifications,
-                    [this](AgentState state) { showAgentState(state); }, surroundings_.agentProcess}
+      agentMonitor_{dependencies_.notifications,
+                    [this](AgentState state) { showAgentState(state); }, dependencies_.agentProcess}
 {
     prepareHelper();
     takeInitialFilePath();
-    newLogRegistration_ = surroundings_.notifications.addObserver(
+    newLogRegistration_ = dependencies_.notifications.addObserver(
         QStringLiteral("VXStatusNotification"), nullptr,
         [this](const Notification& notification) { handleNotification(notification); });
     fetchTitles();
     startActivity();
     startFirstPass();
     helperControllerObj_->runCommand(QStringLiteral("-i"));
-    commandUpdateRegistration_ = surroundings_.notifications.addObserver(
+    commandUpdateRegistration_ = dependencies_.notifications.addObserver(
         QStringLiteral("commandUpdate"), nullptr,
         [this](const Notification&) { populateDictionary(); });
 }
@@ -71,12 +71,12 @@ VXStatusTableVC::~VXStatusTableVC()
 
 void VXStatusTableVC::prepareHelper()
 {
-    helperControllerObj_ = surroundings_.helperController();
-    helperInstalled_ = QFile::exists(surroundings_.helperTool) && isHelperInstalled();
+    helperControllerObj_ = dependencies_.helperController();
+    helperInstalled_ = QFile::exists(dependencies_.helperTool) && isHelperInstalled();
     if (!helperInstalled_)
         helperControllerObj_->installHelper();
-    if (!QFile::exists(surroundings_.helperTool))
-        surroundings_.endProcess();
+    if (!QFile::exists(dependencies_.helperTool))
+        dependencies_.endProcess();
     helperControllerObj_->LaunchHelper();
 }
 
@@ -95,14 +95,14 @@ bool VXStatusTableVC::isHelperInstalled()
 
 void VXStatusTableVC::takeInitialFilePath()
 {
-    followed_.filepath = surroundings_.initalFilePath();
-    followed_.lastfilepath = surroundings_.initalFilePath();
+    followed_.filepath = dependencies_.initalFilePath();
+    followed_.lastfilepath = dependencies_.initalFilePath();
 }
 
 void VXStatusTableVC::fetchTitles()
 {
     const auto text = [this](const QString& key) {
-        return surroundings_.resources.getLocalisedString(key);
+        return dependencies_.resources.getLocalisedString(key);
     };
     DATE_ = text(QStringLiteral("DATE"));
     TIME_ = text(QStringLiteral("TIME"));
@@ -173,7 +173,7 @@ void VXStatusTableVC::populateDictionary()
         return;
     }
     const auto text = [this](const QString& key) {
-        return surroundings_.resources.getLocalisedString(key);
+        return dependencies_.resources.getLocalisedString(key);
     };
     const QString versionLine = filled(QStringLiteral("Veltra Agent %@ %@"),
                                        {text(QStringLiteral("VERSION")), information->version});
@@ -277,7 +277,7 @@ void VXStatusTableVC::showAgentState(AgentState state)
     }
     if (label_) {
         const bool isRunning = state == AgentState::running;
-        label_->setText(surroundings_.resources.getLocalisedString(
+        label_->setText(dependencies_.resources.getLocalisedString(
             isRunning ? QStringLiteral("AGENT_SERVICE_RUNNING")
                       : QStringLiteral("AGENT_SERVICE_SHUTTING")));
     }

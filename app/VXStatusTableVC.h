@@ -26,7 +26,7 @@ class QTableView;
 namespace veltra {
 
 /// The table controller's dependencies.
-struct VXStatusTableSurroundings {
+struct VXStatusTableDependencies {
     NotificationCenter& notifications;
     const VXStatusResourceController& resources;
     std::shared_ptr<Bundle> mainBundle;      ///< may be null: then both switches are off
@@ -60,7 +60,7 @@ class VXStatusTableVC : public QObject {
     /// start-up log path, registers for notifications, starts the first pass on a separate thread
     /// and asks for the agent's information. May take as long as the user needs to consent; the
     /// event loop runs while the helper is asked for its version.
-    explicit VXStatusTableVC(VXStatusTableSurroundings surroundings);
+    explicit VXStatusTableVC(VXStatusTableDependencies dependencies);
 
     /// Stops a pass in progress and waits for its end.
     ~VXStatusTableVC() override;
@@ -136,7 +136,7 @@ class VXStatusTableVC : public QObject {
     void showAgentState(AgentState state);
     void showAgentInformation(const QString& versionLine, const QString& serverLine);
 
-    VXStatusTableSurroundings surroundings_;
+    VXStatusTableDependencies dependencies_;
     std::shared_ptr<Bundle> switches_;
     std::shared_ptr<HelperToolController> helperControllerObj_;
     bool helperInstalled_ = false;

@@ -19,7 +19,7 @@ WindowOnLog::WindowOnLog(const std::string& logFolder)
                .resources = resources_,
                .fileWatcher = [this] { return watcher_.get(); },
                .installation = installation_}},
-      tableVC_{tableSurroundings()}
+      tableVC_{tableDependencies()}
 {
     MainInterface::connectTable(window_, tableVC_);
     mainVC_.setMainWindow(&window_);
@@ -27,7 +27,7 @@ WindowOnLog::WindowOnLog(const std::string& logFolder)
     tableVC_.awakeFromNib();
 }
 
-VXStatusTableSurroundings WindowOnLog::tableSurroundings()
+VXStatusTableDependencies WindowOnLog::tableDependencies()
 {
     return {.notifications = helper_.notifications,
             .resources = resources_,

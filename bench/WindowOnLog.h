@@ -37,11 +37,11 @@ class WindowOnLog {
         void addpath(const QString& /*path*/) override {}
     };
 
-    [[nodiscard]] VXStatusTableSurroundings tableSurroundings();
+    [[nodiscard]] VXStatusTableDependencies tableDependencies();
 
     AgentInstallation installation_;
     VXStatusResourceController resources_{installation_, nullptr};
-    FakeHelperSurroundings helper_{""};
+    FakeHelperDependencies helper_{""};
     NoReceiver receiver_;
     std::unique_ptr<VXStatusQueueCentral> watcher_; // destroyed after the table controller
     MainWindow window_{helper_.notifications};

@@ -43,21 +43,21 @@ QString inOneLine(const QString& path)
 } // namespace
 
 std::unique_ptr<VXStatusQueueCentral>
-VXStatusQueueCentral::init(VXStatusQueueSurroundings surroundings)
+VXStatusQueueCentral::init(VXStatusQueueDependencies dependencies)
 {
     auto queue = KernelQueue::open();
     if (!queue)
         return nullptr;
     return std::make_unique<VXStatusQueueCentral>(std::move(queue.value()),
-                                                  std::move(surroundings));
+                                                  std::move(dependencies));
 }
 
 VXStatusQueueCentral::VXStatusQueueCentral(std::unique_ptr<KernelQueue> queue,
-                                           VXStatusQueueSurroundings surroundings)
-    : queue_{std::move(queue)}, surroundings_{std::move(surroundings)},
-      sharedNotificationCenterProxy_{copyMainThreadProxy(&surroundings_.notifications)},
+                                           VXStatusQueueDependencies dependencies)
+    : queue_{std::move(queue)}, dependencies_{std::move(dependencies)},
+      sharedNotificationCenterProxy_{copyMainThreadProxy(&dependencies_.notifications)},
       oldSharedNotificationCenterProxy_{
-          copyMainThreadProxy(&surroundings_.workspace.notificationCenter())}
+          copyMainThreadProxy(&dependencies_.workspace.notificationCenter())}
 {
 }
 
@@ -147,7 +147,7 @@ void VXStatusQueueCentral::removeAllPaths()
 
 void VXStatusQueueCentral::addFolerPath(const QString& /*path*/)
 {
-    const QString folder = withoutTrailingSlash(surroundings_.installation.logFolder);
+    const QString folder = withoutTrailingSlash(dependencies_.installation.logFolder);
     auto names = contentsOfDirectory(folder.toStdString());
     filesinWatchedFolder_ = names ? std::move(names.value()) : std::vector<std::string>{};
 }
@@ -208,7 +208,7 @@ void VXStatusQueueCentral::handleNextEvent(KernelQueue& queue)
 void VXStatusQueueCentral::handle(const VXStatusQueuePathEntry& entry, std::uint32_t notes)
 {
     const QString& path = entry.path();
-    surroundings_.workspace.noteFileSystemChanged(path);
+    dependencies_.workspace.noteFileSystemChanged(path);
     for (const auto& [note, name] : watcherNotifications())
         if (notes & note)
             handleNote(note, name, path);
@@ -218,7 +218,7 @@ void VXStatusQueueCentral::handleNote(std::uint32_t note, const QString& name, c
 {
     postNotification(name, path);
     if (note == NOTE_WRITE)
-        surroundings_.pathReceiver().addpath(postNewestLog());
+        dependencies_.pathReceiver().addpath(postNewestLog());
     else if (note == NOTE_EXTEND)
         postNewestLog();
 }
@@ -227,10 +227,10 @@ void VXStatusQueueCentral::handleNote(std::uint32_t note, const QString& name, c
 // through its folder.
 QString VXStatusQueueCentral::postNewestLog()
 {
-    QString path = QString::fromStdString(surroundings_.installation.logFolder) +
-                   surroundings_.resources.getLogFileName();
+    QString path = QString::fromStdString(dependencies_.installation.logFolder) +
+                   dependencies_.resources.getLogFileName();
     const QVariantMap dictionary{{QStringLiteral("newLogFilePath"), path}};
-    surroundings_.notifications.postNotificationName(QStringLiteral("VXStatusNotification"),
+    dependencies_.notifications.postNotificationName(QStringLiteral("VXStatusNotification"),
                                                      dictionary);
     return path;
 }

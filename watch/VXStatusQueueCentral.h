@@ -33,7 +33,7 @@ class LogPathReceiver {
 };
 
 /// The watcher's dependencies.
-struct VXStatusQueueSurroundings {
+struct VXStatusQueueDependencies {
     NotificationCenter& notifications;
     Workspace& workspace;
     const VXStatusResourceController& resources;
@@ -58,11 +58,11 @@ class VXStatusQueueCentral : public QObject {
     /// A watcher on `queue`; its thread starts when the first path is registered. Create it on the
     /// main thread.
     VXStatusQueueCentral(std::unique_ptr<KernelQueue> queue,
-                         VXStatusQueueSurroundings surroundings);
+                         VXStatusQueueDependencies dependencies);
 
     /// A watcher on a new kernel queue; null if the kernel cannot provide one.
     [[nodiscard]] static std::unique_ptr<VXStatusQueueCentral>
-    init(VXStatusQueueSurroundings surroundings);
+    init(VXStatusQueueDependencies dependencies);
 
     /// Stops the thread. Main thread only.
     ~VXStatusQueueCentral() override;
@@ -120,7 +120,7 @@ class VXStatusQueueCentral : public QObject {
     QString postNewestLog();
 
     std::shared_ptr<KernelQueue> queue_;
-    VXStatusQueueSurroundings surroundings_;
+    VXStatusQueueDependencies dependencies_;
     std::shared_ptr<VXStatusMainThread> sharedNotificationCenterProxy_;
     std::shared_ptr<VXStatusMainThread> oldSharedNotificationCenterProxy_; // the workspace's
 

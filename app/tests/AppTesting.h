@@ -66,8 +66,8 @@ class TextsInBundle {
 }
 
 /// The dependencies of the controller of buttons that nobody presses.
-[[nodiscard]] inline VXStatusButtonSurroundings
-buttonSurroundings(const VXStatusResourceController& resources)
+[[nodiscard]] inline VXStatusButtonDependencies
+buttonDependencies(const VXStatusResourceController& resources)
 {
     return {.resources = resources, .helperController = {}, .logFolder = {}, .homeDirectory = {}};
 }

@@ -37,7 +37,7 @@ class ApplicationLifeTest : public testing::Test {
     NotificationCenter notifications_;
     std::unique_ptr<MainWindow> window_ = std::make_unique<MainWindow>(notifications_);
     std::unique_ptr<VXStatusMainVC> controller_ = std::make_unique<VXStatusMainVC>(
-        VXStatusMainSurroundings{.notifications = notifications_,
+        VXStatusMainDependencies{.notifications = notifications_,
                                  .resources = resources_,
                                  .fileWatcher = [] { return nullptr; },
                                  .installation = installation_});
@@ -111,7 +111,7 @@ TEST_F(ApplicationLifeTest, TheWindowSaysOnceThatItIsAboutToCloseAndWhichOneItIs
 
 TEST_F(ApplicationLifeTest, TheCloseButtonsActionEndsTheProgram)
 {
-    VXStatusButton buttons{buttonSurroundings(resources_)};
+    VXStatusButton buttons{buttonDependencies(resources_)};
     window_->show();
 
     EXPECT_EQ(endOfLoopAfter([&] { buttons.close(nullptr); }), LoopEnd::quit);
@@ -119,7 +119,7 @@ TEST_F(ApplicationLifeTest, TheCloseButtonsActionEndsTheProgram)
 
 TEST_F(ApplicationLifeTest, TheCloseButtonsActionCanBeCalledByName)
 {
-    VXStatusButton buttons{buttonSurroundings(resources_)};
+    VXStatusButton buttons{buttonDependencies(resources_)};
     bool isFound = false;
 
     const auto end = endOfLoopAfter(

@@ -34,7 +34,7 @@ class FollowedLog {
         elsewhere_.write("fence", "");
         beforePass_ = notifications_.addObserver(
             logNotification, nullptr, [](const Notification&) { SystemLog::log(passBorder); });
-        table_ = std::make_unique<VXStatusTableVC>(VXStatusTableSurroundings{
+        table_ = std::make_unique<VXStatusTableVC>(VXStatusTableDependencies{
             .notifications = notifications_,
             .resources = resources_,
             .mainBundle = nullptr,
@@ -205,7 +205,7 @@ class FollowedLog {
     std::atomic<bool> isFenceSeen_ = false;
     NotificationCenter::Registration fenceSeen_;
     NotificationCenter::Registration beforePass_; // registered before the table, so called before
-    FakeHelperSurroundings helper_{"/nowhere/at/all"};
+    FakeHelperDependencies helper_{"/nowhere/at/all"};
     std::unique_ptr<VXStatusTableVC> table_;
     std::unique_ptr<VXStatusQueueCentral> watcher_;
 };

@@ -53,7 +53,7 @@ class TableControllerTest : public testing::Test {
 
     VXStatusTableVC& make(const std::shared_ptr<Bundle>& mainBundle = nullptr)
     {
-        controller_ = std::make_unique<VXStatusTableVC>(VXStatusTableSurroundings{
+        controller_ = std::make_unique<VXStatusTableVC>(VXStatusTableDependencies{
             .notifications = notifications(),
             .resources = resources_,
             .mainBundle = mainBundle,
@@ -113,7 +113,7 @@ class TableControllerTest : public testing::Test {
     RecordedLog& log() { return log_; }
     ActivityIndicator& indicator() { return indicator_; }
     NotificationCenter& notifications() { return helper_.notifications; }
-    FakeHelperSurroundings& helper() { return helper_; }
+    FakeHelperDependencies& helper() { return helper_; }
 
   private:
     // Every key is its own text.
@@ -127,7 +127,7 @@ class TableControllerTest : public testing::Test {
     std::string agentPid_ = folder_.file("agent");
     std::string service_ = folder_.file("vxsvc");
     RecordedLog log_;
-    FakeHelperSurroundings helper_{VELTRA_TEST_COPY_1_0_2};
+    FakeHelperDependencies helper_{VELTRA_TEST_COPY_1_0_2};
     TestBundle bundle_;
     VXStatusResourceController resources_{{.logFolder = folder_.path() + "/"}, withoutTexts()};
     QString initialPath_ = pathOf(log1);

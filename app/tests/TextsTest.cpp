@@ -119,7 +119,7 @@ class VXStatusButtonTest : public testing::Test {
   protected:
     QStringList titlesFrom(const VXStatusResourceController& resources)
     {
-        VXStatusButton controller{buttonSurroundings(resources)};
+        VXStatusButton controller{buttonDependencies(resources)};
         controller.setButton(&buttons_[0]);
         controller.setButton1(&buttons_[1]);
         controller.setButton2(&buttons_[2]);
@@ -177,7 +177,7 @@ TEST_F(VXStatusButtonTest, AnOutletThatIsNotConnectedIsPassedOver)
 {
     const TestBundle bundle;
     const VXStatusResourceController resources{{}, bundleWithoutTexts(bundle)};
-    VXStatusButton controller{buttonSurroundings(resources)};
+    VXStatusButton controller{buttonDependencies(resources)};
     controller.setButton5(&buttons_[5]);
 
     controller.awakeFromNib();

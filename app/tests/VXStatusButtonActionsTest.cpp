@@ -36,7 +36,7 @@ class VXStatusButtonActionsTest : public testing::Test {
     }
 
     TemporaryFolder folder;
-    FakeHelperSurroundings helper{"/nowhere/at/all"};
+    FakeHelperDependencies helper{"/nowhere/at/all"};
     TextsInBundle texts;
     AgentInstallation installation{.logFolder = folder.file("logs/")};
     TestBundle bundle;

@@ -29,15 +29,15 @@ class VXStatusMainVCTest : public testing::Test {
         auto queue = std::make_unique<FakeKernelQueue>();
         queue_ = queue.get();
         watcher_ = std::make_unique<VXStatusQueueCentral>(
-            std::move(queue), VXStatusQueueSurroundings{.notifications = notifications_,
+            std::move(queue), VXStatusQueueDependencies{.notifications = notifications_,
                                                         .workspace = workspace_,
                                                         .resources = resources_,
                                                         .pathReceiver = {},
                                                         .installation = installation_});
     }
 
-    [[nodiscard]] VXStatusMainSurroundings surroundings() { return surroundings(installation_); }
-    [[nodiscard]] VXStatusMainSurroundings surroundings(const AgentInstallation& installation)
+    [[nodiscard]] VXStatusMainDependencies dependencies() { return dependencies(installation_); }
+    [[nodiscard]] VXStatusMainDependencies dependencies(const AgentInstallation& installation)
     {
         return {.notifications = notifications_,
                 .resources = resources_,
@@ -80,7 +80,7 @@ TEST_F(VXStatusMainVCTest, ListsTheAgentsLogsAndNeitherBackupsNorOtherFiles)
     for (const char* name : {"vxsvc_1.log", "vxsvc_backup_1.log", "other.log", "VXSVC_2.log"})
         logs_.write(name, "");
 
-    const VXStatusMainVC controller{surroundings()};
+    const VXStatusMainVC controller{dependencies()};
 
     EXPECT_EQ(controller.logFiles(), QStringList{QStringLiteral("vxsvc_1.log")});
 }
@@ -89,7 +89,7 @@ TEST_F(VXStatusMainVCTest, ALogsNameMayHoldTheAgentsNameAnywhere)
 {
     logs_.write("old_vxsvc_2.log", "");
 
-    const VXStatusMainVC controller{surroundings()};
+    const VXStatusMainVC controller{dependencies()};
 
     EXPECT_EQ(controller.logFiles(), QStringList{QStringLiteral("old_vxsvc_2.log")});
 }
@@ -104,7 +104,7 @@ TEST_F(VXStatusMainVCTest, ListsTheLogsInTheFoldersOrder)
     for (const std::string& name : names.value())
         listed += QString::fromStdString(name);
 
-    const VXStatusMainVC controller{surroundings()};
+    const VXStatusMainVC controller{dependencies()};
 
     EXPECT_EQ(controller.logFiles(), listed);
 }
@@ -113,7 +113,7 @@ TEST_F(VXStatusMainVCTest, WatchesTheLogsAndThenTheirFolderAndTakesItsSnapshot)
 {
     for (const char* name : {"vxsvc_1.log", "vxsvc_backup_1.log", "other.log"})
         logs_.write(name, "");
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
 
     controller.awakeFromNib();
 
@@ -129,7 +129,7 @@ TEST_F(VXStatusMainVCTest, WatchesTheLogsInTheOrderOfTheirListing)
     QStringList paths;
     for (int number = 0; number < 5; ++number)
         logs_.write("vxsvc_" + std::to_string(number) + ".log", "");
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
     Registrations expected;
     for (const QString& name : controller.logFiles()) {
         paths += path() + name;
@@ -146,7 +146,7 @@ TEST_F(VXStatusMainVCTest, WatchesNothingBeforeItIsAwake)
 {
     logs_.write("vxsvc_1.log", "");
 
-    const VXStatusMainVC controller{surroundings()};
+    const VXStatusMainVC controller{dependencies()};
 
     EXPECT_TRUE(queue_->changes().empty());
     EXPECT_TRUE(watcher_->filesinWatchedFolder().empty());
@@ -155,7 +155,7 @@ TEST_F(VXStatusMainVCTest, WatchesNothingBeforeItIsAwake)
 TEST_F(VXStatusMainVCTest, WithoutALogFolderThereAreNoLogsAndNothingIsWatched)
 {
     std::filesystem::remove_all(logs_.path());
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
 
     controller.awakeFromNib();
 
@@ -170,7 +170,7 @@ TEST_F(VXStatusMainVCTest, OfAFolderThatCannotBeListedOnlyTheFolderIsWatched)
     logs_.write("vxsvc_1.log", "");
     // A file can be opened and watched like the folder, but not listed.
     const AgentInstallation unlisted{.logFolder = logs_.file("vxsvc_1.log")};
-    VXStatusMainVC controller{surroundings(unlisted)};
+    VXStatusMainVC controller{dependencies(unlisted)};
 
     controller.awakeFromNib();
 
@@ -186,7 +186,7 @@ TEST_F(VXStatusMainVCTest, ALogThatCannotBeOpenedIsSkippedWithoutAMessage)
     const auto recording = std::make_shared<Recording>();
     SystemLog log{Recording::sink(recording)};
     const SystemLog::Redirection redirection{log};
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
 
     controller.awakeFromNib();
 
@@ -205,7 +205,7 @@ TEST_F(VXStatusMainVCTest, TheInitialPathIsTheNewestLogs)
                                      std::filesystem::file_time_type::clock::now() +
                                          std::chrono::hours{1});
 
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
 
     EXPECT_EQ(controller.initalFilePath(), path("vxsvc_1.log"));
     EXPECT_EQ(controller.property("initalFilePath").toString(), path("vxsvc_1.log"));
@@ -213,7 +213,7 @@ TEST_F(VXStatusMainVCTest, TheInitialPathIsTheNewestLogs)
 
 TEST_F(VXStatusMainVCTest, TheInitialPathOfAnEmptyFolderIsTheFolder)
 {
-    const VXStatusMainVC controller{surroundings()};
+    const VXStatusMainVC controller{dependencies()};
 
     EXPECT_EQ(controller.initalFilePath(), path());
     EXPECT_TRUE(controller.logFiles().isEmpty());
@@ -221,7 +221,7 @@ TEST_F(VXStatusMainVCTest, TheInitialPathOfAnEmptyFolderIsTheFolder)
 
 TEST_F(VXStatusMainVCTest, KeepsTheInitialPathThatIsSet)
 {
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
 
     controller.setInitalFilePath(QStringLiteral("/some/log"));
 
@@ -231,7 +231,7 @@ TEST_F(VXStatusMainVCTest, KeepsTheInitialPathThatIsSet)
 TEST_F(VXStatusMainVCTest, AddpathDoesNothingBeforeItIsAwake)
 {
     logs_.write("vxsvc_1.log", "");
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
 
     controller.addpath(path("vxsvc_1.log"));
 
@@ -240,7 +240,7 @@ TEST_F(VXStatusMainVCTest, AddpathDoesNothingBeforeItIsAwake)
 
 TEST_F(VXStatusMainVCTest, AddpathWatchesForEveryKindOfChangeOnceItIsAwake)
 {
-    VXStatusMainVC controller{surroundings()};
+    VXStatusMainVC controller{dependencies()};
     controller.awakeFromNib();
     logs_.write("vxsvc_1.log", "");
 
@@ -253,7 +253,7 @@ TEST_F(VXStatusMainVCTest, AddpathWatchesForEveryKindOfChangeOnceItIsAwake)
 TEST_F(VXStatusMainVCTest, LivesWithoutAFileWatcher)
 {
     logs_.write("vxsvc_1.log", "");
-    auto without = surroundings();
+    auto without = dependencies();
     without.fileWatcher = [] { return nullptr; };
     VXStatusMainVC controller{without};
 
@@ -266,7 +266,7 @@ TEST_F(VXStatusMainVCTest, LivesWithoutAFileWatcher)
 
 TEST_F(VXStatusMainVCTest, TheSharedOneIsAnotherAndTheSameEachTime)
 {
-    const VXStatusMainVC awake{surroundings()};
+    const VXStatusMainVC awake{dependencies()};
 
     VXStatusMainVC& shared = VXStatusMainVC::sharedVXStatusMainVC();
 

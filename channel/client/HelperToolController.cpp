@@ -59,10 +59,10 @@ class HelperToolController::Output : public AppProtocol {
     std::weak_ptr<HelperConnection> connection_;
 };
 
-std::shared_ptr<HelperToolController> HelperToolController::init(Surroundings surroundings)
+std::shared_ptr<HelperToolController> HelperToolController::init(Dependencies dependencies)
 {
     return adopt(
-        std::unique_ptr<HelperToolController>{new HelperToolController{std::move(surroundings)}});
+        std::unique_ptr<HelperToolController>{new HelperToolController{std::move(dependencies)}});
 }
 
 std::shared_ptr<HelperToolController>
@@ -73,8 +73,8 @@ HelperToolController::adopt(std::unique_ptr<HelperToolController> controller)
     return shared;
 }
 
-HelperToolController::HelperToolController(Surroundings surroundings)
-    : surroundings_{std::move(surroundings)}
+HelperToolController::HelperToolController(Dependencies dependencies)
+    : dependencies_{std::move(dependencies)}
 {
 }
 
@@ -103,7 +103,7 @@ QString HelperToolController::helperIsInstalledKeyPath() const
 void HelperToolController::LaunchHelper()
 {
     try {
-        HelperAuthorization::authorizationRightsUpdateDatabase(surroundings_->authorization);
+        HelperAuthorization::authorizationRightsUpdateDatabase(dependencies_->authorization);
     } catch (const std::exception&) {
         print("unable to launch helper");
     }
@@ -114,7 +114,7 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
     if (auto current = currentHelperConnection())
         return current;
 
-    auto connection = surroundings_->connect();
+    auto connection = dependencies_->connect();
     connection->setExportedObject(std::make_shared<Output>(self_, connection));
     connection->setInvalidationHandler([self = self_.lock(), weak = std::weak_ptr{connection}] {
         if (const auto ended = weak.lock())
@@ -162,7 +162,7 @@ void HelperToolController::helperStatusWithCompletion(const Status& completion)
 
 std::optional<std::string> HelperToolController::versionOfCopy() const
 {
-    const std::string path = QFile::encodeName(surroundings_->helperCopy).toStdString();
+    const std::string path = QFile::encodeName(dependencies_->helperCopy).toStdString();
     const auto information = informationOfExecutable(path);
     return information ? information.value().text("CFBundleShortVersionString") : std::nullopt;
 }
@@ -185,11 +185,11 @@ bool HelperToolController::helperInstall()
         &rights, nullptr,
         kAuthorizationFlagInteractionAllowed | kAuthorizationFlagExtendRights |
             kAuthorizationFlagPreAuthorize,
-        surroundings_->authorization);
+        dependencies_->authorization);
     if (!authorization)
         return false;
 
-    const auto outcome = surroundings_->serviceManagement.SMJobBless(
+    const auto outcome = dependencies_->serviceManagement.SMJobBless(
         kSMDomainSystemLaunchd, HelperConstants::machServiceName, authorization);
     if (outcome.error && !outcome.isDone)
         throw std::runtime_error{outcome.error->message()};
@@ -230,7 +230,7 @@ std::optional<HelperProtocol::AuthorizationData> HelperToolController::authoriza
                                                  currentHelperAuthData_.end()};
     try {
         return HelperAuthorization::emptyAuthorizationExternalFormData(
-            surroundings_->authorization);
+            dependencies_->authorization);
     } catch (const std::exception&) {
         print("Command execution failed");
         return std::nullopt;
@@ -266,7 +266,7 @@ void HelperToolController::take(const QString& text)
         isInformation = exchange_.command == QStringLiteral("-i");
     }
     if (isInformation)
-        surroundings_->notifications.postNotificationName(QStringLiteral("commandUpdate"));
+        dependencies_->notifications.postNotificationName(QStringLiteral("commandUpdate"));
 }
 
 QString HelperToolController::getCommandOutPut() const

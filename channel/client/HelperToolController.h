@@ -17,7 +17,7 @@
 namespace veltra {
 
 /// The dependencies of the helper's controllers. All of them must outlive the controllers.
-struct HelperToolSurroundings {
+struct HelperToolDependencies {
     NotificationCenter& notifications;
     AuthorizationServices& authorization;
     ServiceManagement& serviceManagement;
@@ -47,10 +47,10 @@ class HelperToolController : public QObject {
     /// Receives whether a helper of the same version as the copy answers.
     using Status = std::function<void(bool)>;
 
-    using Surroundings = std::shared_ptr<const HelperToolSurroundings>;
+    using Dependencies = std::shared_ptr<const HelperToolDependencies>;
 
     /// The controller has no connection yet and has sent nothing.
-    [[nodiscard]] static std::shared_ptr<HelperToolController> init(Surroundings surroundings);
+    [[nodiscard]] static std::shared_ptr<HelperToolController> init(Dependencies dependencies);
 
     ~HelperToolController() override;
 
@@ -99,7 +99,7 @@ class HelperToolController : public QObject {
     [[nodiscard]] std::shared_ptr<HelperConnection> currentHelperConnection() const;
 
   protected:
-    explicit HelperToolController(Surroundings surroundings);
+    explicit HelperToolController(Dependencies dependencies);
 
     /// Like init(), for subclasses.
     [[nodiscard]] static std::shared_ptr<HelperToolController>
@@ -128,7 +128,7 @@ class HelperToolController : public QObject {
     std::optional<HelperProtocol::AuthorizationData> authorizationData();
     [[nodiscard]] std::optional<std::string> versionOfCopy() const;
 
-    Surroundings surroundings_;
+    Dependencies dependencies_;
     std::weak_ptr<HelperToolController> self_; // for who holds the controller
     mutable QMutex mutex_;
     Exchange exchange_; // guarded by the mutex

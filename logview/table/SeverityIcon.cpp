@@ -1,6 +1,6 @@
 #include "logview/table/SeverityIcon.h"
 
-#include "logview/table/PaintedSign.h"
+#include "logview/table/PaintedIcon.h"
 
 namespace veltra {
 
@@ -15,7 +15,7 @@ QPainterPath ring()
 
 // The colours are legible on both white and black.
 
-PaintedSign errorSign()
+PaintedIcon errorIcon()
 {
     QPainterPath cross;
     cross.moveTo(5.5, 5.5);
@@ -25,7 +25,7 @@ PaintedSign errorSign()
     return {.outline = ring(), .mark = cross, .color = {0xDD, 0x33, 0x33}};
 }
 
-PaintedSign warningSign()
+PaintedIcon warningIcon()
 {
     QPainterPath triangle;
     triangle.addPolygon(QPolygonF{{8, 1.5}, {15, 14.5}, {1, 14.5}});
@@ -38,7 +38,7 @@ PaintedSign warningSign()
     return {.outline = triangle, .mark = exclamation, .color = {0xC7, 0x80, 0x00}};
 }
 
-PaintedSign infoSign()
+PaintedIcon infoIcon()
 {
     QPainterPath letter;
     letter.moveTo(8, 7.5);
@@ -52,9 +52,9 @@ PaintedSign infoSign()
 
 QIcon severityIcon(std::string_view messageType)
 {
-    static const QIcon error = paintedIcon(errorSign());
-    static const QIcon warning = paintedIcon(warningSign());
-    static const QIcon info = paintedIcon(infoSign());
+    static const QIcon error = paintedIcon(errorIcon());
+    static const QIcon warning = paintedIcon(warningIcon());
+    static const QIcon info = paintedIcon(infoIcon());
     if (messageType == "Error")
         return error;
     if (messageType == "Warning")

@@ -89,7 +89,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
             takeCall_(call);
     }
 
-    void letGo()
+    void abandon()
     {
         isInvalid_ = true;
         closeWhenDone();
@@ -291,7 +291,7 @@ ClientConnection::~ClientConnection()
     link_->setInvalidationHandler({});
     // The link must be destroyed on the bus's thread, because its objects belong there.
     ServiceBus& bus = link_->bus();
-    bus.post([link = std::move(link_)] { link->letGo(); });
+    bus.post([link = std::move(link_)] { link->abandon(); });
 }
 
 void ClientConnection::setExportedObject(Receiver takeCall)

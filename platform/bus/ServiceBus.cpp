@@ -88,7 +88,7 @@ Result<> ServiceBus::connect()
     BusConnection& bus = *opened.value();
     if (auto exported = exportObjects(bus); !exported)
         return exported;
-    bus.setLossHandler([this] { loop_->post([this] { lose(); }); });
+    bus.setLossHandler([this] { loop_->post([this] { connectionLost(); }); });
     if (auto served = bus.serveOn(*loop_); !served)
         return served;
     connection_ = std::move(opened.value());
@@ -110,7 +110,7 @@ Result<> ServiceBus::exportObjects(BusConnection& bus)
     return success;
 }
 
-void ServiceBus::lose()
+void ServiceBus::connectionLost()
 {
     connection_.reset();
     peer_ = {};

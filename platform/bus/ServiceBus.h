@@ -80,7 +80,7 @@ class ServiceBus {
     [[nodiscard]] Result<> connect();
     [[nodiscard]] Result<> exportObjects(BusConnection& bus);
     [[nodiscard]] Result<> watchOwnerOf(const std::string& service);
-    void lose();
+    void connectionLost();
     void sendWaiting();
     static void ownerChanged(const Clients& clients, const std::string& service,
                              const std::string& owner);

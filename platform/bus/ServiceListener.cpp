@@ -176,19 +176,20 @@ void ServiceListener::open(const std::string& client, Waiting waiting)
         return;
     }
     known.waiting.push_back(std::move(waiting));
-    if (known.settlement)
+    if (known.authentication)
         return;
-    known.settlement = std::make_shared<CallerSettlement>(setting_, client);
-    known.settlement->start([this, client](const auto& process, const std::string& reason) {
-        settled(client, process, reason);
+    known.authentication = std::make_shared<CallerAuthentication>(setting_, client);
+    known.authentication->start([this, client](const auto& process, const std::string& reason) {
+        authenticationEnded(client, process, reason);
     });
 }
 
-void ServiceListener::settled(const std::string& client, const CallerSettlement::Process& process,
-                              const std::string& refusal)
+void ServiceListener::authenticationEnded(const std::string& client,
+                                          const CallerAuthentication::Process& process,
+                                          const std::string& refusal)
 {
     Client& known = clients_[client];
-    const auto settlement = std::exchange(known.settlement, nullptr);
+    const auto authentication = std::exchange(known.authentication, nullptr);
     known.process = process;
     for (Waiting& waiting : std::exchange(known.waiting, {}))
         if (process)

@@ -2,7 +2,7 @@
 
 #include "platform/base/EventLoop.h"
 #include "platform/bus/BusConnection.h"
-#include "platform/bus/CallerSettlement.h"
+#include "platform/bus/CallerAuthentication.h"
 #include "platform/bus/ServiceConnection.h"
 
 #include <cstdint>
@@ -39,7 +39,7 @@ class ServiceListener {
   public:
     /// Examines a process before the delegate is asked about it, on a separate thread because it
     /// may take long. Several threads may do so at the same time.
-    using Examination = std::function<void(const CallerSettlement::Process&)>;
+    using Examination = std::function<void(const CallerAuthentication::Process&)>;
 
     ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName);
     ServiceListener(const ServiceListener&) = delete;
@@ -78,9 +78,9 @@ class ServiceListener {
         std::string remotePath;
     };
     struct Client {
-        std::shared_ptr<CallerSettlement> settlement; // until it is settled
+        std::shared_ptr<CallerAuthentication> authentication; // until it has ended
         std::vector<Waiting> waiting;
-        CallerSettlement::Process process;
+        CallerAuthentication::Process process;
         std::map<std::string, std::shared_ptr<ServiceConnection>> connections;
     };
 
@@ -89,8 +89,9 @@ class ServiceListener {
     [[nodiscard]] Result<> exportRoot();
     void called(BusCall call);
     void open(const std::string& client, Waiting waiting);
-    void settled(const std::string& client, const CallerSettlement::Process& process,
-                 const std::string& refusal);
+    void authenticationEnded(const std::string& client,
+                             const CallerAuthentication::Process& process,
+                             const std::string& refusal);
     void accept(const std::string& client, Waiting waiting);
     void close(const std::string& client, const std::string& path);
     void forget(const std::string& client);
@@ -106,7 +107,7 @@ class ServiceListener {
     std::function<void()> onLoss_;
 
     std::shared_ptr<BusConnection> bus_;
-    CallerSettlement::Setting setting_;
+    CallerAuthentication::Setting setting_;
     BusSlot departures_;
     BusSlot root_;
     std::map<std::string, Client> clients_; // by their unique names

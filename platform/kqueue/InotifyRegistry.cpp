@@ -68,8 +68,8 @@ Result<WatchId> InotifyRegistry::add(int descriptor, std::uint32_t fflags,
     }
 
     // The folder may have been removed while the watches were set.
-    sign(id, mayBeGone);
-    lookAtSigned();
+    hint(id, mayBeGone);
+    examineHinted();
     return id;
 }
 
@@ -94,7 +94,7 @@ void InotifyRegistry::setFlags(WatchId id, std::uint32_t fflags)
 bool InotifyRegistry::collect()
 {
     const bool isRead = inotify_.drain([this](const auto& record) { take(record); });
-    lookAtSigned();
+    examineHinted();
     return isRead;
 }
 
@@ -162,12 +162,12 @@ void InotifyRegistry::take(const InotifyInstance::Record& record)
     if (roles == roles_.end())
         return;
 
-    const VnodeSigns signs = vnodeSigns(record.mask, record.hasName);
+    const VnodeHints hints = vnodeHints(record.mask, record.hasName);
     for (const WatchId id : roles->second.watched)
-        sign(id, signs);
+        hint(id, hints);
     if ((record.mask & IN_DELETE) != 0 && (record.mask & IN_ISDIR) != 0) {
         for (const WatchId id : roles->second.parentOf)
-            sign(id, mayBeGone);
+            hint(id, mayBeGone);
     }
     if ((record.mask & IN_IGNORED) != 0)
         forget(record.wd);
@@ -176,25 +176,25 @@ void InotifyRegistry::take(const InotifyInstance::Record& record)
 void InotifyRegistry::takeOverflow()
 {
     for (const auto& [id, watch] : watches_)
-        sign(id, IN_Q_OVERFLOW);
+        hint(id, IN_Q_OVERFLOW);
 }
 
-void InotifyRegistry::sign(WatchId id, VnodeSigns signs)
+void InotifyRegistry::hint(WatchId id, VnodeHints hints)
 {
-    auto& sights = watches_.at(id).sights;
-    const VnodeSigns known = sights.empty() ? 0 : sights.back().signs;
-    if ((signs & ~known) == 0)
+    auto& arrivals = watches_.at(id).arrivals;
+    const VnodeHints known = arrivals.empty() ? 0 : arrivals.back().hints;
+    if ((hints & ~known) == 0)
         return;
 
-    if (sights.empty())
-        signed_.push_back(id);
-    sights.push_back({.position = position_, .signs = known | signs});
+    if (arrivals.empty())
+        hinted_.push_back(id);
+    arrivals.push_back({.position = position_, .hints = known | hints});
 }
 
-void InotifyRegistry::lookAtSigned()
+void InotifyRegistry::examineHinted()
 {
     std::vector<Finding> findings;
-    for (const WatchId id : std::exchange(signed_, {}))
+    for (const WatchId id : std::exchange(hinted_, {}))
         findings.push_back(look(id, watches_.at(id)));
 
     std::ranges::stable_sort(findings, {}, &Finding::position);
@@ -204,37 +204,37 @@ void InotifyRegistry::lookAtSigned()
 
 InotifyRegistry::Finding InotifyRegistry::look(WatchId id, Watch& watch)
 {
-    const auto sights = std::exchange(watch.sights, {});
-    const VnodeSigns signs = sights.back().signs;
+    const auto arrivals = std::exchange(watch.arrivals, {});
+    const VnodeHints hints = arrivals.back().hints;
     // A moved folder has a different parent. This comes first: if the folder is removed from there
     // at this moment, either the check below or the new parent notices.
-    if ((signs & (IN_MOVE_SELF | IN_Q_OVERFLOW)) != 0)
+    if ((hints & (IN_MOVE_SELF | IN_Q_OVERFLOW)) != 0)
         static_cast<void>(watchParent(id, watch));
 
-    const VnodeState now = presentState(watch, signs);
-    const VnodeState before = std::exchange(watch.state, settledState(signs, watch.state, now));
+    const VnodeState now = presentState(watch, hints);
+    const VnodeState before = std::exchange(watch.state, settledState(hints, watch.state, now));
     if (before.linkCount > 0 && watch.state.linkCount == 0)
         dropRole(&Roles::parentOf, id, std::exchange(watch.parentWd, -1));
 
-    // An early sign may turn out to mean nothing, so the first sign that means something sets the
+    // An early hint may turn out to mean nothing, so the first hint that means something sets the
     // position.
-    const std::uint32_t changes = vnodeChanges(signs, before, now);
+    const std::uint32_t changes = vnodeChanges(hints, before, now);
     const std::uint32_t wanted = changes & pending_.flags(id);
-    const auto first = std::ranges::find_if(sights, [&](const Sight& sight) {
-        return (vnodeChanges(sight.signs, before, now) & wanted) != 0;
+    const auto first = std::ranges::find_if(arrivals, [&](const Arrival& arrival) {
+        return (vnodeChanges(arrival.hints, before, now) & wanted) != 0;
     });
-    return {.position = first != sights.end() ? first->position : position_,
+    return {.position = first != arrivals.end() ? first->position : position_,
             .id = id,
             .changes = changes};
 }
 
-VnodeState InotifyRegistry::presentState(const Watch& watch, VnodeSigns signs)
+VnodeState InotifyRegistry::presentState(const Watch& watch, VnodeHints hints)
 {
     auto state = VnodeState::of(watch.descriptor);
     if (!state)
         return watch.state;
 
-    const bool mayBeRenamed = (signs & (IN_MOVE_SELF | IN_Q_OVERFLOW)) != 0;
+    const bool mayBeRenamed = (hints & (IN_MOVE_SELF | IN_Q_OVERFLOW)) != 0;
     state.value().name = mayBeRenamed ? VnodeState::nameOf(watch.descriptor) : watch.state.name;
     return std::move(state.value());
 }

@@ -52,9 +52,9 @@ class InotifyRegistry {
 
   private:
     // Everything seen of a watch up to a position in the stream of records.
-    struct Sight {
+    struct Arrival {
         std::uint64_t position = 0;
-        VnodeSigns signs = 0;
+        VnodeHints hints = 0;
     };
 
     struct Watch {
@@ -62,7 +62,7 @@ class InotifyRegistry {
         VnodeState state;
         int wd = -1;
         int parentWd = -1;
-        std::vector<Sight> sights; // since the last check; one for each record that added a sign
+        std::vector<Arrival> arrivals; // since the last check; one for each new hint
     };
 
     // What one kernel watch is used for.
@@ -87,17 +87,17 @@ class InotifyRegistry {
 
     void take(const InotifyInstance::Record& record);
     void takeOverflow();
-    void sign(WatchId id, VnodeSigns signs);
+    void hint(WatchId id, VnodeHints hints);
 
-    void lookAtSigned();
+    void examineHinted();
     [[nodiscard]] Finding look(WatchId id, Watch& watch);
-    [[nodiscard]] static VnodeState presentState(const Watch& watch, VnodeSigns signs);
+    [[nodiscard]] static VnodeState presentState(const Watch& watch, VnodeHints hints);
 
     InotifyInstance inotify_;
     PendingEvents pending_;
     std::map<WatchId, Watch> watches_;
     std::unordered_map<int, Roles> roles_; // by watch descriptor
-    std::vector<WatchId> signed_;          // the watches that have sights
+    std::vector<WatchId> hinted_;          // the watches that have arrivals
     std::uint64_t position_ = 0;
 };
 

@@ -123,7 +123,7 @@ TEST(HelperLife, EndsWhenAClientLetsGoOfItsConnection)
     client.version();
     const pid_t helper = helperProcess();
 
-    client.tell("let-go a");
+    client.tell("abandon a");
 
     EXPECT_TRUE(ends(helper));
 }

@@ -160,7 +160,7 @@ TEST_F(VXStatusQueueCentralTest, APathThatCameBackIsHeldOnceAgain)
 
 TEST_F(VXStatusQueueCentralTest, APathThatTheKernelWillNotWatchIsKeptAllTheSame)
 {
-    VXStatusQueueCentral central{std::make_unique<ScriptedKernelQueue>(), surroundings()};
+    VXStatusQueueCentral central{std::make_unique<ScriptedKernelQueue>(), dependencies()};
 
     const auto entry = central.addPathToQueue(log(), 0x7F);
 
@@ -262,7 +262,7 @@ TEST_F(VXStatusQueueCentralTest, ItsDescriptorIsTheQueues)
 
 TEST_F(VXStatusQueueCentralTest, OpensAKernelQueueOfItsOwn)
 {
-    const auto central = VXStatusQueueCentral::init(surroundings());
+    const auto central = VXStatusQueueCentral::init(dependencies());
 
     ASSERT_TRUE(central);
     EXPECT_TRUE(isOpen(central->queueFD()));
@@ -277,7 +277,7 @@ TEST_F(VXStatusQueueCentralTest, IsNoneWhenTheKernelHasNoQueueToGive)
     none.rlim_cur = 0;
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &none), 0);
 
-    const auto central = VXStatusQueueCentral::init(surroundings());
+    const auto central = VXStatusQueueCentral::init(dependencies());
 
     ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &limit), 0);
     EXPECT_FALSE(central);

@@ -60,7 +60,7 @@ class WatcherEndTest : public testing::Test {
     std::unique_ptr<FakeKernelQueue> owned_ = std::make_unique<FakeKernelQueue>();
     FakeKernelQueue* queue_ = owned_.get();
     std::unique_ptr<VXStatusQueueCentral> central_ = std::make_unique<VXStatusQueueCentral>(
-        std::move(owned_), VXStatusQueueSurroundings{
+        std::move(owned_), VXStatusQueueDependencies{
                                .notifications = notifications_,
                                .workspace = workspace_,
                                .resources = resources_,

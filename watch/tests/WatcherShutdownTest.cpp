@@ -18,7 +18,7 @@ class WatcherShutdownTest : public WatcherTest {
     {
         auto owned = std::make_unique<ScriptedKernelQueue>();
         ScriptedKernelQueue& queue = *owned;
-        central_ = std::make_unique<VXStatusQueueCentral>(std::move(owned), surroundings());
+        central_ = std::make_unique<VXStatusQueueCentral>(std::move(owned), dependencies());
         return queue;
     }
 
@@ -54,7 +54,7 @@ TEST_F(WatcherShutdownTest, EndsWhileItsThreadWaitsForEvents)
 TEST_F(WatcherShutdownTest, EndsWhileItsThreadWaitsOnARealQueue)
 {
     const auto descriptors = descriptorCount();
-    auto central = VXStatusQueueCentral::init(surroundings());
+    auto central = VXStatusQueueCentral::init(dependencies());
     ASSERT_TRUE(central);
     central->addPath(log());
     central->addPath(QString::fromStdString(logs_.path()));
@@ -68,7 +68,7 @@ TEST_F(WatcherShutdownTest, EndsWhileItsThreadWaitsOnARealQueue)
 TEST_F(WatcherShutdownTest, ClosesTheDescriptorsOfItsPaths)
 {
     const auto descriptors = descriptorCount();
-    auto central = VXStatusQueueCentral::init(surroundings());
+    auto central = VXStatusQueueCentral::init(dependencies());
     for (const std::string name : {"vxsvc_2.log", "vxsvc_3.log"}) {
         logs_.write(name, "");
         central->addPath(log(name));
@@ -87,10 +87,10 @@ TEST_F(WatcherShutdownTest, EndsWhileItsThreadWaitsForTheMainThread)
     auto owned = std::make_unique<FakeKernelQueue>();
     FakeKernelQueue& queue = *owned;
     auto central = std::make_unique<VXStatusQueueCentral>(
-        std::move(owned), VXStatusQueueSurroundings{.notifications = notifications_,
+        std::move(owned), VXStatusQueueDependencies{.notifications = notifications_,
                                                     .workspace = workspace,
                                                     .resources = resources_,
-                                                    .pathReceiver = surroundings().pathReceiver,
+                                                    .pathReceiver = dependencies().pathReceiver,
                                                     .installation = installation_});
     central->addPath(log());
 
@@ -159,7 +159,7 @@ TEST_F(WatcherShutdownTest, EndsWhileEventsPourIn)
 
     for (int round = 0; round < 20; ++round) {
         const std::size_t before = happenings().size();
-        auto central = VXStatusQueueCentral::init(surroundings());
+        auto central = VXStatusQueueCentral::init(dependencies());
         ASSERT_TRUE(central);
         central->addPath(log());
         isNoticedEachTime =
@@ -196,7 +196,7 @@ TEST_F(WatcherShutdownTest, PathsComeAndGoOnTheMainThreadWhileEventsPourIn)
     const std::string names[] = {"vxsvc_2.log", "vxsvc_3.log", "vxsvc_4.log"};
     for (const std::string& name : names)
         logs_.write(name, "");
-    auto central = VXStatusQueueCentral::init(surroundings());
+    auto central = VXStatusQueueCentral::init(dependencies());
     ASSERT_TRUE(central);
     central->addPath(QString::fromStdString(logs_.path()));
     std::jthread writer{[&](const std::stop_token& stop) {

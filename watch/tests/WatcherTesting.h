@@ -143,10 +143,10 @@ class WatcherTest : public testing::Test {
         observe(workspace_.notificationCenter(), QStringLiteral("workspace"));
         auto queue = std::make_unique<FakeKernelQueue>();
         queue_ = queue.get();
-        central_ = std::make_unique<VXStatusQueueCentral>(std::move(queue), surroundings());
+        central_ = std::make_unique<VXStatusQueueCentral>(std::move(queue), dependencies());
     }
 
-    [[nodiscard]] VXStatusQueueSurroundings surroundings()
+    [[nodiscard]] VXStatusQueueDependencies dependencies()
     {
         return {.notifications = notifications_,
                 .workspace = workspace_,

@@ -291,7 +291,7 @@ TEST_F(WatcherThreadTest, AWaitThatThrowsIsLoggedAndAFailedOnePassedOver)
 {
     auto owned = std::make_unique<ScriptedKernelQueue>();
     ScriptedKernelQueue& queue = *owned;
-    VXStatusQueueCentral central{std::move(owned), surroundings()};
+    VXStatusQueueCentral central{std::move(owned), dependencies()};
     const auto entry = central.addPathToQueue(log(), 0x7F);
 
     queue.add([]() -> std::optional<KernelQueue::Event> { throw std::runtime_error{"no wait"}; });
@@ -309,7 +309,7 @@ TEST_F(WatcherThreadTest, APauseIsMadeAfterEveryWaitThatFails)
 {
     auto owned = std::make_unique<ScriptedKernelQueue>();
     ScriptedKernelQueue& queue = *owned;
-    VXStatusQueueCentral central{std::move(owned), surroundings()};
+    VXStatusQueueCentral central{std::move(owned), dependencies()};
     const auto entry = central.addPathToQueue(log(), 0x7F);
     using Clock = std::chrono::steady_clock;
     std::vector<Clock::time_point> failures;
@@ -332,7 +332,7 @@ TEST_F(WatcherThreadTest, AnEventOfAnotherFilterOrWithoutBitsIsPassedOver)
 {
     auto owned = std::make_unique<ScriptedKernelQueue>();
     ScriptedKernelQueue& queue = *owned;
-    VXStatusQueueCentral central{std::move(owned), surroundings()};
+    VXStatusQueueCentral central{std::move(owned), dependencies()};
     const auto entry = central.addPathToQueue(log(), 0x7F);
 
     queue.add([entry] {

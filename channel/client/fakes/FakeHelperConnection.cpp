@@ -63,7 +63,7 @@ void FakeHelperConnection::take(Call call)
         onCall_(*this, Call{calls_.back()});
 }
 
-void FakeHelperConnection::letGo()
+void FakeHelperConnection::abandon()
 {
     const auto calls = std::exchange(calls_, {});
     const auto onEnd = std::exchange(onEnd_, {});

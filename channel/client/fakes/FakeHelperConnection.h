@@ -38,7 +38,7 @@ class FakeHelperConnection : public HelperConnection,
     void take(Call call);
 
     /// Releases everything that it was given, without calling any of it.
-    void letGo();
+    void abandon();
     [[nodiscard]] AppProtocol& app() { return *app_; }
     [[nodiscard]] bool isResumed() const { return isResumed_; }
     [[nodiscard]] bool isEnded() const { return isEnded_; }

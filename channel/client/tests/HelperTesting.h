@@ -11,31 +11,31 @@
 namespace veltra {
 
 /// The dependencies of the helper's controllers in a test. Must outlive them.
-class FakeHelperSurroundings {
+class FakeHelperDependencies {
   public:
-    explicit FakeHelperSurroundings(const char* helperCopy)
+    explicit FakeHelperDependencies(const char* helperCopy)
         : helperCopy_{QString::fromUtf8(helperCopy)}
     {
         authorization.gained().insert(kSMRightBlessPrivilegedHelper);
     }
 
     /// Also releases the controllers that only their connections keep alive.
-    ~FakeHelperSurroundings()
+    ~FakeHelperDependencies()
     {
         for (const auto& connection : connections)
-            connection->letGo();
+            connection->abandon();
     }
-    FakeHelperSurroundings(const FakeHelperSurroundings&) = delete;
-    FakeHelperSurroundings& operator=(const FakeHelperSurroundings&) = delete;
+    FakeHelperDependencies(const FakeHelperDependencies&) = delete;
+    FakeHelperDependencies& operator=(const FakeHelperDependencies&) = delete;
 
     [[nodiscard]] std::shared_ptr<HelperToolController> makeController()
     {
-        return HelperToolController::init(surroundings());
+        return HelperToolController::init(dependencies());
     }
 
-    [[nodiscard]] HelperToolController::Surroundings surroundings()
+    [[nodiscard]] HelperToolController::Dependencies dependencies()
     {
-        return std::make_shared<const HelperToolSurroundings>(HelperToolSurroundings{
+        return std::make_shared<const HelperToolDependencies>(HelperToolDependencies{
             .notifications = notifications,
             .authorization = authorization,
             .serviceManagement = serviceManagement,

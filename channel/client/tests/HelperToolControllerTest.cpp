@@ -42,10 +42,10 @@ class HelperToolControllerTest : public testing::Test {
         return answer;
     }
 
-    FakeHelperSurroundings surroundings{VELTRA_TEST_COPY_1_0_2};
-    std::shared_ptr<HelperToolController> controller = surroundings.makeController();
+    FakeHelperDependencies dependencies{VELTRA_TEST_COPY_1_0_2};
+    std::shared_ptr<HelperToolController> controller = dependencies.makeController();
     int updates = 0;
-    NotificationCenter::Registration registration = surroundings.notifications.addObserver(
+    NotificationCenter::Registration registration = dependencies.notifications.addObserver(
         QStringLiteral("commandUpdate"), nullptr, [this](const Notification& notification) {
             EXPECT_FALSE(notification.object.isValid());
             EXPECT_TRUE(notification.userInfo.isEmpty());
@@ -63,7 +63,7 @@ TEST_F(HelperToolControllerTest, BeginsEmptyAndWithoutAConnection)
     EXPECT_FALSE(controller->helperIsInstalled());
     EXPECT_EQ(controller->currentHelperAuthDataKeyPath(), QString{});
     EXPECT_EQ(controller->helperIsInstalledKeyPath(), QString{});
-    EXPECT_TRUE(surroundings.connections.empty());
+    EXPECT_TRUE(dependencies.connections.empty());
 }
 
 TEST_F(HelperToolControllerTest, IsCalledBySelectorAndReadByKey)
@@ -89,8 +89,8 @@ TEST_F(HelperToolControllerTest, IsCurrentWhenTheHelperAnswersWithTheVersionOfTh
     controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
     EXPECT_EQ(answer, std::nullopt);
 
-    EXPECT_EQ(surroundings.call().method, "getVersion");
-    surroundings.call().version("1.0.2");
+    EXPECT_EQ(dependencies.call().method, "getVersion");
+    dependencies.call().version("1.0.2");
 
     EXPECT_EQ(answer, true);
 }
@@ -101,7 +101,7 @@ TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheVersionIsAnyOther)
         std::optional<bool> answer;
         controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
 
-        surroundings.call().version(version);
+        dependencies.call().version(version);
 
         EXPECT_EQ(answer, false) << version;
     }
@@ -112,17 +112,17 @@ TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheConnectionFails)
     std::optional<bool> answer;
     controller->helperStatusWithCompletion([&](bool isInstalled) { answer = isInstalled; });
 
-    surroundings.connection().end();
+    dependencies.connection().end();
 
     EXPECT_EQ(answer, false);
 }
 
 TEST_F(HelperToolControllerTest, IsNotCurrentWhenTheCopyHasNoVersion)
 {
-    FakeHelperSurroundings withoutVersion{VELTRA_TEST_COPY_WITHOUT_VERSION};
-    FakeHelperSurroundings withoutList{VELTRA_TEST_COPY_WITHOUT_LIST};
-    FakeHelperSurroundings withoutCopy{"/nowhere/at/all"};
-    for (FakeHelperSurroundings* some : {&withoutVersion, &withoutList, &withoutCopy}) {
+    FakeHelperDependencies withoutVersion{VELTRA_TEST_COPY_WITHOUT_VERSION};
+    FakeHelperDependencies withoutList{VELTRA_TEST_COPY_WITHOUT_LIST};
+    FakeHelperDependencies withoutCopy{"/nowhere/at/all"};
+    for (FakeHelperDependencies* some : {&withoutVersion, &withoutList, &withoutCopy}) {
         std::optional<bool> answer;
 
         some->makeController()->helperStatusWithCompletion([&](bool is) { answer = is; });
@@ -137,17 +137,17 @@ TEST_F(HelperToolControllerTest, MakesOneConnectionAndResumesItAtOnce)
     controller->runCommand(QStringLiteral("-p"));
     controller->runCommand(QStringLiteral("-f"));
 
-    EXPECT_EQ(surroundings.connections.size(), 1U);
-    EXPECT_TRUE(surroundings.connection().isResumed());
-    EXPECT_EQ(controller->currentHelperConnection(), surroundings.connections[0]);
+    EXPECT_EQ(dependencies.connections.size(), 1U);
+    EXPECT_TRUE(dependencies.connection().isResumed());
+    EXPECT_EQ(controller->currentHelperConnection(), dependencies.connections[0]);
 }
 
 TEST_F(HelperToolControllerTest, SendsTheOptionAndAFreshAuthorization)
 {
     controller->runCommand(QStringLiteral("-c"));
-    const auto first = surroundings.call();
+    const auto first = dependencies.call();
     controller->runCommand(QStringLiteral("-e"));
-    const auto second = surroundings.call();
+    const auto second = dependencies.call();
 
     EXPECT_EQ(first.method, "runCommand -c");
     EXPECT_EQ(second.method, "runCommand -e");
@@ -164,30 +164,30 @@ TEST_F(HelperToolControllerTest, SendsTheSavedAuthorizationWhenThereIsOne)
 
     controller->runCommand(QStringLiteral("-c"));
 
-    EXPECT_EQ(surroundings.call().authData, HelperProtocol::AuthorizationData(32, 'x'));
+    EXPECT_EQ(dependencies.call().authData, HelperProtocol::AuthorizationData(32, 'x'));
 }
 
 TEST_F(HelperToolControllerTest, PrintsThatACommandFailedWithoutAuthorization)
 {
-    surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+    dependencies.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
 
     const std::string printed =
         printedDuring([&] { controller->runCommand(QStringLiteral("-c")); });
 
     EXPECT_EQ(printed, "Command execution failed\n");
-    EXPECT_TRUE(surroundings.connection().calls().empty());
+    EXPECT_TRUE(dependencies.connection().calls().empty());
     EXPECT_EQ(controller->command(), QString{});
 }
 
 TEST_F(HelperToolControllerTest, DropsACommandSilentlyWhenThereIsNoExternalForm)
 {
-    surroundings.authorization.empty.insert("AuthorizationCreate");
+    dependencies.authorization.empty.insert("AuthorizationCreate");
 
     const std::string printed =
         printedDuring([&] { controller->runCommand(QStringLiteral("-c")); });
 
     EXPECT_EQ(printed, "");
-    EXPECT_TRUE(surroundings.connection().calls().empty());
+    EXPECT_TRUE(dependencies.connection().calls().empty());
 }
 
 TEST_F(HelperToolControllerTest, TellsOfTheEndOfEveryCommand)
@@ -196,14 +196,14 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfEveryCommand)
     const auto countEnd = [&] { ++ended; };
 
     controller->runCommand(QStringLiteral("-c"), countEnd);
-    surroundings.call().exitStatus(0);
+    dependencies.call().exitStatus(0);
     turn();
     EXPECT_EQ(ended, 1);
     controller->runCommand(QStringLiteral("-c"), countEnd);
-    surroundings.call().exitStatus(kAuthorizationFailedExitCode);
+    dependencies.call().exitStatus(kAuthorizationFailedExitCode);
     turn();
     EXPECT_EQ(ended, 2);
-    surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+    dependencies.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
     EXPECT_NE(printedDuring([&] { controller->runCommand(QStringLiteral("-c"), countEnd); }), "");
     EXPECT_EQ(ended, 3);
 }
@@ -213,7 +213,7 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
     int ended = 0;
     controller->runCommand(QStringLiteral("-c"), [&] { ++ended; });
 
-    const std::string printed = printedDuring([&] { surroundings.connection().end(); });
+    const std::string printed = printedDuring([&] { dependencies.connection().end(); });
 
     EXPECT_EQ(ended, 1);
     EXPECT_EQ(printed, "");
@@ -224,11 +224,11 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnectio
     int ended = 0;
     controller->runCommand(QStringLiteral("-c"), [&] { ++ended; });
     const std::weak_ptr<HelperToolController> weak = controller;
-    auto call = surroundings.call();
-    surroundings.call().onFailure = {};
+    auto call = dependencies.call();
+    dependencies.call().onFailure = {};
     controller.reset();
 
-    surroundings.connection().end();
+    dependencies.connection().end();
     turn();
     call.onFailure();
     turn();
@@ -241,10 +241,10 @@ TEST_F(HelperToolControllerTest, KeepsTheOutputOfTheInformationCommandAndAnnounc
 {
     controller->runCommand(QStringLiteral("-i"));
 
-    surroundings.connection().app().logWithStdOut("abc");
+    dependencies.connection().app().logWithStdOut("abc");
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("abc"));
     EXPECT_EQ(updates, 1);
-    surroundings.connection().app().logWithStdOut("");
+    dependencies.connection().app().logWithStdOut("");
 
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("abc"));
     EXPECT_EQ(updates, 1);
@@ -254,8 +254,8 @@ TEST_F(HelperToolControllerTest, KeepsTheLastPieceAndAnnouncesEveryOne)
 {
     controller->runCommand(QStringLiteral("-i"));
 
-    surroundings.connection().app().logWithStdOut("a");
-    surroundings.connection().app().logWithStdErr("b");
+    dependencies.connection().app().logWithStdOut("a");
+    dependencies.connection().app().logWithStdErr("b");
 
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("b"));
     EXPECT_EQ(updates, 2);
@@ -264,12 +264,12 @@ TEST_F(HelperToolControllerTest, KeepsTheLastPieceAndAnnouncesEveryOne)
 TEST_F(HelperToolControllerTest, AnnouncesNothingForOtherCommands)
 {
     controller->runCommand(QStringLiteral("-p"));
-    surroundings.connection().app().logWithStdOut("properties");
+    dependencies.connection().app().logWithStdOut("properties");
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("properties"));
     controller->runCommand(QStringLiteral("-i"));
     controller->runCommand(QStringLiteral("-c"));
 
-    surroundings.connection().app().logWithStdOut("late information");
+    dependencies.connection().app().logWithStdOut("late information");
 
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("late information"));
     EXPECT_EQ(updates, 0);
@@ -278,7 +278,7 @@ TEST_F(HelperToolControllerTest, AnnouncesNothingForOtherCommands)
 TEST_F(HelperToolControllerTest, TakesOutputOnlyWhileItsConnectionIsCurrent)
 {
     controller->runCommand(QStringLiteral("-i"));
-    const auto first = surroundings.connections[0];
+    const auto first = dependencies.connections[0];
     first->end();
     turn();
     EXPECT_EQ(controller->currentHelperConnection(), nullptr);
@@ -287,16 +287,16 @@ TEST_F(HelperToolControllerTest, TakesOutputOnlyWhileItsConnectionIsCurrent)
     first->app().logWithStdOut("from the grave");
     EXPECT_EQ(controller->getCommandOutPut(), QString{});
     EXPECT_EQ(updates, 0);
-    surroundings.connection().app().logWithStdOut("alive");
+    dependencies.connection().app().logWithStdOut("alive");
 
-    EXPECT_EQ(surroundings.connections.size(), 2U);
+    EXPECT_EQ(dependencies.connections.size(), 2U);
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("alive"));
 }
 
 TEST_F(HelperToolControllerTest, KeepsANewerConnectionWhenTheOlderOneEnds)
 {
     controller->runCommand(QStringLiteral("-p"));
-    const auto older = surroundings.connections[0];
+    const auto older = dependencies.connections[0];
     older->end();
     turn();
     controller->runCommand(QStringLiteral("-p"));
@@ -312,13 +312,13 @@ TEST_F(HelperToolControllerTest, InstallsWithTheConsentOfAnAdministrator)
 {
     controller->installHelper();
 
-    ASSERT_EQ(surroundings.serviceManagement.calls().size(), 1U);
-    const auto& call = surroundings.serviceManagement.calls()[0];
+    ASSERT_EQ(dependencies.serviceManagement.calls().size(), 1U);
+    const auto& call = dependencies.serviceManagement.calls()[0];
     EXPECT_EQ(call.domain, kSMDomainSystemLaunchd);
     EXPECT_EQ(call.executableLabel, "com.veltra.agentMonitor.helper");
     // Interaction, extension and pre-authorization.
     EXPECT_EQ(
-        surroundings.authorization.calls(),
+        dependencies.authorization.calls(),
         std::vector<std::string>{"AuthorizationCreate 19 com.apple.ServiceManagement.blesshelper"});
     EXPECT_EQ(controller->currentHelperAuthDataKeyPath(), QStringLiteral("currentHelperAuthData"));
     EXPECT_EQ(controller->helperIsInstalledKeyPath(), QStringLiteral("helperIsInstalled"));
@@ -326,8 +326,8 @@ TEST_F(HelperToolControllerTest, InstallsWithTheConsentOfAnAdministrator)
 
 TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedFromTheMainQueue)
 {
-    surroundings.authorization.gained().clear();
-    surroundings.authorization.answers = {errAuthorizationCanceled};
+    dependencies.authorization.gained().clear();
+    dependencies.authorization.answers = {errAuthorizationCanceled};
 
     testing::internal::CaptureStdout();
     controller->installHelper();
@@ -337,12 +337,12 @@ TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedFromTheMainQueue
 
     EXPECT_EQ(before, "");
     EXPECT_EQ(after, "Failed to install helper\n");
-    EXPECT_TRUE(surroundings.serviceManagement.calls().empty());
+    EXPECT_TRUE(dependencies.serviceManagement.calls().empty());
 }
 
 TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedWithAnError)
 {
-    surroundings.serviceManagement.outcome = {
+    dependencies.serviceManagement.outcome = {
         .error = Error{std::make_error_code(std::errc::io_error), "install"}};
 
     EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "Failed to install helper\n");
@@ -350,18 +350,18 @@ TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedWithAnError)
 
 TEST_F(HelperToolControllerTest, SaysNothingOfARefusalWithoutAReason)
 {
-    surroundings.serviceManagement.outcome = {};
+    dependencies.serviceManagement.outcome = {};
     EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "");
 
-    surroundings.authorization.empty.insert("AuthorizationCreate");
+    dependencies.authorization.empty.insert("AuthorizationCreate");
     EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "");
-    EXPECT_EQ(surroundings.serviceManagement.calls().size(), 1U);
+    EXPECT_EQ(dependencies.serviceManagement.calls().size(), 1U);
 }
 
 TEST_F(HelperToolControllerTest, UsesANewConnectionAfterAnInstallation)
 {
     controller->runCommand(QStringLiteral("-p"));
-    const auto old = surroundings.connections[0];
+    const auto old = dependencies.connections[0];
 
     controller->installHelper();
     EXPECT_TRUE(old->isEnded());
@@ -369,36 +369,36 @@ TEST_F(HelperToolControllerTest, UsesANewConnectionAfterAnInstallation)
     controller->runCommand(QStringLiteral("-i"));
     turn();
 
-    EXPECT_EQ(surroundings.connections.size(), 2U);
-    EXPECT_EQ(controller->currentHelperConnection(), surroundings.connections[1]);
+    EXPECT_EQ(dependencies.connections.size(), 2U);
+    EXPECT_EQ(controller->currentHelperConnection(), dependencies.connections[1]);
 }
 
 TEST_F(HelperToolControllerTest, KeepsItsConnectionWhenAnInstallationFails)
 {
     controller->runCommand(QStringLiteral("-p"));
-    surroundings.serviceManagement.outcome = {};
+    dependencies.serviceManagement.outcome = {};
 
     controller->installHelper();
 
-    EXPECT_FALSE(surroundings.connection().isEnded());
-    EXPECT_EQ(controller->currentHelperConnection(), surroundings.connections[0]);
+    EXPECT_FALSE(dependencies.connection().isEnded());
+    EXPECT_EQ(controller->currentHelperConnection(), dependencies.connections[0]);
 }
 
 TEST_F(HelperToolControllerTest, RegistersTheRightsAndSendsNothingWhenItLaunches)
 {
     controller->LaunchHelper();
 
-    EXPECT_EQ(surroundings.authorization
+    EXPECT_EQ(dependencies.authorization
                   .AuthorizationRightGet(
                       "com.veltra.agentMonitor.helper.runCommandWithPath:authData:completion:")
                   .status,
               errAuthorizationSuccess);
-    EXPECT_TRUE(surroundings.connections.empty());
+    EXPECT_TRUE(dependencies.connections.empty());
 }
 
 TEST_F(HelperToolControllerTest, PrintsThatTheRightsCannotBeRegistered)
 {
-    surroundings.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+    dependencies.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
 
     EXPECT_EQ(printedDuring([&] { controller->LaunchHelper(); }), "unable to launch helper\n");
 }
@@ -411,7 +411,7 @@ TEST_F(HelperToolControllerTest, IsHeldByItsConnectionUntilThatEnds)
     controller.reset();
     turn();
     EXPECT_FALSE(weak.expired());
-    surroundings.connection().end();
+    dependencies.connection().end();
     turn();
 
     EXPECT_TRUE(weak.expired());
@@ -421,7 +421,7 @@ TEST_F(HelperToolControllerTest, IsNotHeldByAConnectionThatItLetGoOf)
 {
     const std::weak_ptr<HelperToolController> weak = controller;
     controller->runCommand(QStringLiteral("-p"));
-    surroundings.connections.clear();
+    dependencies.connections.clear();
     controller.reset();
     ASSERT_FALSE(weak.expired());
 

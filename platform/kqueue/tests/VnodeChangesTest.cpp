@@ -45,20 +45,20 @@ VnodeState unlinked(VnodeState file)
 
 } // namespace
 
-TEST(VnodeSigns, DropsWhatHappensInsideAnEntry)
+TEST(VnodeHints, DropsWhatHappensInsideAnEntry)
 {
-    EXPECT_EQ(vnodeSigns(IN_MODIFY, true), 0U);
-    EXPECT_EQ(vnodeSigns(IN_CLOSE_WRITE, true), 0U);
-    EXPECT_EQ(vnodeSigns(IN_ATTRIB | IN_ISDIR, true), 0U);
-    EXPECT_EQ(vnodeSigns(IN_ATTRIB | IN_ISDIR, false), VnodeSigns{IN_ATTRIB});
+    EXPECT_EQ(vnodeHints(IN_MODIFY, true), 0U);
+    EXPECT_EQ(vnodeHints(IN_CLOSE_WRITE, true), 0U);
+    EXPECT_EQ(vnodeHints(IN_ATTRIB | IN_ISDIR, true), 0U);
+    EXPECT_EQ(vnodeHints(IN_ATTRIB | IN_ISDIR, false), VnodeHints{IN_ATTRIB});
 }
 
-TEST(VnodeSigns, KeepsTheKindOfAnEntryOnlyWhereItConcernsLinks)
+TEST(VnodeHints, KeepsTheKindOfAnEntryOnlyWhereItConcernsLinks)
 {
-    EXPECT_EQ(vnodeSigns(IN_CREATE | IN_ISDIR, true), VnodeSigns{IN_CREATE | IN_ISDIR});
-    EXPECT_EQ(vnodeSigns(IN_DELETE | IN_ISDIR, true), VnodeSigns{IN_DELETE | IN_ISDIR});
-    EXPECT_EQ(vnodeSigns(IN_MOVED_TO | IN_ISDIR, true), VnodeSigns{IN_MOVED_TO});
-    EXPECT_EQ(vnodeSigns(IN_IGNORED, false), 0U);
+    EXPECT_EQ(vnodeHints(IN_CREATE | IN_ISDIR, true), VnodeHints{IN_CREATE | IN_ISDIR});
+    EXPECT_EQ(vnodeHints(IN_DELETE | IN_ISDIR, true), VnodeHints{IN_DELETE | IN_ISDIR});
+    EXPECT_EQ(vnodeHints(IN_MOVED_TO | IN_ISDIR, true), VnodeHints{IN_MOVED_TO});
+    EXPECT_EQ(vnodeHints(IN_IGNORED, false), 0U);
 }
 
 TEST(VnodeChanges, ExtendsOnlyWhenTheFileGrew)
@@ -143,7 +143,7 @@ TEST(VnodeChanges, ReportsADeletionOnceWhateverSignComesFirst)
     const VnodeState file = someFile();
     const VnodeState gone = unlinked(file);
 
-    for (const VnodeSigns first : {VnodeSigns{IN_ATTRIB}, VnodeSigns{IN_MODIFY}, mayBeGone}) {
+    for (const VnodeHints first : {VnodeHints{IN_ATTRIB}, VnodeHints{IN_MODIFY}, mayBeGone}) {
         const VnodeState settled = settledState(first, file, gone);
         EXPECT_EQ(vnodeChanges(first, file, gone) & NOTE_DELETE, NOTE_DELETE) << first;
         EXPECT_EQ(vnodeChanges(IN_ATTRIB | IN_DELETE_SELF, settled, gone), 0U) << first;

@@ -120,7 +120,7 @@ void closeConnection(const std::string& name, const std::string&)
     connections.at(name)->invalidate();
 }
 
-void letGo(const std::string& name, const std::string&)
+void abandon(const std::string& name, const std::string&)
 {
     connections.erase(name);
 }
@@ -167,7 +167,7 @@ int main()
         {"run-with-data", runWithAuthData},
         {"run-without-data", runWithoutAuthData},
         {"close", closeConnection},
-        {"let-go", letGo},
+        {"abandon", abandon},
         {"cycle", cycle},
         {"execute", execute},
     };

@@ -1,4 +1,4 @@
-#include "platform/bus/CallerSettlement.h"
+#include "platform/bus/CallerAuthentication.h"
 
 #include "platform/bus/ConnectionNames.h"
 #include "platform/bus/tests/ClientProgram.h"
@@ -13,7 +13,7 @@ namespace veltra {
 namespace {
 
 /// A bus of the test's own, on which the program itself is the caller.
-class CallerSettlementTest : public testing::Test {
+class CallerAuthenticationTest : public testing::Test {
   protected:
     [[nodiscard]] std::unique_ptr<BusConnection> join() const
     {
@@ -37,20 +37,21 @@ class CallerSettlementTest : public testing::Test {
     {
         const auto bus = join();
         EXPECT_TRUE(bus->serveOn(*loop_));
-        const auto settlement = std::make_shared<CallerSettlement>(
-            CallerSettlement::Setting{.loop = loop_,
-                                      .bus = bus.get(),
-                                      .busDaemonProcess = ::getpid(),
-                                      .examine = [&action](const auto&) { action(); },
-                                      .takesPidfds = false,
-                                      .underWay = std::make_shared<std::map<uid_t, int>>()},
+        const auto authentication = std::make_shared<CallerAuthentication>(
+            CallerAuthentication::Setting{.loop = loop_,
+                                          .bus = bus.get(),
+                                          .busDaemonProcess = ::getpid(),
+                                          .examine = [&action](const auto&) { action(); },
+                                          .takesPidfds = false,
+                                          .underWay = std::make_shared<std::map<uid_t, int>>()},
             name);
         std::string why;
-        settlement->start([&](const CallerSettlement::Process& process, const std::string& reason) {
-            EXPECT_EQ(process, nullptr);
-            why = reason;
-            loop_->stop();
-        });
+        authentication->start(
+            [&](const CallerAuthentication::Process& process, const std::string& reason) {
+                EXPECT_EQ(process, nullptr);
+                why = reason;
+                loop_->stop();
+            });
         EXPECT_TRUE(loop_->run());
         return why;
     }
@@ -61,7 +62,7 @@ class CallerSettlementTest : public testing::Test {
     std::shared_ptr<EventLoop> loop_ = std::move(EventLoop::open({}).value());
 };
 
-TEST_F(CallerSettlementTest, RefusesWhoHasLeftTheBusMeanwhile)
+TEST_F(CallerAuthenticationTest, RefusesWhoHasLeftTheBusMeanwhile)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "for want of root: this program would be somebody else's";

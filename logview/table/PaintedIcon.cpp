@@ -1,4 +1,4 @@
-#include "logview/table/PaintedSign.h"
+#include "logview/table/PaintedIcon.h"
 
 #include <QGuiApplication>
 #include <QIconEngine>
@@ -9,26 +9,26 @@ namespace veltra {
 
 namespace {
 
-class SignEngine : public QIconEngine {
+class PaintedIconEngine : public QIconEngine {
   public:
-    explicit SignEngine(PaintedSign sign) : sign_{std::move(sign)} {}
+    explicit PaintedIconEngine(PaintedIcon icon) : icon_{std::move(icon)} {}
 
     void paint(QPainter* painter, const QRect& rect, QIcon::Mode, QIcon::State) override
     {
-        const bool isFilled = sign_.color.isValid();
+        const bool isFilled = icon_.color.isValid();
         const QColor color =
-            isFilled ? sign_.color : QGuiApplication::palette().color(QPalette::PlaceholderText);
+            isFilled ? icon_.color : QGuiApplication::palette().color(QPalette::PlaceholderText);
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         painter->translate(rect.topLeft());
         painter->scale(rect.width() / 16.0, rect.height() / 16.0);
         painter->setPen(QPen{color, 1.3, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin});
         painter->setBrush(isFilled ? QBrush{color} : QBrush{});
-        painter->drawPath(sign_.outline);
+        painter->drawPath(icon_.outline);
         painter->setBrush({});
         painter->setPen(QPen{isFilled ? QColor{Qt::white} : color, 1.7, Qt::SolidLine, Qt::RoundCap,
                              Qt::RoundJoin});
-        painter->drawPath(sign_.mark);
+        painter->drawPath(icon_.mark);
         painter->restore();
     }
 
@@ -41,17 +41,17 @@ class SignEngine : public QIconEngine {
         return pixmap;
     }
 
-    [[nodiscard]] QIconEngine* clone() const override { return new SignEngine{*this}; }
+    [[nodiscard]] QIconEngine* clone() const override { return new PaintedIconEngine{*this}; }
 
   private:
-    PaintedSign sign_;
+    PaintedIcon icon_;
 };
 
 } // namespace
 
-QIcon paintedIcon(const PaintedSign& sign)
+QIcon paintedIcon(const PaintedIcon& icon)
 {
-    return QIcon{new SignEngine{sign}};
+    return QIcon{new PaintedIconEngine{icon}};
 }
 
 } // namespace veltra

@@ -19,9 +19,9 @@ namespace veltra {
 /// Nothing here blocks: files are read on a separate thread, because a file system may block that
 /// thread for ever. After `patience`, the caller is refused whatever else is still going on. All
 /// functions and handlers are called on the loop's thread.
-class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
+class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentication> {
   public:
-    /// What all settlements of a listener share.
+    /// What all authentications of a listener share.
     struct Setting {
         std::shared_ptr<EventLoop> loop;
         BusConnection* bus = nullptr;
@@ -29,7 +29,7 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
         /// Examines a process in advance. Called on a separate thread.
         std::function<void(const std::shared_ptr<const PinnedProcess>&)> examine;
         bool takesPidfds = true; ///< uses the pidfds that the bus provides, if it does
-        /// How many settlements are running for each user.
+        /// How many authentications are running for each user.
         std::shared_ptr<std::map<uid_t, int>> underWay;
     };
     using Process = std::shared_ptr<const PinnedProcess>;
@@ -39,12 +39,12 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
     static constexpr std::chrono::milliseconds patience{5000};
     static constexpr int mostForOneUser = 128;
 
-    CallerSettlement(Setting setting, std::string uniqueName);
-    CallerSettlement(const CallerSettlement&) = delete;
-    CallerSettlement& operator=(const CallerSettlement&) = delete;
-    ~CallerSettlement();
+    CallerAuthentication(Setting setting, std::string uniqueName);
+    CallerAuthentication(const CallerAuthentication&) = delete;
+    CallerAuthentication& operator=(const CallerAuthentication&) = delete;
+    ~CallerAuthentication();
 
-    /// Starts; `onEnd` is called once, later, unless the settlement is destroyed first.
+    /// Starts; `onEnd` is called once, later, unless the authentication is destroyed first.
     void start(Handler onEnd);
 
   private:
@@ -52,7 +52,7 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
         Process process;
         std::string objection;
     };
-    using AnswerHandler = void (CallerSettlement::*)(BusMessage&);
+    using AnswerHandler = void (CallerAuthentication::*)(BusMessage&);
 
     void askBus(const char* method, AnswerHandler take);
     void takeCredentials(BusMessage& answer);
@@ -61,7 +61,7 @@ class CallerSettlement : public std::enable_shared_from_this<CallerSettlement> {
     void takeWhetherNameLives(BusMessage& answer);
     void challenge();
     void takeAnswer();
-    void settle(const std::string& refusal);
+    void finish(const std::string& refusal);
 
     Setting setting_;
     CallerChallenge::Caller caller_;

@@ -1,4 +1,4 @@
-#include "platform/bus/CallerSettlement.h"
+#include "platform/bus/CallerAuthentication.h"
 
 #include "platform/bus/ConnectionNames.h"
 
@@ -21,27 +21,27 @@ Result<PinnedProcess> pin(pid_t process, Fd pidfd)
 
 } // namespace
 
-CallerSettlement::CallerSettlement(Setting setting, std::string uniqueName)
+CallerAuthentication::CallerAuthentication(Setting setting, std::string uniqueName)
     : setting_{std::move(setting)}
 {
     caller_.uniqueName = std::move(uniqueName);
 }
 
-CallerSettlement::~CallerSettlement()
+CallerAuthentication::~CallerAuthentication()
 {
     if (isCounted_ && --(*setting_.underWay)[caller_.user] == 0)
         setting_.underWay->erase(caller_.user);
 }
 
-void CallerSettlement::start(Handler onEnd)
+void CallerAuthentication::start(Handler onEnd)
 {
     onEnd_ = std::move(onEnd);
     deadline_ =
-        setting_.loop->callAfter(patience, [this] { settle("it does not answer in time"); });
-    askBus("GetConnectionCredentials", &CallerSettlement::takeCredentials);
+        setting_.loop->callAfter(patience, [this] { finish("it does not answer in time"); });
+    askBus("GetConnectionCredentials", &CallerAuthentication::takeCredentials);
 }
 
-void CallerSettlement::askBus(const char* method, AnswerHandler take)
+void CallerAuthentication::askBus(const char* method, AnswerHandler take)
 {
     auto question = setting_.bus->methodCall(busName, busPath, busName, method);
     auto sent = setting_.bus->call(question.append(caller_.uniqueName),
@@ -49,24 +49,24 @@ void CallerSettlement::askBus(const char* method, AnswerHandler take)
     if (sent)
         question_ = std::move(sent.value());
     else
-        settle(sent.error().message());
+        finish(sent.error().message());
 }
 
-void CallerSettlement::takeCredentials(BusMessage& answer)
+void CallerAuthentication::takeCredentials(BusMessage& answer)
 {
     std::map<std::string, BusVariant<std::uint32_t, Fd>> credentials;
     const bool isRead = answer.read(credentials);
     const auto* const process = findProperty<std::uint32_t>(credentials, "ProcessID");
     const auto* const user = findProperty<std::uint32_t>(credentials, "UnixUserID");
     if (!isRead || !process || !user) {
-        settle("the bus does not know who it is");
+        finish("the bus does not know who it is");
         return;
     }
     caller_.process = static_cast<pid_t>(*process);
     caller_.user = *user;
     int& underWay = (*setting_.underWay)[*user];
     if (underWay >= mostForOneUser) {
-        settle("too many of the same user ask at once");
+        finish("too many of the same user ask at once");
         return;
     }
     ++underWay;
@@ -78,7 +78,7 @@ void CallerSettlement::takeCredentials(BusMessage& answer)
 }
 
 // The thread keeps the loop alive but not this object: its result may come too late to be needed.
-void CallerSettlement::examine(Fd pidfd)
+void CallerAuthentication::examine(Fd pidfd)
 {
     const PinnedProcess::Expectation expected{caller_.user, setting_.busDaemonProcess};
     auto look = [pid = caller_.process, pidfd = std::move(pidfd), expected,
@@ -107,53 +107,53 @@ void CallerSettlement::examine(Fd pidfd)
     }}.detach();
 }
 
-void CallerSettlement::takeExamined(const Examined& examined)
+void CallerAuthentication::takeExamined(const Examined& examined)
 {
     process_ = examined.process;
     if (!process_)
-        settle(examined.objection);
+        finish(examined.objection);
     else if (isPinnedByBus_)
         challenge();
     else
-        askBus("NameHasOwner", &CallerSettlement::takeWhetherNameLives);
+        askBus("NameHasOwner", &CallerAuthentication::takeWhetherNameLives);
 }
 
 // If the name still exists, the number that the bus gave is that of the pinned process.
-void CallerSettlement::takeWhetherNameLives(BusMessage& answer)
+void CallerAuthentication::takeWhetherNameLives(BusMessage& answer)
 {
     bool lives = false;
     if (answer.read(lives) && lives)
         challenge();
     else
-        settle("it has left the bus");
+        finish("it has left the bus");
 }
 
-void CallerSettlement::challenge()
+void CallerAuthentication::challenge()
 {
     auto made = CallerChallenge::make();
     if (!made) {
-        settle(made.error().message());
+        finish(made.error().message());
         return;
     }
     challenge_.emplace(std::move(made.value()));
     auto watch = setting_.loop->watch(challenge_->descriptor(), [this] { takeAnswer(); });
     if (!watch) {
-        settle(watch.error().message());
+        finish(watch.error().message());
         return;
     }
     answer_ = std::move(watch.value());
     auto request = setting_.bus->methodCall(caller_.uniqueName, peerPath, peerInterface, "Prove");
     request.append(challenge_->takeStrangersEnd(), challenge_->nonce());
     if (const auto sent = setting_.bus->send(request); !sent)
-        settle(sent.error().message());
+        finish(sent.error().message());
 }
 
-void CallerSettlement::takeAnswer()
+void CallerAuthentication::takeAnswer()
 {
-    settle(challenge_->objection(caller_).value_or(std::string{}));
+    finish(challenge_->objection(caller_).value_or(std::string{}));
 }
 
-void CallerSettlement::settle(const std::string& refusal)
+void CallerAuthentication::finish(const std::string& refusal)
 {
     const auto self = shared_from_this();
     deadline_ = {};

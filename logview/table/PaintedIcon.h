@@ -7,7 +7,7 @@
 namespace veltra {
 
 /// A small icon: an outline with a symbol in it, on a grid of 16 by 16.
-struct PaintedSign {
+struct PaintedIcon {
     QPainterPath outline;
     QPainterPath mark;
     /// Fills the outline, with the symbol in white. If invalid, the outline is not filled and both
@@ -17,6 +17,6 @@ struct PaintedSign {
 
 /// An icon that is painted again for every size, so that it is sharp on every display. Main thread
 /// only.
-[[nodiscard]] QIcon paintedIcon(const PaintedSign& sign);
+[[nodiscard]] QIcon paintedIcon(const PaintedIcon& icon);
 
 } // namespace veltra
