@@ -67,6 +67,18 @@ TEST(Fd, ClosesWhatItOwnedWhenAssigned)
     EXPECT_EQ(target.get(), second);
 }
 
+TEST(Fd, ClosesDescriptorZeroWhenAssigned)
+{
+    const Fd standardInput{::fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1)};
+    ASSERT_EQ(::dup2(Fd{openNull()}.get(), STDIN_FILENO), STDIN_FILENO);
+    Fd target{STDIN_FILENO};
+
+    target = Fd{};
+
+    EXPECT_FALSE(isOpen(STDIN_FILENO));
+    ::dup2(standardInput.get(), STDIN_FILENO);
+}
+
 TEST(Fd, SurvivesBeingAssignedToItself)
 {
     Fd fd{openNull()};
