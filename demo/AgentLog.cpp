@@ -2,8 +2,10 @@
 
 #include <array>
 #include <ctime>
+#include <filesystem>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace veltra {
@@ -25,6 +27,23 @@ std::string candidateName(const std::string& stem, int attempt)
     return attempt == 1 ? stem + ".log" : stem + "_" + std::to_string(attempt) + ".log";
 }
 
+// Empty if there is no log in the folder.
+std::string nameOfLastWritten(const std::string& folder)
+{
+    std::string last;
+    std::filesystem::file_time_type lastWritten{};
+    std::error_code unread;
+    for (const auto& entry : std::filesystem::directory_iterator{folder, unread}) {
+        std::string name = entry.path().filename();
+        const auto written = entry.last_write_time(unread);
+        if (!unread && name.starts_with("vxsvc_") && (last.empty() || written > lastWritten)) {
+            last = std::move(name);
+            lastWritten = written;
+        }
+    }
+    return last;
+}
+
 } // namespace
 
 Result<AgentLog> AgentLog::create(std::string folder)
@@ -40,6 +59,25 @@ Result<AgentLog> AgentLog::create(std::string folder)
         if (errno != EEXIST)
             return Error::last("create log", path);
     }
+}
+
+Result<AgentLog> AgentLog::resume(std::string folder)
+{
+    std::string name = nameOfLastWritten(folder);
+    if (name.empty())
+        return create(std::move(folder));
+
+    const std::string path = folder + name;
+    Fd file{::open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC)};
+    if (!file)
+        return Error::last("open log", path);
+    return AgentLog{std::move(folder), std::move(name), std::move(file)};
+}
+
+bool AgentLog::isEmpty() const
+{
+    struct stat status {};
+    return ::fstat(file_.get(), &status) == 0 && status.st_size == 0;
 }
 
 Result<> AgentLog::write(std::string_view line)

@@ -17,8 +17,14 @@ class AgentLog {
     /// Starts a new file in `folder`, which must exist and end with a slash.
     [[nodiscard]] static Result<AgentLog> create(std::string folder);
 
+    /// Opens the log in `folder` that was written last, or starts a new one if there is none.
+    [[nodiscard]] static Result<AgentLog> resume(std::string folder);
+
     /// The file's name without its folder.
     [[nodiscard]] const std::string& name() const noexcept { return name_; }
+
+    /// Whether nothing has been written to the file yet.
+    [[nodiscard]] bool isEmpty() const;
 
     /// Appends the whole line with one write(2), so that a reader sees all of it or nothing.
     [[nodiscard]] Result<> write(std::string_view line);

@@ -20,6 +20,11 @@ StandInAgent::StandInAgent(AgentLog log, std::uint64_t seed)
 {
 }
 
+Result<> StandInAgent::writeBeginning()
+{
+    return log_.isEmpty() ? writeHistory() : announce("vxsvc", "Agent started");
+}
+
 Result<> StandInAgent::writeHistory()
 {
     using namespace std::chrono_literals;

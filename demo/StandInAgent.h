@@ -19,8 +19,9 @@ class StandInAgent {
   public:
     StandInAgent(AgentLog log, std::uint64_t seed);
 
-    /// About 40 lines that end at the current time, as if the agent had been running for a while.
-    [[nodiscard]] Result<> writeHistory();
+    /// The agent's first lines. In an empty log these are about 40 that end at the current time, as
+    /// if the agent had been running for a while.
+    [[nodiscard]] Result<> writeBeginning();
 
     /// The lines that one piece of work leaves in the log; none while the agent is quiet.
     [[nodiscard]] Result<> writeFlurry();
@@ -41,6 +42,7 @@ class StandInAgent {
 
     Result<> write(TimePoint when, const AgentMessage& message);
     Result<> writeNow(int lines);
+    Result<> writeHistory();
     Result<> announce(std::string_view component, std::string_view text);
     std::string logForTool(std::string_view text);
     std::string burst();

@@ -64,15 +64,15 @@ Result<> live(StandInAgent& agent, AgentControl& control, const Fd& end)
 int run()
 {
     const Fd end = endSignals();
-    auto log = AgentLog::create(AgentInstallation{}.logFolder);
+    auto log = AgentLog::resume(AgentInstallation{}.logFolder);
     if (!log)
         return complain(log.error());
 
     StandInAgent agent{std::move(log.value()), std::random_device{}()};
-    if (const auto written = agent.writeHistory(); !written)
+    if (const auto written = agent.writeBeginning(); !written)
         return complain(written.error());
 
-    // Opened last: when the socket exists, the history has been written.
+    // Opened last: when the socket exists, the first lines are written.
     auto control = AgentControl::listen(AgentControl::agentPath);
     if (!control)
         return complain(control.error());

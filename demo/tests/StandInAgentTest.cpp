@@ -13,6 +13,8 @@
 namespace veltra {
 namespace {
 
+using namespace std::chrono_literals;
+
 class StandInAgentTest : public testing::Test {
   protected:
     StandInAgentTest() { std::filesystem::create_directory(logs()); }
@@ -46,6 +48,38 @@ class StandInAgentTest : public testing::Test {
   private:
     TemporaryFolder folder_;
 };
+
+TEST_F(StandInAgentTest, BeginsAnEmptyLogWithAHistory)
+{
+    EXPECT_TRUE(makeAgent(logs()).writeBeginning());
+
+    EXPECT_EQ(lineCount(), 41);
+}
+
+TEST_F(StandInAgentTest, GoesOnInTheLogThatWasWrittenLastWhenItStartsAgain)
+{
+    std::ofstream{logs() + "vxsvc_20260101_000000.log"} << "older\n";
+    std::ofstream{logs() + "vxsvc_20250101_000000.log"} << "newest\n";
+    const auto now = std::filesystem::file_time_type::clock::now();
+    std::filesystem::last_write_time(logs() + "vxsvc_20260101_000000.log", now - 1h);
+
+    StandInAgent agent{std::move(AgentLog::resume(logs()).value()), 7};
+    EXPECT_TRUE(agent.writeBeginning());
+
+    EXPECT_EQ(files().size(), 2U);
+    std::ifstream newest{logs() + "vxsvc_20250101_000000.log"};
+    std::string line;
+    EXPECT_TRUE(std::getline(newest, line) && line == "newest") << line;
+    EXPECT_TRUE(std::getline(newest, line) && line.ends_with("Agent started")) << line;
+    EXPECT_FALSE(std::getline(newest, line)) << line;
+}
+
+TEST_F(StandInAgentTest, StartsANewLogWhereThereIsNone)
+{
+    EXPECT_TRUE(AgentLog::resume(logs()));
+
+    EXPECT_EQ(files().size(), 1U);
+}
 
 TEST_F(StandInAgentTest, WritesFlurriesOfAFewLines)
 {
