@@ -116,10 +116,11 @@ bool FileReader::isValidLine(std::size_t length)
     return end <= validEnd_ && !isInsideCharacter(lineStart_) && !isInsideCharacter(end);
 }
 
-// A delimiter that is not a complete character may have split one.
+// A delimiter that is not a complete character may have split one. Bytes that are not known to be
+// valid are inside of none: they say nothing about the line before them.
 bool FileReader::isInsideCharacter(std::size_t index) const noexcept
 {
-    return index < bufferEnd_ && (static_cast<unsigned char>(buffer_[index]) & 0xC0U) == 0x80U;
+    return index < validEnd_ && (static_cast<unsigned char>(buffer_[index]) & 0xC0U) == 0x80U;
 }
 
 std::optional<std::string_view> FileReader::readTrimmedLine()

@@ -187,6 +187,15 @@ TEST_F(FileReaderTest, ReturnsNothingForALineThatIsNotUtf8AndGoesOnBehindIt)
     EXPECT_EQ(nextLine(*reader), "last\n");
 }
 
+TEST_F(FileReaderTest, ReturnsALineBeforeOneThatBeginsInsideACharacter)
+{
+    const auto reader = readerOf("good\n\xA9 bad\nlast\n");
+
+    EXPECT_EQ(nextLine(*reader), "good\n");
+    EXPECT_EQ(nextLine(*reader), std::nullopt);
+    EXPECT_EQ(nextLine(*reader), "last\n");
+}
+
 TEST_F(FileReaderTest, EndsAnEnumerationAtALineThatIsNotUtf8)
 {
     const auto reader = readerOf("good\n\xC3\nlast\n");
