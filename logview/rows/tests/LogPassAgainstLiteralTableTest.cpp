@@ -3,7 +3,7 @@
 #include "logview/rows/LogPass.h"
 #include "logview/rows/tests/LiteralLogTable.h"
 #include "logview/rows/tests/LogTexts.h"
-#include "platform/base/Fd.h"
+#include "platform/base/tests/FileInMemory.h"
 #include "platform/log/tests/RecordedLog.h"
 
 #include <algorithm>
@@ -13,8 +13,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace veltra {
 namespace {
@@ -116,22 +114,6 @@ class LogMaker {
     unsigned line_ = 0;
 };
 
-/// A log in memory, because thousands of files on a disk would take too long.
-class LogInMemory {
-  public:
-    void write(const std::string& bytes) const
-    {
-        ASSERT_EQ(::ftruncate(file_.get(), static_cast<off_t>(bytes.size())), 0);
-        ASSERT_EQ(::pwrite(file_.get(), bytes.data(), bytes.size(), 0),
-                  static_cast<ssize_t>(bytes.size()));
-    }
-
-    std::string path() const { return "/proc/self/fd/" + std::to_string(file_.get()); }
-
-  private:
-    Fd file_{::memfd_create("log", MFD_CLOEXEC)};
-};
-
 /// Counts what the compared passes did, to make sure that the comparison was meaningful.
 struct Seen {
     std::size_t rows = 0;
@@ -145,7 +127,7 @@ std::string readable(const std::string& bytes)
 }
 
 /// Several passes of both kinds over one growing log.
-void comparePasses(unsigned seed, const LogInMemory& file, RecordedLog& log, Seen& seen,
+void comparePasses(unsigned seed, const FileInMemory& file, RecordedLog& log, Seen& seen,
                    std::size_t& logged)
 {
     LogMaker maker{seed};
@@ -181,7 +163,7 @@ void comparePasses(unsigned seed, const LogInMemory& file, RecordedLog& log, See
 /// Passes over a log that is large enough to be read by other threads.
 void compareLargeLog(const std::string& bytes)
 {
-    const LogInMemory file;
+    const FileInMemory file;
     RecordedLog log;
     LogRows rows;
     LiteralLogTable literal;
@@ -228,7 +210,7 @@ TEST(LogPassAgainstLiteralTable, ShowsTheSameRowsAndLogsTheSameMessagesForRandom
 {
     constexpr unsigned logs = 5000;
     constexpr unsigned logsPerRecording = 50;
-    const LogInMemory file;
+    const FileInMemory file;
     Seen seen;
 
     for (unsigned seed = 0; seed < logs;) {

@@ -1,6 +1,7 @@
 // Damages a signed file in thousands of ways, the same ones in every run. The result must always be
 // a status that has a text, and success only if the damage is in nothing that is signed.
 
+#include "platform/base/tests/FileInMemory.h"
 #include "platform/signing/CodeSignature.h"
 #include "platform/signing/tests/CraftedSignature.h"
 #include "platform/signing/tests/SignedFile.h"
@@ -14,8 +15,6 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 namespace veltra {
 namespace {
@@ -33,16 +32,14 @@ class DamagedSignature : public testing::Test {
     /// The status of a file that contains `bytes`.
     [[nodiscard]] OSStatus check(std::string_view bytes) const
     {
-        if (::ftruncate(file_.get(), 0) != 0 || ::pwrite(file_.get(), bytes.data(), bytes.size(),
-                                                         0) != static_cast<ssize_t>(bytes.size()))
-            throw std::runtime_error{"cannot write the file"};
-        return CodeSignature::check(file_.get());
+        file_.write(bytes);
+        return CodeSignature::check(file_.descriptor());
     }
 
     /// The certificates in the file that was checked last.
     [[nodiscard]] std::vector<SecCertificate> certificates() const
     {
-        const auto signature = CodeSignature::read(file_.get());
+        const auto signature = CodeSignature::read(file_.descriptor());
         return signature.object ? signature.object->certificates() : std::vector<SecCertificate>{};
     }
 
@@ -72,7 +69,7 @@ class DamagedSignature : public testing::Test {
     const std::string bytes_ = withSignature(content_, der_);
 
   private:
-    Fd file_{::memfd_create("damaged", MFD_CLOEXEC)};
+    FileInMemory file_;
     std::mt19937 random_{20240305};
 };
 
