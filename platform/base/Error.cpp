@@ -9,7 +9,9 @@ std::string sentence(std::error_code code, std::string_view action, std::string_
     std::string text{action};
     if (!subject.empty())
         text.append(" ").append(subject);
-    return text.append(": ").append(code.message());
+    if (!text.empty())
+        text.append(": ");
+    return text.append(code.message());
 }
 
 } // namespace

@@ -11,8 +11,8 @@ namespace veltra {
 
 /// Describes a failed request to the operating system.
 ///
-/// `message()` reads "ACTION SUBJECT: REASON"; the reason is the system's text for the error number
-/// (see errno(3)). A value; may be copied between threads.
+/// `message()` reads "ACTION SUBJECT: REASON", and only "REASON" if there is no action. The reason
+/// is the code's text; see errno(3) for the system's. A value; may be copied between threads.
 class Error {
   public:
     Error(std::error_code code, std::string_view action, std::string_view subject = {});

@@ -22,6 +22,13 @@ TEST(Error, LeavesOutAnEmptySubject)
     EXPECT_EQ(error.message(), "read property list: Bad message");
 }
 
+TEST(Error, IsItsReasonAloneWithoutAnAction)
+{
+    const Error error{std::make_error_code(std::errc::bad_message), {}};
+
+    EXPECT_EQ(error.message(), "Bad message");
+}
+
 TEST(Error, KeepsTheNumberOfTheLastFailure)
 {
     errno = ENOSPC;
