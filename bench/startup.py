@@ -80,7 +80,7 @@ class Bus:
             words = line.split("\t")
             if words[0] not in ("mc", "mr") or float(words[1]) < begun:
                 continue
-            if words[0] == "mc" and words[7] == "Open":
+            if words[0] == "mc" and words[7] == "Prove":
                 opened = float(words[1])
             elif words[0] == "mc" and words[7] == "getVersionWithCompletion":
                 asked = (words[3], words[2])

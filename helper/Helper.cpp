@@ -31,7 +31,6 @@ Helper::Helper(std::shared_ptr<EventLoop> loop, Setting setting)
     listener_.setExamination(
         [signatures = signatures_](const auto& client) { signatures->examine(client); });
     listener_.setInvalidationHandler([this] { shouldQuit_ = true; });
-    listener_.setTakesPidfds(setting_.takesPidfds);
 }
 
 Result<> Helper::run()

@@ -25,8 +25,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     struct Setting {
         AgentInstallation agent;
         std::chrono::milliseconds shouldQuitCheckInterval{1000};
-        std::string version;     ///< empty if the helper has none
-        bool takesPidfds = true; ///< see ServiceListener::setTakesPidfds
+        std::string version; ///< empty if the helper has none
     };
 
     explicit Helper(std::shared_ptr<EventLoop> loop, Setting setting);

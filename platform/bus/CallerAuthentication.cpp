@@ -1,6 +1,7 @@
 #include "platform/bus/CallerAuthentication.h"
 
 #include "platform/bus/ConnectionNames.h"
+#include "platform/bus/Refusal.h"
 
 #include <cstdint>
 #include <exception>
@@ -21,8 +22,8 @@ Result<PinnedProcess> pin(pid_t process, Fd pidfd)
 
 } // namespace
 
-CallerAuthentication::CallerAuthentication(Setting setting, std::string uniqueName)
-    : setting_{std::move(setting)}
+CallerAuthentication::CallerAuthentication(Setting setting, std::string uniqueName, Fd socket)
+    : setting_{std::move(setting)}, socket_{std::move(socket)}
 {
     caller_.uniqueName = std::move(uniqueName);
 }
@@ -36,20 +37,14 @@ CallerAuthentication::~CallerAuthentication()
 void CallerAuthentication::start(Handler onEnd)
 {
     onEnd_ = std::move(onEnd);
-    deadline_ =
-        setting_.loop->callAfter(patience, [this] { finish("it does not answer in time"); });
-    askBus("GetConnectionCredentials", &CallerAuthentication::takeCredentials);
-}
-
-void CallerAuthentication::askBus(const char* method, AnswerHandler take)
-{
-    auto question = setting_.bus->methodCall(busName, busPath, busName, method);
+    deadline_ = setting_.loop->callAfter(patience, [this] { refuse(refusal(Refusal::isTooSlow)); });
+    auto question = setting_.bus->methodCall(busName, busPath, busName, "GetConnectionCredentials");
     auto sent = setting_.bus->call(question.append(caller_.uniqueName),
-                                   [this, take](BusMessage& answer) { (this->*take)(answer); });
+                                   [this](BusMessage& answer) { takeCredentials(answer); });
     if (sent)
         question_ = std::move(sent.value());
     else
-        finish(sent.error().message());
+        refuse(sent.error());
 }
 
 void CallerAuthentication::takeCredentials(BusMessage& answer)
@@ -59,21 +54,22 @@ void CallerAuthentication::takeCredentials(BusMessage& answer)
     const auto* const process = findProperty<std::uint32_t>(credentials, "ProcessID");
     const auto* const user = findProperty<std::uint32_t>(credentials, "UnixUserID");
     if (!isRead || !process || !user) {
-        finish("the bus does not know who it is");
+        refuse(refusal(Refusal::isUnknown));
         return;
     }
     caller_.process = static_cast<pid_t>(*process);
     caller_.user = *user;
     int& underWay = (*setting_.underWay)[*user];
     if (underWay >= mostForOneUser) {
-        finish("too many of the same user ask at once");
+        refuse(refusal(Refusal::isOneOfTooMany));
         return;
     }
     ++underWay;
     isCounted_ = true;
-    // Newer buses provide a pidfd that they have held since the process connected.
-    auto* const pidfd = setting_.takesPidfds ? findProperty<Fd>(credentials, "ProcessFD") : nullptr;
-    isPinnedByBus_ = pidfd != nullptr;
+    // Newer buses provide a pidfd that they have held since the process connected. Without it, the
+    // number may already be that of another process. That one cannot answer the challenge: what it
+    // answers would have to name this caller.
+    auto* const pidfd = findProperty<Fd>(credentials, "ProcessFD");
     examine(pidfd ? std::move(*pidfd) : Fd{});
 }
 
@@ -110,47 +106,33 @@ void CallerAuthentication::examine(Fd pidfd)
 void CallerAuthentication::takeExamined(const Examined& examined)
 {
     process_ = examined.process;
-    if (!process_)
+    if (process_)
+        challenge();
+    else
         finish(examined.objection);
-    else if (isPinnedByBus_)
-        challenge();
-    else
-        askBus("NameHasOwner", &CallerAuthentication::takeWhetherNameLives);
-}
-
-// If the name still exists, the number that the bus gave is that of the pinned process.
-void CallerAuthentication::takeWhetherNameLives(BusMessage& answer)
-{
-    bool lives = false;
-    if (answer.read(lives) && lives)
-        challenge();
-    else
-        finish("it has left the bus");
 }
 
 void CallerAuthentication::challenge()
 {
-    auto made = CallerChallenge::make();
-    if (!made) {
-        finish(made.error().message());
+    auto sent = CallerChallenge::send(std::move(socket_));
+    if (!sent) {
+        refuse(sent.error());
         return;
     }
-    challenge_.emplace(std::move(made.value()));
+    challenge_.emplace(std::move(sent.value()));
     auto watch = setting_.loop->watch(challenge_->descriptor(), [this] { takeAnswer(); });
-    if (!watch) {
-        finish(watch.error().message());
-        return;
-    }
-    answer_ = std::move(watch.value());
-    auto request = setting_.bus->methodCall(caller_.uniqueName, peerPath, peerInterface, "Prove");
-    request.append(challenge_->takeStrangersEnd(), challenge_->nonce());
-    if (const auto sent = setting_.bus->send(request); !sent)
-        finish(sent.error().message());
+    if (watch)
+        answer_ = std::move(watch.value());
+    else
+        refuse(watch.error());
 }
 
 void CallerAuthentication::takeAnswer()
 {
-    finish(challenge_->objection(caller_).value_or(std::string{}));
+    if (const auto checked = challenge_->check(caller_); checked)
+        finish({});
+    else
+        refuse(checked.error());
 }
 
 void CallerAuthentication::finish(const std::string& refusal)

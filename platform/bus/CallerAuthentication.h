@@ -28,7 +28,6 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
         pid_t busDaemonProcess = 0;
         /// Examines a process in advance. Called on a separate thread.
         std::function<void(const std::shared_ptr<const PinnedProcess>&)> examine;
-        bool takesPidfds = true; ///< uses the pidfds that the bus provides, if it does
         /// How many authentications are running for each user.
         std::shared_ptr<std::map<uid_t, int>> underWay;
     };
@@ -39,7 +38,8 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
     static constexpr std::chrono::milliseconds patience{5000};
     static constexpr int mostForOneUser = 128;
 
-    CallerAuthentication(Setting setting, std::string uniqueName);
+    /// `socket` is where the caller answers.
+    CallerAuthentication(Setting setting, std::string uniqueName, Fd socket);
     CallerAuthentication(const CallerAuthentication&) = delete;
     CallerAuthentication& operator=(const CallerAuthentication&) = delete;
     ~CallerAuthentication();
@@ -52,24 +52,22 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
         Process process;
         std::string objection;
     };
-    using AnswerHandler = void (CallerAuthentication::*)(BusMessage&);
 
-    void askBus(const char* method, AnswerHandler take);
     void takeCredentials(BusMessage& answer);
     void examine(Fd pidfd);
     void takeExamined(const Examined& examined);
-    void takeWhetherNameLives(BusMessage& answer);
     void challenge();
     void takeAnswer();
+    void refuse(const Error& reason) { finish(reason.message()); }
     void finish(const std::string& refusal);
 
     Setting setting_;
     CallerChallenge::Caller caller_;
+    Fd socket_;
     Handler onEnd_;
     bool isCounted_ = false;
     EventLoop::Registration deadline_;
     BusSlot question_;
-    bool isPinnedByBus_ = false;
     Process process_;
     std::optional<CallerChallenge> challenge_;
     EventLoop::Registration answer_;

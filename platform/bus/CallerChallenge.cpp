@@ -1,7 +1,10 @@
 #include "platform/bus/CallerChallenge.h"
 
+#include "platform/bus/Refusal.h"
+
 #include <array>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include <sys/random.h>
@@ -25,6 +28,23 @@ std::string answerTo(const std::vector<std::uint8_t>& nonce, const std::string& 
     return answer + uniqueName;
 }
 
+int optionOf(const Fd& socket, int name)
+{
+    int value = -1;
+    socklen_t size = sizeof value;
+    return ::getsockopt(socket.get(), SOL_SOCKET, name, &value, &size) == 0 ? value : -1;
+}
+
+// Asks the socket alone: a stranger's descriptor may be a file of a file system that never answers.
+bool isSuitable(const Fd& socket)
+{
+    sockaddr_storage peer{};
+    socklen_t size = sizeof peer;
+    return optionOf(socket, SO_DOMAIN) == AF_UNIX && optionOf(socket, SO_TYPE) == SOCK_SEQPACKET &&
+           optionOf(socket, SO_ACCEPTCONN) == 0 &&
+           ::getpeername(socket.get(), reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+}
+
 // The sender's credentials, if the message came with nothing else. There is no room for anything
 // else, and the kernel closes descriptors for which there is no room.
 std::optional<ucred> onlyCredentials(msghdr& message)
@@ -41,29 +61,29 @@ std::optional<ucred> onlyCredentials(msghdr& message)
 
 } // namespace
 
-Result<CallerChallenge> CallerChallenge::make()
+Result<CallerChallenge> CallerChallenge::send(Fd socket)
 {
-    std::array<int, 2> ends{};
-    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0, ends.data()) != 0)
-        return Error::last("make a challenge");
-    Fd ourEnd{ends[0]};
-    Fd strangersEnd{ends[1]};
-    // Set before the other end is given away, so that no message arrives without a stamp.
+    if (!isSuitable(socket))
+        return refusal(Refusal::bringsNoSocket);
+    // Set before the challenge is sent, so that no answer to it arrives without a stamp.
     const int isWanted = 1;
     std::vector<std::uint8_t> nonce(nonceSize);
-    if (::setsockopt(ourEnd.get(), SOL_SOCKET, SO_PASSCRED, &isWanted, sizeof isWanted) != 0 ||
+    if (::setsockopt(socket.get(), SOL_SOCKET, SO_PASSCRED, &isWanted, sizeof isWanted) != 0 ||
         ::getrandom(nonce.data(), nonce.size(), 0) != static_cast<ssize_t>(nonce.size()))
         return Error::last("make a challenge");
+    if (::send(socket.get(), nonce.data(), nonce.size(), MSG_NOSIGNAL | MSG_DONTWAIT) !=
+        static_cast<ssize_t>(nonce.size()))
+        return refusal(Refusal::takesNoChallenge);
 
-    return CallerChallenge{std::move(ourEnd), std::move(strangersEnd), std::move(nonce)};
+    return CallerChallenge{std::move(socket), std::move(nonce)};
 }
 
-CallerChallenge::CallerChallenge(Fd ourEnd, Fd strangersEnd, std::vector<std::uint8_t> nonce)
-    : ourEnd_{std::move(ourEnd)}, strangersEnd_{std::move(strangersEnd)}, nonce_{std::move(nonce)}
+CallerChallenge::CallerChallenge(Fd socket, std::vector<std::uint8_t> nonce)
+    : socket_{std::move(socket)}, nonce_{std::move(nonce)}
 {
 }
 
-std::optional<std::string> CallerChallenge::objection(const Caller& caller) const
+Result<> CallerChallenge::check(const Caller& caller) const
 {
     const std::string expected = answerTo(nonce_, caller.uniqueName);
     std::string answer(expected.size(), '\0');
@@ -74,24 +94,35 @@ std::optional<std::string> CallerChallenge::objection(const Caller& caller) cons
     message.msg_iovlen = 1;
     message.msg_control = control.data();
     message.msg_controllen = control.size();
-    const ssize_t size = ::recvmsg(ourEnd_.get(), &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
+    const ssize_t size = ::recvmsg(socket_.get(), &message, MSG_DONTWAIT | MSG_CMSG_CLOEXEC);
     if (size <= 0)
-        return "it does not prove which process it is";
+        return refusal(Refusal::provesNothing);
 
     const auto sender = onlyCredentials(message);
     answer.resize(static_cast<std::size_t>(size));
     if (!sender || answer != expected)
-        return "it proves wrongly which process it is";
+        return refusal(Refusal::provesWrongly);
     if (sender->pid != caller.process || sender->uid != caller.user)
-        return "another process answers for it";
-    return std::nullopt;
+        return refusal(Refusal::isAnotherProcess);
+    return success;
 }
 
-void answerChallenge(const Fd& socket, const std::vector<std::uint8_t>& nonce,
-                     const std::string& uniqueName)
+Result<ChallengeSockets> ChallengeSockets::make()
 {
-    if (nonce.size() != nonceSize)
+    std::array<int, 2> ends{};
+    if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+        return Error::last("make a pair of sockets");
+    return ChallengeSockets{.ours = Fd{ends[0]}, .theirs = Fd{ends[1]}};
+}
+
+void answerChallenge(const Fd& socket, const std::string& uniqueName)
+{
+    // One byte more than there should be shows that there is more.
+    std::vector<std::uint8_t> nonce(nonceSize + 1);
+    const ssize_t size = ::recv(socket.get(), nonce.data(), nonce.size(), MSG_DONTWAIT);
+    if (size != static_cast<ssize_t>(nonceSize))
         return;
+    nonce.resize(nonceSize);
     const std::string answer = answerTo(nonce, uniqueName);
     // If sending fails, the service notices because no answer comes.
     static_cast<void>(

@@ -4,7 +4,6 @@
 #include "platform/base/Fd.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,9 +11,12 @@
 
 namespace veltra {
 
-/// A challenge that only one process can answer: a client gets one end of a socket pair and some
-/// random bytes, and the kernel stamps the answer with the process that wrote it. See SO_PASSCRED
-/// in unix(7).
+/// A challenge that only one process can answer: random bytes on a socket that a client has
+/// brought. The kernel stamps the answer with the process that wrote it. See SO_PASSCRED in
+/// unix(7).
+///
+/// The socket stays the client's too: it may change its options, write to it and read from it. So
+/// nothing here waits, and an answer without a stamp counts as none.
 class CallerChallenge {
   public:
     /// The expected sender of the answer.
@@ -24,30 +26,32 @@ class CallerChallenge {
         std::string uniqueName; ///< the caller's name on the bus
     };
 
-    [[nodiscard]] static Result<CallerChallenge> make();
-
-    [[nodiscard]] const std::vector<std::uint8_t>& nonce() const noexcept { return nonce_; }
-
-    /// The end for the client; empty if it was taken before.
-    [[nodiscard]] Fd takeStrangersEnd() noexcept { return std::move(strangersEnd_); }
+    /// Sends the challenge. Fails unless `socket` is connected, local, and of type SOCK_SEQPACKET.
+    [[nodiscard]] static Result<CallerChallenge> send(Fd socket);
 
     /// Readable when there is an answer or there can be none any more.
-    [[nodiscard]] int descriptor() const noexcept { return ourEnd_.get(); }
+    [[nodiscard]] int descriptor() const noexcept { return socket_.get(); }
 
-    /// What is wrong with the answer; empty if it comes from the caller. Does not wait.
-    [[nodiscard]] std::optional<std::string> objection(const Caller& caller) const;
+    /// Reads the answer. Fails if it does not come from the caller.
+    [[nodiscard]] Result<> check(const Caller& caller) const;
 
   private:
-    CallerChallenge(Fd ourEnd, Fd strangersEnd, std::vector<std::uint8_t> nonce);
+    CallerChallenge(Fd socket, std::vector<std::uint8_t> nonce);
 
-    Fd ourEnd_;
-    Fd strangersEnd_;
+    Fd socket_;
     std::vector<std::uint8_t> nonce_;
 };
 
-/// Answers a challenge that came with `socket` and `nonce`, for the program whose unique name on
-/// the bus is `uniqueName`. An invalid nonce is not answered.
-void answerChallenge(const Fd& socket, const std::vector<std::uint8_t>& nonce,
-                     const std::string& uniqueName);
+/// The two ends of a new pair of sockets: a client keeps one and gives the other to the service.
+struct ChallengeSockets {
+    Fd ours;
+    Fd theirs;
+
+    [[nodiscard]] static Result<ChallengeSockets> make();
+};
+
+/// Answers the challenge that has arrived at a client's end, for the program whose unique name on
+/// the bus is `uniqueName`. Anything else that arrived is not answered.
+void answerChallenge(const Fd& socket, const std::string& uniqueName);
 
 } // namespace veltra

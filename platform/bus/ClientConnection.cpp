@@ -134,12 +134,23 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
             failToOpen(added.error().message());
             return;
         }
+        bus_.proofTo(service_).give([self = shared_from_this(), underWay](const auto& refusal) {
+            if (refusal)
+                self->takeRefusal(*refusal);
+            else
+                self->requestOpen(underWay);
+        });
+    }
+
+    void requestOpen(const ServiceBus::CallUnderWay& underWay)
+    {
+        BusConnection& connection = *bus_.connection();
         auto request =
-            connection->methodCall(service_, rootPath(service_), connectionsInterface, "Open");
-        auto sent = connection->call(request.append(ObjectPath{ServiceBus::pathOfClient(number_)}),
-                                     [self = shared_from_this(), underWay](BusMessage& answer) {
-                                         self->takeOpened(answer);
-                                     });
+            connection.methodCall(service_, rootPath(service_), connectionsInterface, "Open");
+        auto sent = connection.call(request.append(ObjectPath{ServiceBus::pathOfClient(number_)}),
+                                    [self = shared_from_this(), underWay](BusMessage& answer) {
+                                        self->takeOpened(answer);
+                                    });
         if (sent)
             sent.value().detach();
         else
@@ -148,23 +159,33 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
 
     void takeOpened(BusMessage& answer)
     {
-        isOpening_ = false;
         const auto error = answer.error();
-        if (error && isUnseen(*error) && ++openAttempts_ < mostAttempts) {
-            open();
+        ObjectPath server;
+        if (error) {
+            if (error->name == unprovedError)
+                bus_.proofTo(service_).forget();
+            takeRefusal(*error);
+        } else if (answer.read(server)) {
+            opened(server.text, std::string{answer.sender()});
+        } else {
+            failToOpen("its answer cannot be read");
+        }
+    }
+
+    // Another instance of the service may have been started meanwhile.
+    void takeRefusal(const BusError& error)
+    {
+        if ((!isUnseen(error) && error.name != unprovedError) || ++openAttempts_ >= mostAttempts) {
+            failToOpen(error.message);
             return;
         }
-        ObjectPath server;
-        if (error)
-            failToOpen(error->message);
-        else if (!answer.read(server))
-            failToOpen("its answer cannot be read");
-        else
-            opened(server.text, std::string{answer.sender()});
+        isOpening_ = false;
+        open();
     }
 
     void opened(const std::string& path, const std::string& name)
     {
+        isOpening_ = false;
         openAttempts_ = 0;
         serverPath_ = path;
         serverName_ = name;

@@ -5,19 +5,17 @@
 
 namespace veltra::connections {
 
-// The connection layer's own two interfaces; see docs/protocol.md.
-
-/// On the service's root object: opens and closes connections.
+/// The connection layer's own interface, on the service's root object: lets clients prove which
+/// process they are, and opens and closes connections. See docs/protocol.md.
 inline constexpr const char* connectionsInterface = "com.veltra.agentMonitor.Connections";
-/// On every client: lets the service find out which process it talks to.
-inline constexpr const char* peerInterface = "com.veltra.agentMonitor.Peer";
-inline constexpr const char* peerPath = "/com/veltra/agentMonitor/peer";
 
 inline constexpr const char* busName = "org.freedesktop.DBus";
 inline constexpr const char* busPath = "/org/freedesktop/DBus";
 
 /// The caller is refused. The message gives the reason if the connection layer found it.
 inline constexpr const char* refusedError = "com.veltra.agentMonitor.Error.Refused";
+/// The caller has not proved to this instance of the service which process it is.
+inline constexpr const char* unprovedError = "com.veltra.agentMonitor.Error.Unproved";
 /// The request could not be carried out.
 inline constexpr const char* failedError = "com.veltra.agentMonitor.Error.Failed";
 /// There is no object at this path, so nothing was done.

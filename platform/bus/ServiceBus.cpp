@@ -1,19 +1,13 @@
 #include "platform/bus/ServiceBus.h"
 
-#include "platform/bus/CallerChallenge.h"
 #include "platform/bus/ConnectionNames.h"
 #include "platform/log/SystemLog.h"
 
 #include <algorithm>
-#include <array>
 #include <charconv>
 #include <cstddef>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace veltra {
 
@@ -40,13 +34,6 @@ void serve(EventLoop& loop)
     if (const auto served = loop.run(); !served)
         SystemLog::log(served.error().message());
 }
-
-const std::array<sd_bus_vtable, 3> peerMethods{
-    {SD_BUS_VTABLE_START(0),
-     SD_BUS_METHOD_WITH_NAMES("Prove", "hay", SD_BUS_PARAM(socket) SD_BUS_PARAM(nonce), "", "",
-                              &BusConnection::useMethod,
-                              SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
-     SD_BUS_VTABLE_END}};
 
 std::string ruleForOwnersOf(const std::string& service)
 {
@@ -86,38 +73,25 @@ Result<> ServiceBus::connect()
     if (!opened)
         return opened.error();
     BusConnection& bus = *opened.value();
-    if (auto exported = exportObjects(bus); !exported)
-        return exported;
-    bus.setLossHandler([this] { loop_->post([this] { connectionLost(); }); });
-    if (auto served = bus.serveOn(*loop_); !served)
-        return served;
-    connection_ = std::move(opened.value());
-    return success;
-}
-
-Result<> ServiceBus::exportObjects(BusConnection& bus)
-{
-    auto peer = bus.addObject(peerPath, peerInterface, peerMethods.data(),
-                              [this](BusCall call) { prove(call.message()); });
-    if (!peer)
-        return peer.error();
     // An object for each client would cost a kilobyte each.
     auto calls = bus.addFallback(clientsPath, [this](BusMessage& call) { called(call); });
     if (!calls)
         return calls.error();
-    peer_ = std::move(peer.value());
+    bus.setLossHandler([this] { loop_->post([this] { connectionLost(); }); });
+    if (auto served = bus.serveOn(*loop_); !served)
+        return served;
+    connection_ = std::move(opened.value());
     calls_ = std::move(calls.value());
     return success;
 }
 
 void ServiceBus::connectionLost()
 {
-    connection_.reset();
-    peer_ = {};
-    calls_ = {};
     const auto services = std::exchange(services_, {});
     const auto clients = std::exchange(clients_, {});
-    for (const auto& [name, slot] : services)
+    calls_ = {};
+    connection_.reset();
+    for (const auto& [name, service] : services)
         ownerChanged(clients, name, {});
 }
 
@@ -153,8 +127,14 @@ Result<> ServiceBus::watchOwnerOf(const std::string& service)
     });
     if (!watch)
         return watch.error();
-    services_[service] = std::move(watch.value());
+    services_[service] = {std::move(watch.value()),
+                          std::make_unique<CallerProof>(*loop_, *connection_, service)};
     return success;
+}
+
+CallerProof& ServiceBus::proofTo(std::string_view service)
+{
+    return *services_.find(service)->second.proof;
 }
 
 void ServiceBus::ownerChanged(const Clients& clients, const std::string& service,
@@ -196,29 +176,6 @@ void ServiceBus::sendWaiting()
         waiting_.pop_front();
         send(CallUnderWay{nullptr, end});
     }
-}
-
-void ServiceBus::prove(BusMessage& request)
-{
-    Fd socket;
-    std::vector<std::uint8_t> nonce;
-    if (request.read(socket, nonce) && isServiceOfRoot(std::string{request.sender()}))
-        answerChallenge(socket, nonce, connection_->uniqueName());
-}
-
-bool ServiceBus::isServiceOfRoot(const std::string& uniqueName)
-{
-    const auto ask = [this](const char* method, const std::string& name, auto& result) {
-        auto question = connection_->methodCall(busName, busPath, busName, method);
-        auto answer = connection_->call(question.append(name));
-        return answer && answer.value().read(result);
-    };
-    std::uint32_t user = 0;
-    std::string owner;
-    return ask("GetConnectionUnixUser", uniqueName, user) && user == 0 &&
-           std::ranges::any_of(services_, [&](const auto& service) {
-               return ask("GetNameOwner", service.first, owner) && owner == uniqueName;
-           });
 }
 
 } // namespace veltra

@@ -2,6 +2,7 @@
 
 #include "platform/base/EventLoop.h"
 #include "platform/bus/BusConnection.h"
+#include "platform/bus/CallerProof.h"
 
 #include <cstdint>
 #include <deque>
@@ -38,9 +39,7 @@ class ServiceBusClient {
 /// A program's single connection to the system bus and the thread that serves it, for any number of
 /// connections to services.
 ///
-/// If the bus goes away, the program connects again when it needs the bus. When services that root
-/// owns and that the program talks to ask for it, the program proves to them through the bus which
-/// process it is.
+/// If the bus goes away, the program connects again when it needs the bus.
 class ServiceBus {
   public:
     /// The program's instance. Created on first use, destroyed at exit.
@@ -57,6 +56,10 @@ class ServiceBus {
 
     /// The bus; null if it cannot be reached now.
     [[nodiscard]] BusConnection* connection();
+
+    /// The proof to the service of a client that was added. Call it only while there is a
+    /// connection; valid until the bus goes away.
+    [[nodiscard]] CallerProof& proofTo(std::string_view service);
 
     /// Identifies the client that a call is for.
     using ClientNumber = std::uint64_t;
@@ -76,23 +79,23 @@ class ServiceBus {
 
   private:
     using Clients = std::vector<std::pair<ClientNumber, std::weak_ptr<ServiceBusClient>>>;
+    struct Service {
+        BusSlot owners;
+        std::unique_ptr<CallerProof> proof;
+    };
 
     [[nodiscard]] Result<> connect();
-    [[nodiscard]] Result<> exportObjects(BusConnection& bus);
     [[nodiscard]] Result<> watchOwnerOf(const std::string& service);
     void connectionLost();
     void sendWaiting();
     static void ownerChanged(const Clients& clients, const std::string& service,
                              const std::string& owner);
     void called(BusMessage& call) const;
-    void prove(BusMessage& request);
-    [[nodiscard]] bool isServiceOfRoot(const std::string& uniqueName);
 
     std::shared_ptr<EventLoop> loop_;
     std::unique_ptr<BusConnection> connection_;
-    BusSlot peer_;
     BusSlot calls_;
-    std::map<std::string, BusSlot> services_; // those whose owner is watched, by name
+    std::map<std::string, Service, std::less<>> services_; // by their names
     Clients clients_;
     std::deque<std::function<void(CallUnderWay)>> waiting_;
     int callsUnderWay_ = 0;

@@ -1,11 +1,13 @@
 #include "platform/bus/ServiceListener.h"
 
 #include "platform/bus/ConnectionNames.h"
+#include "platform/bus/Refusal.h"
 #include "platform/log/SystemLog.h"
 
 #include <array>
 #include <chrono>
 #include <random>
+#include <string_view>
 #include <utility>
 
 namespace veltra {
@@ -14,11 +16,13 @@ using namespace connections;
 
 namespace {
 
-// For each program, including those that wait to be opened.
+// For each program.
 constexpr std::size_t mostConnections = 4096;
 
-const std::array<sd_bus_vtable, 4> rootMethods{
+const std::array<sd_bus_vtable, 5> rootMethods{
     {SD_BUS_VTABLE_START(0),
+     SD_BUS_METHOD_WITH_NAMES("Prove", "h", SD_BUS_PARAM(socket), "", "", &BusConnection::useMethod,
+                              SD_BUS_VTABLE_UNPRIVILEGED),
      SD_BUS_METHOD_WITH_NAMES("Open", "o", SD_BUS_PARAM(client), "o", SD_BUS_PARAM(server),
                               &BusConnection::useMethod, SD_BUS_VTABLE_UNPRIVILEGED),
      SD_BUS_METHOD_WITH_NAMES("Close", "o", SD_BUS_PARAM(server), "", "", &BusConnection::useMethod,
@@ -78,7 +82,6 @@ Result<> ServiceListener::takePlace()
                 .bus = bus_.get(),
                 .busDaemonProcess = daemon.value(),
                 .examine = examine_,
-                .takesPidfds = takesPidfds_,
                 .underWay = std::make_shared<std::map<uid_t, int>>()};
     if (auto watched = watchClients(); !watched)
         return watched;
@@ -111,12 +114,12 @@ void ServiceListener::flush()
         SystemLog::log({"the bus does not answer at the end: ", answer.error().message()});
 }
 
-// Clients that wait to be accepted have not been served either.
+// Clients that still prove which process they are have not been served either.
 void ServiceListener::withdrawAll()
 {
     for (auto& [name, client] : std::exchange(clients_, {})) {
-        for (Waiting& waiting : client.waiting)
-            waiting.call.refuse({unknownObjectError, "this instance of the service has ended"});
+        if (client.proof)
+            client.proof->refuse({unknownObjectError, "this instance of the service has ended"});
         for (const auto& [path, connection] : client.connections)
             connection->withdraw();
     }
@@ -154,31 +157,36 @@ Result<> ServiceListener::exportRoot()
 
 void ServiceListener::called(BusCall call)
 {
-    ObjectPath path;
-    if (!call.message().read(path))
-        return;
     const std::string client{call.message().sender()};
-    if (call.message().member() == "Open")
-        open(client, {std::move(call), path.text});
+    const std::string_view method = call.message().member();
+    ObjectPath path;
+    if (method == "Prove")
+        prove(client, std::move(call));
+    else if (!call.message().read(path))
+        return;
+    else if (method == "Open")
+        open(client, path.text, std::move(call));
     else
         close(client, path.text);
 }
 
-void ServiceListener::open(const std::string& client, Waiting waiting)
+void ServiceListener::prove(const std::string& client, BusCall call)
 {
+    Fd socket;
+    if (!call.message().read(socket))
+        return;
     Client& known = clients_[client];
-    if (known.waiting.size() + known.connections.size() >= mostConnections) {
-        waiting.call.refuse(refusedBecause("it has too many connections"));
+    if (known.authentication) {
+        call.refuse(refusedBecause(refusal(Refusal::asksTwice).message()));
         return;
     }
     if (known.process) {
-        accept(client, std::move(waiting));
+        call.answer();
         return;
     }
-    known.waiting.push_back(std::move(waiting));
-    if (known.authentication)
-        return;
-    known.authentication = std::make_shared<CallerAuthentication>(setting_, client);
+    known.proof.emplace(std::move(call));
+    known.authentication =
+        std::make_shared<CallerAuthentication>(setting_, client, std::move(socket));
     known.authentication->start([this, client](const auto& process, const std::string& reason) {
         authenticationEnded(client, process, reason);
     });
@@ -189,32 +197,43 @@ void ServiceListener::authenticationEnded(const std::string& client,
                                           const std::string& refusal)
 {
     Client& known = clients_[client];
-    const auto authentication = std::exchange(known.authentication, nullptr);
+    known.authentication.reset();
+    BusCall proof = std::move(*std::exchange(known.proof, std::nullopt));
     known.process = process;
-    for (Waiting& waiting : std::exchange(known.waiting, {}))
-        if (process)
-            accept(client, std::move(waiting));
-        else
-            waiting.call.refuse(refusedBecause(refusal));
+    if (process) {
+        proof.answer();
+        return;
+    }
+    clients_.erase(client);
+    proof.refuse(refusedBecause(refusal));
 }
 
-void ServiceListener::accept(const std::string& client, Waiting waiting)
+void ServiceListener::open(const std::string& client, const std::string& remotePath, BusCall call)
 {
-    Client& known = clients_[client];
+    const auto found = clients_.find(client);
+    if (found == clients_.end() || !found->second.process) {
+        call.refuse({unprovedError, "it has not proved which process it is"});
+        return;
+    }
+    Client& known = found->second;
+    if (known.connections.size() >= mostConnections) {
+        call.refuse(refusedBecause("it has too many connections"));
+        return;
+    }
     if (const auto change = known.process->change()) {
-        waiting.call.refuse(refusedBecause(*change));
+        call.refuse(refusedBecause(*change));
         return;
     }
     const std::string path = newPath();
     auto connection = std::make_shared<ServiceConnection>(
         known.process, ServiceConnection::Place{bus_, bus_->uniqueName(), path},
-        ServiceConnection::Place{bus_, client, waiting.remotePath});
+        ServiceConnection::Place{bus_, client, remotePath});
     if (!delegate_ || !delegate_->listener(*this, connection)) {
-        waiting.call.refuse(refusedBecause("the service does not accept it"));
+        call.refuse(refusedBecause("the service does not accept it"));
         return;
     }
     known.connections[path] = std::move(connection);
-    waiting.call.answer(ObjectPath{path});
+    call.answer(ObjectPath{path});
 }
 
 void ServiceListener::close(const std::string& client, const std::string& path)

@@ -9,9 +9,9 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <variant>
-#include <vector>
 
 namespace veltra {
 
@@ -49,8 +49,6 @@ class ServiceListener {
     /// Set all of these before resume(). The delegate must outlive the listener.
     void setDelegate(ServiceListenerDelegate* delegate) noexcept { delegate_ = delegate; }
     void setExamination(Examination examine) { examine_ = std::move(examine); }
-    /// Whether to use the pidfds that the bus provides, if it does. The default is true.
-    void setTakesPidfds(bool takes) noexcept { takesPidfds_ = takes; }
     /// Called once when the bus has gone away, after all connections are invalidated.
     void setInvalidationHandler(std::function<void()> handler) { onLoss_ = std::move(handler); }
 
@@ -72,15 +70,10 @@ class ServiceListener {
     void flush();
 
   private:
-    /// A client's request that waits for a connection to be opened.
-    struct Waiting {
-        BusCall call;
-        std::string remotePath;
-    };
     struct Client {
-        std::shared_ptr<CallerAuthentication> authentication; // until it has ended
-        std::vector<Waiting> waiting;
-        CallerAuthentication::Process process;
+        std::optional<BusCall> proof; // the request that is answered when this has ended:
+        std::shared_ptr<CallerAuthentication> authentication;
+        CallerAuthentication::Process process; // null until then
         std::map<std::string, std::shared_ptr<ServiceConnection>> connections;
     };
 
@@ -88,11 +81,11 @@ class ServiceListener {
     [[nodiscard]] Result<> watchClients();
     [[nodiscard]] Result<> exportRoot();
     void called(BusCall call);
-    void open(const std::string& client, Waiting waiting);
+    void prove(const std::string& client, BusCall call);
     void authenticationEnded(const std::string& client,
                              const CallerAuthentication::Process& process,
                              const std::string& refusal);
-    void accept(const std::string& client, Waiting waiting);
+    void open(const std::string& client, const std::string& remotePath, BusCall call);
     void close(const std::string& client, const std::string& path);
     void forget(const std::string& client);
     void forgetAll();
@@ -103,7 +96,6 @@ class ServiceListener {
     std::string name_;
     ServiceListenerDelegate* delegate_ = nullptr;
     Examination examine_;
-    bool takesPidfds_ = true;
     std::function<void()> onLoss_;
 
     std::shared_ptr<BusConnection> bus_;

@@ -50,38 +50,6 @@ std::string pathOfConnection()
     return root + "/" + node[1].str();
 }
 
-bool handsOutProcesses(BusConnection& bus)
-{
-    using Credentials = std::map<std::string, BusVariant<Fd>>;
-    auto credentials = askBus<Credentials>(bus, "GetConnectionCredentials", bus.uniqueName());
-    return credentials && findProperty<Fd>(*credentials, "ProcessFD");
-}
-
-/// How often the helper asks the bus whether a name still exists while it admits a client.
-std::ptrdiff_t questionsAboutNames()
-{
-    Client first;
-    first.version();
-    const std::string name = askBus<std::string>(*joinBus(), "GetNameOwner", helperName).value();
-    ClientProgram monitor{{"stdbuf", "-oL", "dbus-monitor", "--system", "--profile"}};
-    // Its first line names the columns; the later ones show that it listens.
-    EXPECT_TRUE(becomesTrue([&] { return monitor.line().find("NameLost") != std::string::npos; }));
-
-    Client second;
-    EXPECT_EQ(second.version(), "a version 1.0.0");
-
-    std::ptrdiff_t count = 0;
-    for (std::string line; !line.ends_with("getVersionWithCompletion");) {
-        line = monitor.line();
-        EXPECT_FALSE(line.starts_with('<')) << line;
-        if (line.starts_with('<'))
-            break;
-        count +=
-            line.find("\t" + name + "\t") != std::string::npos && line.ends_with("NameHasOwner");
-    }
-    return count;
-}
-
 } // namespace
 
 TEST(HelperBus, IsWhatTheDescriptionSays)
@@ -96,18 +64,6 @@ TEST(HelperBus, IsWhatTheDescriptionSays)
     EXPECT_EQ(exported, described);
     EXPECT_EQ(std::ranges::count_if(described, [](auto& tag) { return tag.starts_with("method"); }),
               3);
-}
-
-TEST(HelperBus, AsksWhetherAClientIsStillThereOnlyWhereTheBusHandsOutNoProcesses)
-{
-    EXPECT_EQ(questionsAboutNames(), handsOutProcesses(*joinBus()) ? 0 : 1);
-}
-
-TEST(HelperBus, AsksAlsoWhereTheProcessesAreHidden)
-{
-    installHelper("helper_without_processes");
-
-    EXPECT_EQ(questionsAboutNames(), 1);
 }
 
 // What a stranger may send to anybody on the bus.

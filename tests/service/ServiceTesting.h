@@ -45,11 +45,23 @@ class Client : public ClientProgram {
     }
 };
 
-inline Words asNobody(const Words& command)
+/// The bus only accepts users that the system has a name for.
+inline Words asUser(const std::string& id, const Words& command)
 {
-    Words whole{"setpriv", "--reuid=65534", "--regid=65534", "--clear-groups"};
+    Words whole{"setpriv", "--reuid=" + id, "--regid=" + id, "--clear-groups"};
     whole.insert(whole.end(), command.begin(), command.end());
     return whole;
+}
+
+inline Words asNobody(const Words& command)
+{
+    return asUser("65534", command);
+}
+
+/// An ordinary user other than nobody.
+inline Words asSomebody(const Words& command)
+{
+    return asUser("1", command);
 }
 
 /// What a command prints, errors included, and its exit status if that is not 0.

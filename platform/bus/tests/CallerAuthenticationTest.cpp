@@ -3,7 +3,6 @@
 #include "platform/bus/ConnectionNames.h"
 #include "platform/bus/tests/ClientProgram.h"
 
-#include <functional>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -31,29 +30,31 @@ class CallerAuthenticationTest : public testing::Test {
         return hasOwner;
     }
 
-    /// Why the caller is refused when this happens once it has been looked at.
-    [[nodiscard]] std::string refusalAfter(const std::string& name,
-                                           const std::function<void()>& action)
+    /// "accepted", or why the caller is refused. `keptEnd` is where it answers.
+    [[nodiscard]] std::string outcomeFor(const std::string& name, Fd socket, const Fd& keptEnd = {})
     {
         const auto bus = join();
         EXPECT_TRUE(bus->serveOn(*loop_));
+        const auto answering =
+            keptEnd
+                ? std::move(
+                      loop_->watch(keptEnd.get(), [&] { answerChallenge(keptEnd, name); }).value())
+                : EventLoop::Registration{};
         const auto authentication = std::make_shared<CallerAuthentication>(
             CallerAuthentication::Setting{.loop = loop_,
                                           .bus = bus.get(),
                                           .busDaemonProcess = ::getpid(),
-                                          .examine = [&action](const auto&) { action(); },
-                                          .takesPidfds = false,
+                                          .examine = {},
                                           .underWay = std::make_shared<std::map<uid_t, int>>()},
-            name);
-        std::string why;
+            name, std::move(socket));
+        std::string outcome;
         authentication->start(
             [&](const CallerAuthentication::Process& process, const std::string& reason) {
-                EXPECT_EQ(process, nullptr);
-                why = reason;
+                outcome = process ? "accepted" : reason;
                 loop_->stop();
             });
         EXPECT_TRUE(loop_->run());
-        return why;
+        return outcome;
     }
 
   private:
@@ -62,20 +63,33 @@ class CallerAuthenticationTest : public testing::Test {
     std::shared_ptr<EventLoop> loop_ = std::move(EventLoop::open({}).value());
 };
 
-TEST_F(CallerAuthenticationTest, RefusesWhoHasLeftTheBusMeanwhile)
+TEST_F(CallerAuthenticationTest, AcceptsWhoAnswers)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "for want of root: this program would be somebody else's";
-    auto caller = join();
-    const std::string name = caller->uniqueName();
+    const auto caller = join();
+    auto sockets = std::move(ChallengeSockets::make().value());
 
-    const std::string refusal = refusalAfter(name, [&] {
-        caller.reset();
-        while (isOnBus(name)) {
-        }
-    });
+    EXPECT_EQ(outcomeFor(caller->uniqueName(), std::move(sockets.theirs), sockets.ours),
+              "accepted");
+}
 
-    EXPECT_EQ(refusal, "it has left the bus");
+TEST_F(CallerAuthenticationTest, RefusesWhoBringsNoSocket)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "for want of root: this program would be somebody else's";
+    const auto caller = join();
+
+    EXPECT_EQ(outcomeFor(caller->uniqueName(), {}), "it brings no socket to prove itself on");
+}
+
+TEST_F(CallerAuthenticationTest, RefusesWhoHasLeftTheBus)
+{
+    const std::string name = join()->uniqueName();
+    while (isOnBus(name)) {
+    }
+
+    EXPECT_EQ(outcomeFor(name, {}), "the bus does not know who it is");
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // Tries to be accepted by the helper without being the trusted program. Prints "granted PATH" or
 // "refused WHY". The process that connects may fork: then the child can use the connection, and the
 // bus still believes that it is the parent's.
-#include "platform/bus/CallerChallenge.h"
+#include "platform/bus/tests/ChallengeTesting.h"
 #include "tests/service/programs/ForgedLink.h"
 #include "tests/service/programs/Intruder.h"
 #include "tests/service/programs/Relay.h"
@@ -13,8 +13,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <vector>
+#include <utility>
 
+#include <fcntl.h>
 #include <sys/mount.h>
 #include <sys/socket.h>
 #include <systemd/sd-event.h>
@@ -23,84 +24,27 @@
 namespace {
 
 using intruder::askToBeLetIn;
-using intruder::Challenge;
 using intruder::connectToBus;
+using veltra::ChallengeSockets;
 using veltra::Fd;
 using namespace std::chrono_literals;
 
-int parentsEnd = -1;
-
-void answerHonestly(const Challenge& challenge)
+void answerHonestly(const Fd& socket, const std::string& uniqueName)
 {
-    veltra::answerChallenge(challenge.socket, challenge.nonce, challenge.uniqueName);
+    veltra::answerChallenge(socket, uniqueName);
 }
 
 // With the parent's process id in the stamp, which the kernel permits to root of the pid namespace.
-void answerAsParent(const Challenge& challenge)
+void answerAsParent(const Fd& socket, const std::string& uniqueName)
 {
-    std::array<int, 2> ends{};
-    ::socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends.data());
-    veltra::answerChallenge(Fd{ends[0]}, challenge.nonce, challenge.uniqueName);
-    std::array<char, 1024> bytes{};
-    const ssize_t size = ::read(ends[1], bytes.data(), bytes.size());
-    iovec part{bytes.data(), static_cast<std::size_t>(size)};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(ucred))> control{};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    cmsghdr* const header = CMSG_FIRSTHDR(&message);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_CREDENTIALS;
-    header->cmsg_len = CMSG_LEN(sizeof(ucred));
+    const std::string answer = veltra::rightAnswer(veltra::receivedAt(socket), uniqueName);
     const ucred parent{::getppid(), ::getuid(), ::getgid()};
-    std::memcpy(CMSG_DATA(header), &parent, sizeof parent);
-    if (::sendmsg(challenge.socket.get(), &message, 0) < 0) {
+    if (!veltra::sendWith(socket, answer, SCM_CREDENTIALS, parent))
         intruder::say(std::string{"cannot forge: "} + std::strerror(errno));
-    }
 }
 
-// Lets the parent answer, which then executes the trusted program.
-void answerThroughParent(const Challenge& challenge)
-{
-    const std::string words{challenge.nonce.begin(), challenge.nonce.end()};
-    const std::string text = words + challenge.uniqueName;
-    iovec part{const_cast<char*>(text.data()), text.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    cmsghdr* const header = CMSG_FIRSTHDR(&message);
-    header->cmsg_level = SOL_SOCKET;
-    header->cmsg_type = SCM_RIGHTS;
-    header->cmsg_len = CMSG_LEN(sizeof(int));
-    const int socket = challenge.socket.get();
-    std::memcpy(CMSG_DATA(header), &socket, sizeof socket);
-    ::sendmsg(parentsEnd, &message, 0);
-}
-
-Challenge receiveFromChild(int socket)
-{
-    std::array<char, 1024> bytes{};
-    iovec part{bytes.data(), bytes.size()};
-    alignas(cmsghdr) std::array<char, CMSG_SPACE(sizeof(int))> control{};
-    msghdr message{};
-    message.msg_iov = &part;
-    message.msg_iovlen = 1;
-    message.msg_control = control.data();
-    message.msg_controllen = control.size();
-    const ssize_t size = ::recvmsg(socket, &message, 0);
-    if (size < 32)
-        return {};
-    int descriptor = -1;
-    std::memcpy(&descriptor, CMSG_DATA(CMSG_FIRSTHDR(&message)), sizeof descriptor);
-    return {Fd{descriptor},
-            {bytes.begin(), bytes.begin() + 32},
-            {bytes.data() + 32, static_cast<std::size_t>(size) - 32}};
-}
+// It is the parent's turn.
+void leaveToParent(const Fd&, const std::string&) {}
 
 [[noreturn]] void become(const char* program)
 {
@@ -109,25 +53,62 @@ Challenge receiveFromChild(int socket)
     std::_Exit(1);
 }
 
-void openInChild(Fd socket, intruder::Answer answer)
+ChallengeSockets makeSockets()
+{
+    return std::move(ChallengeSockets::make().value());
+}
+
+[[noreturn]] void ask(Fd socket, intruder::Answer answer)
+{
+    const ChallengeSockets sockets = makeSockets();
+    askToBeLetIn(intruder::join(std::move(socket)), sockets.ours, sockets.theirs, answer);
+}
+
+void askInChild(Fd socket, intruder::Answer answer)
 {
     if (::fork() == 0)
-        askToBeLetIn(std::move(socket), answer);
+        ask(std::move(socket), answer);
+}
+
+// The child asks, this process answers and then executes the trusted program.
+[[noreturn]] void answerAndBecome(const char* program)
+{
+    const ChallengeSockets sockets = makeSockets();
+    const ChallengeSockets words = makeSockets();
+    Fd socket = connectToBus();
+    if (::fork() == 0) {
+        sd_bus* const bus = intruder::join(std::move(socket));
+        const std::string name = intruder::nameOn(bus);
+        ::send(words.ours.get(), name.data(), name.size(), 0);
+        askToBeLetIn(bus, sockets.ours, sockets.theirs, leaveToParent);
+    }
+    std::string name(1000, '\0');
+    name.resize(static_cast<std::size_t>(::recv(words.theirs.get(), name.data(), name.size(), 0)));
+    char first = '\0';
+    ::recv(sockets.ours.get(), &first, 1, MSG_PEEK);
+    answerHonestly(sockets.ours, name);
+    become(program);
+}
+
+// Brings something that is no socket.
+[[noreturn]] void bringFile()
+{
+    const Fd file{::open("/dev/null", O_RDWR | O_CLOEXEC)};
+    askToBeLetIn(intruder::join(connectToBus()), {}, file, nullptr);
 }
 
 // Asks for a connection every second, and never answers.
 [[noreturn]] void insist()
 {
-    sd_bus* const bus = intruder::join(connectToBus(), nullptr);
-    for (bool isDone = false; !isDone;) {
-        intruder::requestConnection(bus, isDone);
+    sd_bus* const bus = intruder::join(connectToBus());
+    const ChallengeSockets sockets = makeSockets();
+    for (bool isDone = false;;) {
+        intruder::requestConnection(bus, sockets.theirs.get(), isDone);
         const auto next = std::chrono::steady_clock::now() + 1s;
-        while (!isDone && std::chrono::steady_clock::now() < next)
+        while (std::chrono::steady_clock::now() < next)
             if (sd_bus_process(bus, nullptr) == 0)
                 sd_bus_wait(bus, 100'000);
     }
-    ::pause();
-    std::_Exit(0);
 }
 
 // Connects to the bus as that many programs, none of which answers.
@@ -135,14 +116,30 @@ void openInChild(Fd socket, intruder::Answer answer)
 {
     sd_event* loop = nullptr;
     intruder::check(sd_event_default(&loop), "make a loop");
+    const ChallengeSockets sockets = makeSockets();
     static bool isDone = false;
     for (; size > 0; --size) {
-        sd_bus* const bus = intruder::join(connectToBus(), nullptr);
-        intruder::requestConnection(bus, isDone);
+        sd_bus* const bus = intruder::join(connectToBus());
+        intruder::requestConnection(bus, sockets.theirs.get(), isDone);
         intruder::check(sd_bus_attach_event(bus, loop, 0), "attach the bus");
     }
     intruder::check(sd_event_loop(loop), "run the loop");
     std::_Exit(0);
+}
+
+// The same, but none of them ever reads what the bus has for it.
+[[noreturn]] void deafCrowd(int size)
+{
+    const ChallengeSockets sockets = makeSockets();
+    static bool isDone = false;
+    for (; size > 0; --size) {
+        sd_bus* const bus = intruder::join(connectToBus());
+        intruder::requestConnection(bus, sockets.theirs.get(), isDone);
+        intruder::check(sd_bus_flush(bus), "send");
+    }
+    intruder::say("asked");
+    for (;;)
+        ::pause();
 }
 
 } // namespace
@@ -153,24 +150,23 @@ int main(int count, char** arguments)
     const char* const trusted = count > 2 ? arguments[2] : nullptr;
     const std::string folder = count > 3 ? arguments[3] : "";
     if (mode == "honest" || mode == "silent") {
-        askToBeLetIn(connectToBus(), mode == "honest" ? answerHonestly : nullptr);
+        ask(connectToBus(), mode == "honest" ? answerHonestly : nullptr);
+    } else if (mode == "brings-file") {
+        bringFile();
     } else if (mode == "child-answers" || mode == "child-forges") {
-        openInChild(connectToBus(), mode == "child-answers" ? answerHonestly : answerAsParent);
+        askInChild(connectToBus(), mode == "child-answers" ? answerHonestly : answerAsParent);
         become(trusted);
     } else if (mode == "answers-then-executes") {
-        std::array<int, 2> ends{};
-        ::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data());
-        parentsEnd = ends[1];
-        openInChild(connectToBus(), answerThroughParent);
-        answerHonestly(receiveFromChild(ends[0]));
-        become(trusted);
+        answerAndBecome(trusted);
     } else if (mode == "insists") {
         insist();
     } else if (mode == "crowd") {
         crowd(std::stoi(arguments[2]));
+    } else if (mode == "deaf-crowd") {
+        deafCrowd(std::stoi(arguments[2]));
     } else if (mode == "forges-link") {
         intruder::forgeLinkToExecutable(trusted);
-        askToBeLetIn(connectToBus(), answerHonestly);
+        ask(connectToBus(), answerHonestly);
     } else if (mode == "relays" || mode == "relays-from-mount") {
         Fd socket = connectToBus();
         if (mode == "relays-from-mount")

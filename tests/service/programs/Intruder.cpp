@@ -1,12 +1,12 @@
 #include "tests/service/programs/Intruder.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <utility>
 
-#include <fcntl.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -17,45 +17,49 @@ namespace {
 
 using veltra::Fd;
 
-Answer answer = nullptr;
+constexpr const char* helper = "com.veltra.agentMonitor.helper";
+constexpr const char* root = "/com/veltra/agentMonitor/helper";
+constexpr const char* interface = "com.veltra.agentMonitor.Connections";
 
-int takeChallenge(sd_bus_message* message, void*, sd_bus_error*)
+// Returns whether the answer is an error.
+bool isRefused(sd_bus_message* answer, void* isDone)
 {
-    int socket = -1;
-    const void* nonce = nullptr;
-    std::size_t size = 0;
-    const char* name = nullptr;
-    check(sd_bus_message_read_basic(message, 'h', &socket), "read the socket");
-    check(sd_bus_message_read_array(message, 'y', &nonce, &size), "read the nonce");
-    check(sd_bus_get_unique_name(sd_bus_message_get_bus(message), &name), "get the name");
-    const auto* bytes = static_cast<const std::uint8_t*>(nonce);
-    Fd kept{::fcntl(socket, F_DUPFD_CLOEXEC, 0)};
-    if (answer)
-        answer({std::move(kept), {bytes, bytes + size}, name});
-    else
-        static_cast<void>(kept.release()); // closing an end would be an answer
-    return 0;
+    const sd_bus_error* const error = sd_bus_message_get_error(answer);
+    if (!error)
+        return false;
+    say(std::string{"refused "} + error->message);
+    *static_cast<bool*>(isDone) = true;
+    return true;
 }
 
 int takeOpened(sd_bus_message* message, void* isDone, sd_bus_error*)
 {
-    const sd_bus_error* const error = sd_bus_message_get_error(message);
     const char* path = nullptr;
-    if (error) {
-        say(std::string{"refused "} + error->message);
-    } else {
-        sd_bus_message_read_basic(message, 'o', &path);
-        say(std::string{"granted "} + path);
-    }
+    if (isRefused(message, isDone))
+        return 0;
+    sd_bus_message_read_basic(message, 'o', &path);
+    say(std::string{"granted "} + path);
     *static_cast<bool*>(isDone) = true;
     return 0;
 }
 
-const sd_bus_vtable peer[] = {
-    SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("Prove", "hay", "", takeChallenge,
-                  SD_BUS_VTABLE_UNPRIVILEGED | SD_BUS_VTABLE_METHOD_NO_REPLY),
-    SD_BUS_VTABLE_END};
+int takeProved(sd_bus_message* message, void* isDone, sd_bus_error*)
+{
+    if (!isRefused(message, isDone))
+        check(sd_bus_call_method_async(sd_bus_message_get_bus(message), nullptr, helper, root,
+                                       interface, "Open", takeOpened, isDone, "o", "/attacker"),
+              "call");
+    return 0;
+}
+
+// The bus's library may have read messages already; then it does not wait.
+bool waitForEither(sd_bus* bus, int socket)
+{
+    std::array<pollfd, 2> either{
+        {{sd_bus_get_fd(bus), static_cast<short>(sd_bus_get_events(bus)), 0}, {socket, POLLIN, 0}}};
+    ::poll(either.data(), either.size(), -1);
+    return either[1].revents != 0;
+}
 
 } // namespace
 
@@ -89,9 +93,8 @@ Fd connectToBus()
     return socket;
 }
 
-sd_bus* join(Fd socket, Answer toChallenges)
+sd_bus* join(Fd socket)
 {
-    answer = toChallenges;
     sd_bus* bus = nullptr;
     check(sd_bus_new(&bus), "make a bus");
     const int descriptor = socket.release();
@@ -99,33 +102,39 @@ sd_bus* join(Fd socket, Answer toChallenges)
     check(sd_bus_set_bus_client(bus, 1), "be a client");
     check(sd_bus_negotiate_fds(bus, 1), "take descriptors");
     check(sd_bus_start(bus), "start");
-    check(sd_bus_add_object_vtable(bus, nullptr, "/com/veltra/agentMonitor/peer",
-                                   "com.veltra.agentMonitor.Peer", peer, nullptr),
-          "add the object");
     return bus;
 }
 
-void requestConnection(sd_bus* bus, bool& isDone)
+std::string nameOn(sd_bus* bus)
 {
-    check(sd_bus_call_method_async(
-              bus, nullptr, "com.veltra.agentMonitor.helper", "/com/veltra/agentMonitor/helper",
-              "com.veltra.agentMonitor.Connections", "Open", takeOpened, &isDone, "o", "/attacker"),
+    const char* name = nullptr;
+    check(sd_bus_get_unique_name(bus, &name), "get the name");
+    return name;
+}
+
+void requestConnection(sd_bus* bus, int socket, bool& isDone)
+{
+    check(sd_bus_call_method_async(bus, nullptr, helper, root, interface, "Prove", takeProved,
+                                   &isDone, "h", socket),
           "call");
 }
 
-void askToBeLetIn(Fd socket, Answer toChallenges)
+void askToBeLetIn(sd_bus* bus, const Fd& ours, const Fd& theirs, Answer answer)
 {
-    sd_bus* const bus = join(std::move(socket), toChallenges);
     bool isDone = false;
-    requestConnection(bus, isDone);
+    bool isAnswered = answer == nullptr;
+    requestConnection(bus, theirs.get(), isDone);
     while (!isDone) {
         const int result = sd_bus_process(bus, nullptr);
         check(result, "process");
-        if (result == 0)
-            check(sd_bus_wait(bus, UINT64_MAX), "wait");
+        if (result > 0 || !waitForEither(bus, isAnswered ? -1 : ours.get()))
+            continue;
+        answer(ours, nameOn(bus));
+        isAnswered = true;
     }
     // Leaving the bus would end the connection.
-    ::pause();
+    for (;;)
+        ::pause();
 }
 
 } // namespace intruder

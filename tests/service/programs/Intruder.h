@@ -2,23 +2,16 @@
 
 #include "platform/base/Fd.h"
 
-#include <cstdint>
 #include <string>
-#include <vector>
 
 #include <systemd/sd-bus.h>
 
 /// What every attacker needs to talk to the helper as a client does.
 namespace intruder {
 
-struct Challenge {
-    veltra::Fd socket;
-    std::vector<std::uint8_t> nonce;
-    std::string uniqueName;
-};
-
-/// What to do with a challenge that arrives; nothing if null.
-using Answer = void (*)(const Challenge&);
+/// What to do when a challenge has arrived at `socket`, which must not be closed, for the program
+/// that is called `uniqueName` on the bus; nothing if null.
+using Answer = void (*)(const veltra::Fd& socket, const std::string& uniqueName);
 
 /// Prints a line immediately.
 void say(const std::string& line);
@@ -32,14 +25,17 @@ void checkLast(bool isDone, const char* what);
 /// A socket that the system's bus attributes to the calling process from then on, whoever uses it.
 [[nodiscard]] veltra::Fd connectToBus();
 
-/// Says hello on the socket, and passes challenges that arrive to `answer`.
-[[nodiscard]] sd_bus* join(veltra::Fd socket, Answer answer);
+/// Says hello on the socket.
+[[nodiscard]] sd_bus* join(veltra::Fd socket);
 
-/// Asks the helper for a connection; "granted PATH" or "refused WHY" is printed when the bus is
-/// processed, and `isDone` is set.
-void requestConnection(sd_bus* bus, bool& isDone);
+[[nodiscard]] std::string nameOn(sd_bus* bus);
 
-/// Does all of that, and stays on the bus.
-void askToBeLetIn(veltra::Fd socket, Answer answer);
+/// Asks the helper for a connection, to be proved on `socket`; "granted PATH" or "refused WHY" is
+/// printed when the bus is processed, and `isDone` is set.
+void requestConnection(sd_bus* bus, int socket, bool& isDone);
+
+/// Does that with the end `theirs` of a pair whose other end is `ours`, and stays on the bus.
+[[noreturn]] void askToBeLetIn(sd_bus* bus, const veltra::Fd& ours, const veltra::Fd& theirs,
+                               Answer answer);
 
 } // namespace intruder

@@ -22,41 +22,20 @@ sd_bus* systemsBus = nullptr;
 sd_bus* falseBus = nullptr;
 bool isOpened = false;
 
-std::string nameOn(sd_bus* bus)
-{
-    const char* name = nullptr;
-    check(sd_bus_get_unique_name(bus, &name), "get the name");
-    return name;
-}
-
-int takeFalseOpen(sd_bus_message* message, void*, sd_bus_error*)
+// The trusted program has the same name on both buses.
+int takeFalseProof(sd_bus_message* message, void*, sd_bus_error*)
 {
     const bool isNamedAlike = sd_bus_message_get_sender(message) == nameOn(systemsBus);
     say(isNamedAlike ? "called by the trusted program's name" : "called by another name");
-    requestConnection(systemsBus, isOpened);
+    int socket = -1;
+    check(sd_bus_message_read_basic(message, 'h', &socket), "read the socket");
+    requestConnection(systemsBus, socket, isOpened);
     return 1; // there is no answer
 }
 
 const sd_bus_vtable falseHelper[] = {
     SD_BUS_VTABLE_START(0),
-    SD_BUS_METHOD("Open", "o", "o", takeFalseOpen, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
-
-// The trusted program has the same name on both buses.
-void handOn(const Challenge& challenge)
-{
-    say("relays the challenge");
-    sd_bus_message* call = nullptr;
-    check(sd_bus_message_new_method_call(falseBus, &call, nameOn(systemsBus).c_str(),
-                                         "/com/veltra/agentMonitor/peer",
-                                         "com.veltra.agentMonitor.Peer", "Prove"),
-          "make the call");
-    check(sd_bus_message_set_expect_reply(call, 0), "expect no answer");
-    check(sd_bus_message_append(call, "h", challenge.socket.get()), "add the socket");
-    check(sd_bus_message_append_array(call, 'y', challenge.nonce.data(), challenge.nonce.size()),
-          "add the nonce");
-    check(sd_bus_send(falseBus, call, nullptr), "send the call");
-    sd_bus_message_unref(call);
-}
+    SD_BUS_METHOD("Prove", "h", "", takeFalseProof, SD_BUS_VTABLE_UNPRIVILEGED), SD_BUS_VTABLE_END};
 
 // It prints its address when it listens.
 void startBus(const std::string& folder)
@@ -103,7 +82,7 @@ void relay(Fd socket, const std::string& folder)
 {
     ::prctl(PR_SET_PDEATHSIG, SIGKILL);
     startBus(folder);
-    systemsBus = join(std::move(socket), handOn);
+    systemsBus = join(std::move(socket));
     falseBus = joinBusIn(folder);
     check(sd_bus_request_name(falseBus, "com.veltra.agentMonitor.helper", 0), "own the name");
     check(sd_bus_add_object_vtable(falseBus, nullptr, "/com/veltra/agentMonitor/helper",
