@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <exception>
-#include <thread>
 #include <utility>
 
 namespace veltra {
@@ -26,12 +25,6 @@ CallerAuthentication::CallerAuthentication(Setting setting, std::string uniqueNa
     : setting_{std::move(setting)}, socket_{std::move(socket)}
 {
     caller_.uniqueName = std::move(uniqueName);
-}
-
-CallerAuthentication::~CallerAuthentication()
-{
-    if (isCounted_ && --(*setting_.underWay)[caller_.user] == 0)
-        setting_.underWay->erase(caller_.user);
 }
 
 void CallerAuthentication::start(Handler onEnd)
@@ -59,13 +52,11 @@ void CallerAuthentication::takeCredentials(BusMessage& answer)
     }
     caller_.process = static_cast<pid_t>(*process);
     caller_.user = *user;
-    int& underWay = (*setting_.underWay)[*user];
-    if (underWay >= mostForOneUser) {
+    place_ = setting_.workers->takePlace(*user);
+    if (!place_) {
         refuse(refusal(Refusal::isOneOfTooMany));
         return;
     }
-    ++underWay;
-    isCounted_ = true;
     // Newer buses provide a pidfd that they have held since the process connected. Without it, the
     // number may already be that of another process. That one cannot answer the challenge: what it
     // answers would have to name this caller.
@@ -73,13 +64,14 @@ void CallerAuthentication::takeCredentials(BusMessage& answer)
     examine(pidfd ? std::move(*pidfd) : Fd{});
 }
 
-// The thread keeps the loop alive but not this object: its result may come too late to be needed.
+// The work keeps the loop alive but not this object: its result may come too late to be needed.
 void CallerAuthentication::examine(Fd pidfd)
 {
+    const auto shared = std::make_shared<Fd>(std::move(pidfd));
     const PinnedProcess::Expectation expected{caller_.user, setting_.busDaemonProcess};
-    auto look = [pid = caller_.process, pidfd = std::move(pidfd), expected,
-                 examine = setting_.examine]() mutable -> Examined {
-        auto pinned = pin(pid, std::move(pidfd));
+    const auto look = [pid = caller_.process, shared, expected,
+                       examine = setting_.examine]() -> Examined {
+        auto pinned = pin(pid, std::move(*shared));
         if (!pinned)
             return {nullptr, pinned.error().message()};
         const auto process = std::make_shared<const PinnedProcess>(std::move(pinned.value()));
@@ -89,18 +81,19 @@ void CallerAuthentication::examine(Fd pidfd)
             examine(process);
         return {process, {}};
     };
-    std::thread{[look = std::move(look), loop = setting_.loop, weak = weak_from_this()]() mutable {
-        Examined examined;
-        try {
-            examined = look();
-        } catch (const std::exception& error) {
-            examined = {nullptr, error.what()};
-        }
-        loop->post([weak, examined] {
-            if (const auto self = weak.lock())
-                self->takeExamined(examined);
-        });
-    }}.detach();
+    setting_.workers->post(caller_.user, place_,
+                           [look, loop = setting_.loop, weak = weak_from_this()] {
+                               Examined examined;
+                               try {
+                                   examined = look();
+                               } catch (const std::exception& error) {
+                                   examined = {nullptr, error.what()};
+                               }
+                               loop->post([weak, examined] {
+                                   if (const auto self = weak.lock())
+                                       self->takeExamined(examined);
+                               });
+                           });
 }
 
 void CallerAuthentication::takeExamined(const Examined& examined)

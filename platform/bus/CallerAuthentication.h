@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/base/EventLoop.h"
+#include "platform/base/FairWorkers.h"
 #include "platform/bus/BusConnection.h"
 #include "platform/bus/CallerChallenge.h"
 #include "platform/process/PinnedProcess.h"
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -16,7 +16,7 @@ namespace veltra {
 /// Finds out which process a name on the bus belongs to, whether that process can be trusted to be
 /// the program that it runs, and whether it really is the one that sends.
 ///
-/// Nothing here blocks: files are read on a separate thread, because a file system may block that
+/// Nothing here blocks: files are read on separate threads, because a file system may block such a
 /// thread for ever. After `patience`, the caller is refused whatever else is still going on. All
 /// functions and handlers are called on the loop's thread.
 class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentication> {
@@ -28,21 +28,23 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
         pid_t busDaemonProcess = 0;
         /// Examines a process in advance. Called on a separate thread.
         std::function<void(const std::shared_ptr<const PinnedProcess>&)> examine;
-        /// How many authentications are running for each user.
-        std::shared_ptr<std::map<uid_t, int>> underWay;
+        /// The threads that examine callers. Each caller has one of his user's places until his
+        /// authentication has ended and his examination too.
+        std::shared_ptr<FairWorkers> workers;
     };
     using Process = std::shared_ptr<const PinnedProcess>;
     /// Receives the process, or the reason why the caller is refused.
     using Handler = std::function<void(const Process& process, const std::string& refusal)>;
 
     static constexpr std::chrono::milliseconds patience{5000};
-    static constexpr int mostForOneUser = 128;
+    static constexpr std::size_t mostThreads = 16;
+    static constexpr std::size_t mostForOneUser = 32;
 
     /// `socket` is where the caller answers.
     CallerAuthentication(Setting setting, std::string uniqueName, Fd socket);
     CallerAuthentication(const CallerAuthentication&) = delete;
     CallerAuthentication& operator=(const CallerAuthentication&) = delete;
-    ~CallerAuthentication();
+    ~CallerAuthentication() = default;
 
     /// Starts; `onEnd` is called once, later, unless the authentication is destroyed first.
     void start(Handler onEnd);
@@ -65,7 +67,7 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
     CallerChallenge::Caller caller_;
     Fd socket_;
     Handler onEnd_;
-    bool isCounted_ = false;
+    FairWorkers::Place place_;
     EventLoop::Registration deadline_;
     BusSlot question_;
     Process process_;

@@ -82,7 +82,8 @@ Result<> ServiceListener::takePlace()
                 .bus = bus_.get(),
                 .busDaemonProcess = daemon.value(),
                 .examine = examine_,
-                .underWay = std::make_shared<std::map<uid_t, int>>()};
+                .workers = std::make_shared<FairWorkers>(CallerAuthentication::mostThreads,
+                                                         CallerAuthentication::mostForOneUser)};
     if (auto watched = watchClients(); !watched)
         return watched;
     if (auto exported = exportRoot(); !exported)

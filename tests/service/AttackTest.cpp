@@ -310,13 +310,13 @@ TEST(Attack, OneThatAsksAgainAndAgainHasNoMoreTimeToAnswer)
     EXPECT_LT(std::chrono::steady_clock::now() - start, 15s);
 }
 
-TEST(Attack, OneUserIsLookedAtNoMoreThan128TimesAtOnce)
+TEST(Attack, OneUserIsLookedAtNoMoreThan32TimesAtOnce)
 {
-    ClientProgram crowd{asNobody({signedAttacker, "crowd", "130"})};
-    Words expected(128, "refused it does not answer in time");
+    ClientProgram crowd{asNobody({signedAttacker, "crowd", "34"})};
+    Words expected(32, "refused it does not answer in time");
     expected.insert(expected.end(), 2, "refused too many of the same user ask at once");
 
-    EXPECT_EQ(crowd.lines(130), expected);
+    EXPECT_EQ(crowd.lines(34), expected);
 
     // None of them is running any more.
     ClientProgram next{asNobody({signedAttacker, "honest"})};
@@ -347,7 +347,7 @@ TEST(Attack, AHundredThatNeverAnswerDoNotKeepOthersWaiting)
 
     EXPECT_EQ(other.version(), "a version 1.0.0");
     for (const auto& program : silent)
-        EXPECT_EQ(program->line(), "refused it does not answer in time");
+        EXPECT_TRUE(program->line().starts_with("refused "));
     other.tell("run a true");
     EXPECT_TRUE(other.hears("a exit 0"));
     // All that remains is a pidfd for each settled client.

@@ -45,7 +45,7 @@ class CallerAuthenticationTest : public testing::Test {
                                           .bus = bus.get(),
                                           .busDaemonProcess = ::getpid(),
                                           .examine = {},
-                                          .underWay = std::make_shared<std::map<uid_t, int>>()},
+                                          .workers = std::make_shared<FairWorkers>(1, 1)},
             name, std::move(socket));
         std::string outcome;
         authentication->start(
