@@ -160,8 +160,8 @@ void BusConnection::setLossHandler(std::function<void()> onLoss)
 {
     // The library itself sends this message, so nobody needs to be asked and nobody else can send
     // it.
-    auto watch = match("type='signal',sender='org.freedesktop.DBus.Local',"
-                       "interface='org.freedesktop.DBus.Local',member='Disconnected'",
+    constexpr const char* library = "org.freedesktop.DBus.Local";
+    auto watch = match(library, std::string{"interface='"} + library + "',member='Disconnected'",
                        [onLoss = std::move(onLoss)](BusMessage&) { onLoss(); });
     if (!watch)
         throw std::bad_alloc{};
@@ -193,6 +193,11 @@ Result<> BusConnection::send(BusMessage& message)
                    nameOfCall(message));
 }
 
+BusMessage BusConnection::busCall(const char* method)
+{
+    return methodCall(connections::busName, connections::busPath, connections::busName, method);
+}
+
 Result<BusMessage> BusConnection::call(BusMessage& message, Patience patience)
 {
     if (!message.isWhole())
@@ -221,11 +226,17 @@ Result<BusSlot> BusConnection::call(BusMessage& message, Handler onAnswer)
                       });
 }
 
-Result<BusSlot> BusConnection::match(const std::string& rule, Handler onMatch)
+Result<BusSlot> BusConnection::match(const std::string& sender, const std::string& rule,
+                                     Handler onMatch)
 {
+    const std::string whole = "type='signal',sender='" + sender + "'," + rule;
+    Handler fromSender = [sender, onMatch = std::move(onMatch)](BusMessage& signal) {
+        if (signal.sender() == sender)
+            onMatch(signal);
+    };
     return registered(
-        std::move(onMatch), "listen for", rule, [&](sd_bus_slot** slot, Handler* handler) {
-            return ::sd_bus_add_match(bus_.get(), slot, rule.c_str(), &passOn, handler);
+        std::move(fromSender), "listen for", whole, [&](sd_bus_slot** slot, Handler* handler) {
+            return ::sd_bus_add_match(bus_.get(), slot, whole.c_str(), &passOn, handler);
         });
 }
 

@@ -107,14 +107,33 @@ class BusConnection {
     /// example ENXIO for a name that nobody owns.
     [[nodiscard]] Result<BusMessage> call(BusMessage& message, Patience patience = forEver);
 
+    /// Asks the bus itself something about a name, and waits for the answer.
+    template <typename Value>
+    [[nodiscard]] Result<Value> askBus(const char* method, const std::string& name)
+    {
+        auto question = busCall(method);
+        auto answer = call(question.append(name));
+        if (!answer)
+            return answer.error();
+        Value value{};
+        if (!answer.value().read(value))
+            return Error{std::make_error_code(std::errc::bad_message), method, name};
+        return value;
+    }
+
+    /// A new call of one of the bus's own methods.
+    [[nodiscard]] BusMessage busCall(const char* method);
+
     /// Sends a call; `onAnswer` is called once with its results or an error, unless the slot is
     /// destroyed first.
     [[nodiscard]] Result<BusSlot> call(BusMessage& message, Handler onAnswer);
 
-    /// Calls `onMatch` for messages that match the rule, once the bus has accepted it. See
-    /// sd_bus_add_match(3). Do not rely on a rule to check the sender: anybody may send anything to
-    /// this connection.
-    [[nodiscard]] Result<BusSlot> match(const std::string& rule, Handler onMatch);
+    /// Calls `onMatch` for signals of `sender` that match the rest of the rule, once the bus has
+    /// accepted it. See sd_bus_add_match(3). The sender is the bus itself or a unique name, and is
+    /// checked here: anybody may send any signal to this connection, and a rule with a service's
+    /// name lets it through.
+    [[nodiscard]] Result<BusSlot> match(const std::string& sender, const std::string& rule,
+                                        Handler onMatch);
 
     /// Registers an object with an interface on the bus. `onCall` receives calls of its methods
     /// whose arguments have the right types. `vtable` must stay valid, like a constant, use

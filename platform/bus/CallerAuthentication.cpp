@@ -1,6 +1,5 @@
 #include "platform/bus/CallerAuthentication.h"
 
-#include "platform/bus/ConnectionNames.h"
 #include "platform/bus/Refusal.h"
 
 #include <cstdint>
@@ -8,8 +7,6 @@
 #include <utility>
 
 namespace veltra {
-
-using namespace connections;
 
 namespace {
 
@@ -31,7 +28,7 @@ void CallerAuthentication::start(Handler onEnd)
 {
     onEnd_ = std::move(onEnd);
     deadline_ = setting_.loop->callAfter(patience, [this] { refuse(refusal(Refusal::isTooSlow)); });
-    auto question = setting_.bus->methodCall(busName, busPath, busName, "GetConnectionCredentials");
+    auto question = setting_.bus->busCall("GetConnectionCredentials");
     auto sent = setting_.bus->call(question.append(caller_.uniqueName),
                                    [this](BusMessage& answer) { takeCredentials(answer); });
     if (sent)

@@ -21,6 +21,14 @@ inline constexpr const char* failedError = "com.veltra.agentMonitor.Error.Failed
 /// There is no object at this path, so nothing was done.
 inline constexpr const char* unknownObjectError = "org.freedesktop.DBus.Error.UnknownObject";
 
+/// The rest of the rule for the signals of the bus that a service has another owner or none: each
+/// carries the service's name, its previous owner and the new one.
+inline std::string ruleForOwnersOf(const std::string& service)
+{
+    return std::string{"interface='"} + busName + "',member='NameOwnerChanged',arg0='" + service +
+           "'";
+}
+
 /// The path of a service's root object: its name with slashes instead of dots.
 inline std::string rootPath(const std::string& serviceName)
 {

@@ -35,12 +35,6 @@ void serve(EventLoop& loop)
         SystemLog::log(served.error().message());
 }
 
-std::string ruleForOwnersOf(const std::string& service)
-{
-    return std::string{"type='signal',sender='"} + busName + "',interface='" + busName +
-           "',member='NameOwnerChanged',arg0='" + service + "'";
-}
-
 } // namespace
 
 ServiceBus& ServiceBus::shared()
@@ -115,16 +109,15 @@ Result<> ServiceBus::add(ClientNumber number, const std::shared_ptr<ServiceBusCl
 
 Result<> ServiceBus::watchOwnerOf(const std::string& service)
 {
-    auto watch = connection_->match(ruleForOwnersOf(service), [this, service](BusMessage& signal) {
-        std::string changed;
-        std::string previous;
-        std::string owner;
-        // Anybody can send us such a signal, hence the check. A copy, because clients may be added
-        // meanwhile.
-        if (signal.sender() == busName && signal.read(changed, previous, owner) &&
-            changed == service)
-            ownerChanged(Clients{clients_}, service, owner);
-    });
+    auto watch =
+        connection_->match(busName, ruleForOwnersOf(service), [this, service](BusMessage& signal) {
+            std::string changed;
+            std::string previous;
+            std::string owner;
+            // A copy, because clients may be added meanwhile.
+            if (signal.read(changed, previous, owner))
+                ownerChanged(Clients{clients_}, service, owner);
+        });
     if (!watch)
         return watch.error();
     services_[service] = {std::move(watch.value()),

@@ -34,18 +34,6 @@ BusError refusedBecause(const std::string& reason)
     return {refusedError, reason};
 }
 
-Result<pid_t> processOfDaemon(BusConnection& bus)
-{
-    auto question = bus.methodCall(busName, busPath, busName, "GetConnectionUnixProcessID");
-    auto answer = bus.call(question.append(std::string{busName}));
-    if (!answer)
-        return answer.error();
-    std::uint32_t process = 0;
-    if (!answer.value().read(process))
-        return Error{std::make_error_code(std::errc::bad_message), "ask for the bus's process"};
-    return static_cast<pid_t>(process);
-}
-
 } // namespace
 
 ServiceListener::ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName)
@@ -75,12 +63,12 @@ Result<> ServiceListener::resume()
 
 Result<> ServiceListener::takePlace()
 {
-    const auto daemon = processOfDaemon(*bus_);
+    const auto daemon = bus_->askBus<std::uint32_t>("GetConnectionUnixProcessID", busName);
     if (!daemon)
         return daemon.error();
     setting_ = {.loop = loop_,
                 .bus = bus_.get(),
-                .busDaemonProcess = daemon.value(),
+                .busDaemonProcess = static_cast<pid_t>(daemon.value()),
                 .examine = examine_,
                 .workers = std::make_shared<FairWorkers>(CallerAuthentication::mostThreads,
                                                          CallerAuthentication::mostForOneUser)};
@@ -110,7 +98,7 @@ void ServiceListener::flush()
     if (!bus_)
         return;
     // The bus handles its messages in order, so its reply shows that it has read all earlier ones.
-    auto question = bus_->methodCall(busName, busPath, busName, "GetId");
+    auto question = bus_->busCall("GetId");
     if (const auto answer = bus_->call(question, std::chrono::seconds{1}); !answer)
         SystemLog::log({"the bus does not answer at the end: ", answer.error().message()});
 }
@@ -129,17 +117,15 @@ void ServiceListener::withdrawAll()
 // One match for all clients, because the bus allows a connection only 512.
 Result<> ServiceListener::watchClients()
 {
-    const std::string departures = std::string{"type='signal',sender='"} + busName +
-                                   "',interface='" + busName +
-                                   "',member='NameOwnerChanged',arg2=''";
-    auto watch = bus_->match(departures, [this](BusMessage& signal) {
-        std::string name;
-        std::string previous;
-        std::string owner;
-        // Anybody can send us such a signal.
-        if (signal.sender() == busName && signal.read(name, previous, owner))
-            forget(name);
-    });
+    auto watch = bus_->match(
+        busName, std::string{"interface='"} + busName + "',member='NameOwnerChanged',arg2=''",
+        [this](BusMessage& signal) {
+            std::string name;
+            std::string previous;
+            std::string owner;
+            if (signal.read(name, previous, owner))
+                forget(name);
+        });
     if (!watch)
         return watch.error();
     departures_ = std::move(watch.value());

@@ -1,5 +1,6 @@
 #include "platform/bus/TransientUnits.h"
 
+#include "platform/bus/ConnectionNames.h"
 #include "platform/process/TaskStreams.h"
 
 #include <cstdlib>
@@ -73,16 +74,60 @@ bool TransientUnits::areAvailable()
 Result<std::unique_ptr<TransientUnits>> TransientUnits::open(EventLoop& loop, BusConnection& bus)
 {
     std::unique_ptr<TransientUnits> units{new TransientUnits{loop, bus}};
+    if (const auto watched = units->watchOwner(); !watched)
+        return watched.error();
     if (const auto listening = units->listen(); !listening)
         return listening.error();
     return units;
 }
 
+Result<> TransientUnits::watchOwner()
+{
+    auto watch = bus_.match(connections::busName, connections::ruleForOwnersOf(systemdName),
+                            [this](BusMessage& signal) {
+                                std::string name;
+                                std::string previous;
+                                std::string owner;
+                                if (signal.read(name, previous, owner))
+                                    takeOwner(owner);
+                            });
+    if (!watch)
+        return watch.error();
+    owners_ = std::move(watch.value());
+    return success;
+}
+
+// systemd executes itself anew when it is updated. It then has another name on the bus and still
+// the same units, one of which may have ended meanwhile.
+void TransientUnits::takeOwner(const std::string& owner)
+{
+    if (owner.empty())
+        return;
+    const auto listening = listen();
+    Words paths;
+    for (const auto& [path, unit] : units_)
+        paths.push_back(path);
+    for (const std::string& path : paths)
+        if (!listening)
+            fail(path, listening.error().message());
+        else
+            ask(path);
+}
+
 Result<> TransientUnits::listen()
 {
-    auto watch = bus_.match(std::string{"type='signal',sender='"} + systemdName + "',interface='" +
-                                propertiesInterface + "',member='PropertiesChanged',arg0='" +
-                                serviceInterface + "'",
+    const auto owner = bus_.askBus<std::string>("GetNameOwner", systemdName);
+    if (!owner)
+        return owner.error();
+    const auto user = bus_.askBus<std::uint32_t>("GetConnectionUnixUser", owner.value());
+    if (!user)
+        return user.error();
+    if (user.value() != 0)
+        return Error{std::make_error_code(std::errc::operation_not_permitted), "trust the owner of",
+                     systemdName};
+    auto watch = bus_.match(owner.value(),
+                            std::string{"interface='"} + propertiesInterface +
+                                "',member='PropertiesChanged',arg0='" + serviceInterface + "'",
                             [this](BusMessage& signal) {
                                 std::string interface;
                                 Properties changed;
@@ -117,6 +162,7 @@ Result<> TransientUnits::launch(const Task& task, std::function<void(const std::
                         streams->stop();
                         onFailure(reason);
                     },
+                    {},
                     {}};
     auto requested =
         request(path, task, std::move(ends.value().output), std::move(ends.value().error));
@@ -141,6 +187,23 @@ Result<> TransientUnits::request(const std::string& path, const Task& task, Fd o
         return sent.error();
     units_[path].request = std::move(sent.value());
     return success;
+}
+
+void TransientUnits::ask(const std::string& path)
+{
+    auto question = bus_.methodCall(systemdName, path, propertiesInterface, "GetAll");
+    auto sent =
+        bus_.call(question.append(std::string{serviceInterface}), [this, path](BusMessage& answer) {
+            Properties properties;
+            if (const auto failure = answer.error())
+                fail(path, failure->message);
+            else if (answer.read(properties))
+                takeChange(path, std::move(properties));
+        });
+    if (sent)
+        units_[path].question = std::move(sent.value());
+    else
+        fail(path, sent.error().message());
 }
 
 void TransientUnits::takeChange(const std::string& path, Properties changed)

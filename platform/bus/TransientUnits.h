@@ -17,6 +17,8 @@ namespace veltra {
 
 /// Runs programs as separate systemd units, so that this process's confinement does not apply to
 /// them. Use it on the thread that serves the bus. See org.freedesktop.systemd1(5).
+///
+/// How a unit ends is believed only from the owner of systemd's name, which must belong to root.
 class TransientUnits {
   public:
     /// Whether systemd is the init system of this machine; see sd_booted(3).
@@ -43,11 +45,15 @@ class TransientUnits {
         std::function<void(int)> terminationHandler;
         std::function<void(const std::string&)> onFailure;
         BusSlot request;
+        BusSlot question; // how the unit is
     };
 
     TransientUnits(EventLoop& loop, BusConnection& bus) noexcept : loop_{loop}, bus_{bus} {}
 
+    [[nodiscard]] Result<> watchOwner();
     [[nodiscard]] Result<> listen();
+    void takeOwner(const std::string& owner);
+    void ask(const std::string& path);
     [[nodiscard]] Result<> request(const std::string& path, const Task& task, Fd output, Fd error);
     void takeChange(const std::string& path, Properties changed);
     std::optional<Unit> take(const std::string& path);
@@ -56,6 +62,7 @@ class TransientUnits {
     EventLoop& loop_;
     BusConnection& bus_;
     std::map<std::string, Unit> units_; // by their paths
+    BusSlot owners_;
     BusSlot changes_;
     std::uint64_t lastUnit_ = 0;
 };

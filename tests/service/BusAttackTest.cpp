@@ -3,24 +3,6 @@
 
 using namespace veltra;
 
-namespace {
-
-/// The name that a process has on a bus; empty when it has none.
-std::string nameOf(pid_t process, BusConnection& bus)
-{
-    auto question = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
-                                   "org.freedesktop.DBus", "ListNames");
-    auto answer = bus.call(question);
-    std::vector<std::string> names;
-    EXPECT_TRUE(answer && answer.value().read(names));
-    for (const std::string& name : names)
-        if (name.starts_with(":") && ownerOf(name, bus) == process)
-            return name;
-    return {};
-}
-
-} // namespace
-
 TEST(BusAttack, NobodyButRootMayOwnTheName)
 {
     const std::string request = "dbus-send --system --print-reply --dest=org.freedesktop.DBus / "

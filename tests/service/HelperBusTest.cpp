@@ -50,6 +50,14 @@ std::string pathOfConnection()
     return root + "/" + node[1].str();
 }
 
+/// The command with which an ordinary user sends a signal that looks like the bus's. What it
+/// contains is to be appended.
+std::string signalOfNobody(const std::string& receiver, const std::string& member)
+{
+    return "setpriv --reuid=65534 --clear-groups dbus-send --system --type=signal --dest=" +
+           receiver + " /org/freedesktop/DBus org.freedesktop.DBus." + member;
+}
+
 } // namespace
 
 TEST(HelperBus, IsWhatTheDescriptionSays)
@@ -80,11 +88,46 @@ TEST(HelperBus, BelievesNobodyButTheBusWhoHasLeft)
     ASSERT_TRUE(bus->call(question).value().read(names));
 
     for (const std::string& name : names)
-        outputOf("setpriv --reuid=65534 --clear-groups dbus-send --system --type=signal --dest=" +
-                 helper + " /org/freedesktop/DBus org.freedesktop.DBus.NameOwnerChanged string:" +
-                 name + " string:" + name + " string:");
+        outputOf(signalOfNobody(helper, "NameOwnerChanged") + " string:" + name +
+                 " string:" + name + " string:");
 
     client.tell("run a printf true");
     EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
     EXPECT_FALSE(ends(process, std::chrono::seconds{2}));
+}
+
+TEST(HelperBus, AnswersThoseWhoseDepartureIsForged)
+{
+    const auto bus = joinBus();
+    Client client{asSomebody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const std::string helper = askBus<std::string>(*bus, "GetNameOwner", helperName).value();
+    ClientProgram silent{asNobody({programs + "signed_attacker", "silent"})};
+    std::string name;
+    ASSERT_TRUE(becomesTrue([&] { return !(name = nameOf(silent.pid(), *bus)).empty(); }));
+
+    for (int i = 0; i < 10; ++i)
+        outputOf(signalOfNobody(helper, "NameOwnerChanged") + " string:" + name +
+                 " string:" + name + " string:");
+
+    EXPECT_EQ(silent.line(), "refused it does not answer in time");
+}
+
+TEST(HelperBus, LivesOnWhateverTypesASignalHas)
+{
+    Client client{asSomebody({trusted})};
+    EXPECT_EQ(client.version(), "a version 1.0.0");
+    const auto bus = joinBus();
+    const std::string helper = askBus<std::string>(*bus, "GetNameOwner", helperName).value();
+    const std::string program = nameOf(client.pid(), *bus);
+    const pid_t process = helperProcess();
+
+    for (const char* content : {"", " uint32:1", " array:string:a,b", " string:x string:y",
+                                " variant:int32:1 string:x string:", " objpath:/a string: string:"})
+        for (const std::string& receiver : {helper, program})
+            EXPECT_EQ(outputOf(signalOfNobody(receiver, "NameOwnerChanged") + content), "");
+
+    client.tell("run a printf true");
+    EXPECT_EQ(client.lines(4), (Words{"a err ", "a exit 0", "a out ", "a out true"}));
+    EXPECT_EQ(helperProcess(), process);
 }

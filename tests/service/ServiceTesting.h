@@ -112,6 +112,20 @@ inline pid_t ownerOf(const std::string& name)
     return ownerOf(name, *joinBus());
 }
 
+/// The name that a process has on a bus; empty when it has none.
+inline std::string nameOf(pid_t process, BusConnection& bus)
+{
+    auto question = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                   "org.freedesktop.DBus", "ListNames");
+    auto answer = bus.call(question);
+    std::vector<std::string> names;
+    EXPECT_TRUE(answer && answer.value().read(names));
+    for (const std::string& name : names)
+        if (name.starts_with(":") && ownerOf(name, bus) == process)
+            return name;
+    return {};
+}
+
 inline pid_t helperProcess()
 {
     return ownerOf(helperName);

@@ -89,6 +89,21 @@ std::string nameOfError(const BusMessage& answer)
     return error ? error->name : "";
 }
 
+// What anybody may send to anybody.
+void sendAsSignal(const BusMessage& like, const std::string& receiver, const Words& content)
+{
+    sd_bus_message* made = nullptr;
+    EXPECT_GE(::sd_bus_message_new_signal(
+                  ::sd_bus_message_get_bus(like.handle()), &made, std::string{like.path()}.c_str(),
+                  std::string{like.interface()}.c_str(), std::string{like.member()}.c_str()),
+              0);
+    BusMessage signal = BusMessage::takeOver(made);
+    for (const std::string& text : content)
+        signal.append(text);
+    EXPECT_GE(::sd_bus_message_set_destination(signal.handle(), receiver.c_str()), 0);
+    EXPECT_GE(::sd_bus_message_send(signal.handle()), 0);
+}
+
 TEST_F(BusConnectionTest, CannotBeOpenedWhereThereIsNoBus)
 {
     const auto connection = BusConnection::openAt("unix:path=/there/is/no/bus");
@@ -337,6 +352,30 @@ TEST_F(BusConnectionTest, AnswersWhoWaitsAndTellsOfTheLossWhenTheBusGoesAway)
     EXPECT_EQ(heard, (Words{"failed", "lost"}));
     auto late = callOf("Other", *caller);
     EXPECT_FALSE(caller->send(late));
+}
+
+TEST_F(BusConnectionTest, BelievesASignalOnlyFromItsSender)
+{
+    const std::string name = "com.veltra.wanted";
+    Words owners;
+    const auto watch = service().match(
+        connections::busName, connections::ruleForOwnersOf(name), [&](BusMessage& signal) {
+            std::string changed;
+            std::string previous;
+            owners.emplace_back();
+            EXPECT_TRUE(signal.read(changed, previous, owners.back()));
+            loop().stop();
+        });
+    ASSERT_TRUE(watch);
+    const auto stranger = join();
+
+    auto forged = stranger->methodCall(service().uniqueName(), connections::busPath,
+                                       connections::busName, "NameOwnerChanged");
+    sendAsSignal(forged, service().uniqueName(), {name, "", ":1.99"});
+    ASSERT_TRUE(stranger->requestName(name));
+
+    EXPECT_TRUE(loop().run());
+    EXPECT_EQ(owners, Words{stranger->uniqueName()});
 }
 
 TEST_F(BusConnectionTest, SaysThatItIsSendingUntilTheBusHasTakenAll)
