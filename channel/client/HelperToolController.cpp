@@ -116,10 +116,13 @@ std::shared_ptr<HelperConnection> HelperToolController::helperConnection()
 
     auto connection = dependencies_->connect();
     connection->setExportedObject(std::make_shared<Output>(self_, connection));
+    // At once and not on the main thread, which may be about to send a command.
     connection->setInvalidationHandler([self = self_.lock(), weak = std::weak_ptr{connection}] {
-        if (const auto ended = weak.lock())
-            ended->setInvalidationHandler({});
-        MainQueue::post([self, weak] { self->forgetConnection(weak.lock()); });
+        const auto ended = weak.lock();
+        if (!ended)
+            return;
+        ended->setInvalidationHandler({});
+        self->forgetConnection(ended);
     });
     {
         const QMutexLocker lock{&mutex_};
@@ -209,9 +212,11 @@ void HelperToolController::runCommand(const QString& option, std::function<void(
         if (ended)
             MainQueue::post(ended);
     };
-    const auto proxy = helper([tell](bool) { tell(); });
-    const auto data = proxy ? authorizationData() : std::nullopt;
-    if (!data) {
+    const auto failed = [tell](bool) { tell(); };
+    const auto data = helper(failed) ? authorizationData() : std::nullopt;
+    // The connection may have ended while the authorization was made.
+    const auto proxy = data ? helper(failed) : nullptr;
+    if (!proxy) {
         tell();
         return;
     }

@@ -9,6 +9,7 @@
 
 #include <optional>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
@@ -291,6 +292,18 @@ TEST_F(HelperToolControllerTest, TakesOutputOnlyWhileItsConnectionIsCurrent)
 
     EXPECT_EQ(dependencies.connections.size(), 2U);
     EXPECT_EQ(controller->getCommandOutPut(), QStringLiteral("alive"));
+}
+
+TEST_F(HelperToolControllerTest, CountsAConnectionThatHasEndedAsNoneAtOnce)
+{
+    controller->runCommand(QStringLiteral("-p"));
+
+    // On another thread, while the main thread is busy.
+    std::thread{[this] { dependencies.connection().end(); }}.join();
+    controller->runCommand(QStringLiteral("-i"));
+
+    ASSERT_EQ(dependencies.connections.size(), 2U);
+    EXPECT_EQ(dependencies.call().method, "runCommand -i");
 }
 
 TEST_F(HelperToolControllerTest, KeepsANewerConnectionWhenTheOlderOneEnds)
