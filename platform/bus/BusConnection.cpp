@@ -10,6 +10,8 @@
 #include <optional>
 #include <string_view>
 
+#include <sys/socket.h>
+
 namespace veltra {
 
 namespace {
@@ -119,7 +121,11 @@ void BusCall::refuse(const BusError& error)
 
 Result<std::unique_ptr<BusConnection>> BusConnection::open()
 {
-    return openAt(systemBus);
+    auto opened = openAt(systemBus);
+    // A library of the system's that is loaded into a trusted program can lead it to another bus.
+    if (opened && opened.value()->owner() != 0)
+        return failure(-EPERM, "trust the bus, which is not root's, at", systemBus);
+    return opened;
 }
 
 Result<std::unique_ptr<BusConnection>> BusConnection::openAt(const std::string& address)
@@ -143,6 +149,17 @@ Result<std::unique_ptr<BusConnection>> BusConnection::openAt(const std::string& 
 
     connection->uniqueName_ = uniqueName;
     return connection;
+}
+
+// The user who listened at the address when it was connected to.
+uid_t BusConnection::owner() const
+{
+    constexpr auto nobody = static_cast<uid_t>(-1);
+    ucred listener{};
+    socklen_t size = sizeof listener;
+    return ::getsockopt(::sd_bus_get_fd(bus_.get()), SOL_SOCKET, SO_PEERCRED, &listener, &size) == 0
+               ? listener.uid
+               : nobody;
 }
 
 BusConnection::~BusConnection()

@@ -73,7 +73,7 @@ class BusConnection {
     using Patience = std::chrono::microseconds;
     static constexpr Patience forEver = Patience::max();
 
-    /// Connects; takes one or two round trips.
+    /// Connects; takes one or two round trips. Fails if the bus does not belong to root.
     [[nodiscard]] static Result<std::unique_ptr<BusConnection>> open();
 
     /// Connects to another bus, for example a test's own.
@@ -162,6 +162,8 @@ class BusConnection {
     };
 
     explicit BusConnection(sd_bus* bus) noexcept : bus_{bus} {}
+
+    [[nodiscard]] uid_t owner() const;
 
     std::unique_ptr<sd_bus, Unref> bus_;
     std::string uniqueName_;

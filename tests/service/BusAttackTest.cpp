@@ -1,4 +1,5 @@
 // Who may own the service's name, and who may call its clients.
+#include "tests/service/FalseBus.h"
 #include "tests/service/ServiceTesting.h"
 
 using namespace veltra;
@@ -62,4 +63,18 @@ TEST(BusAttack, ClientsCannotBeCalledByOtherUsers)
                       .find("AccessDenied: Rejected send message"),
                   std::string::npos)
             << words;
+}
+
+// A library of the system's own may do this; one of a user's is noticed by the helper.
+TEST(BusAttack, AClientThatALibraryLeadsToAUsersBusDoesNotTrustIt)
+{
+    layOutFalseBus();
+    ClientProgram program{asNobody({programs + "attacker", "relays-by-library", trusted,
+                                    falseBusFolder, programs + "libmisleading_library.so"})};
+    ASSERT_EQ(program.lines(2), (Words{"in wait", "ready"}));
+
+    program.tell("connect a");
+    program.tell("version a");
+
+    EXPECT_EQ(program.lines(2), (Words{"a ended", "a failed"}));
 }

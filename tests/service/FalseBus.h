@@ -8,7 +8,8 @@ namespace veltra {
 
 /// The path of a user's own bus; it does not exist when a test starts.
 inline const std::string falseBusFolder = "/tmp/users";
-inline const std::string falseBusAddress = "unix:path=" + falseBusFolder + "/system_bus_socket";
+inline constexpr const char* falseBusSocket = "/tmp/users/system_bus_socket";
+inline const std::string falseBusAddress = std::string{"unix:path="} + falseBusSocket;
 
 /// Creates the folder for a bus on which everybody may do everything; bus.conf in it is its
 /// configuration.

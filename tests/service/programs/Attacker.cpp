@@ -167,13 +167,17 @@ int main(int count, char** arguments)
     } else if (mode == "forges-link") {
         intruder::forgeLinkToExecutable(trusted);
         ask(connectToBus(), answerHonestly);
-    } else if (mode == "relays" || mode == "relays-from-mount") {
+    } else if (mode == "relays-by-library" || mode == "relays-from-mount") {
         Fd socket = connectToBus();
         if (mode == "relays-from-mount")
             intruder::checkLast(
                 ::mount(folder.c_str(), "/run/dbus", nullptr, MS_BIND, nullptr) == 0, "mount");
         if (::fork() == 0)
             intruder::relay(std::move(socket), folder);
+        if (mode == "relays-by-library") {
+            ::setenv("LD_PRELOAD", arguments[4], 1);
+            ::setenv("ASAN_OPTIONS", "verify_asan_link_order=0", 1);
+        }
         become(trusted);
     }
     return 2;
