@@ -59,7 +59,7 @@ class Client {
     {
         std::promise<bool> answer;
         bus_.post([&] {
-            BusConnection& bus = *bus_.connection();
+            BusConnection& bus = *bus_.connection().value();
             auto question = bus.methodCall("org.freedesktop.DBus", "/org/freedesktop/DBus",
                                            "org.freedesktop.DBus", "NameHasOwner");
             auto reply = bus.call(question.append(std::string{HelperConstants::machServiceName}));

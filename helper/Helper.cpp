@@ -30,7 +30,10 @@ Helper::Helper(std::shared_ptr<EventLoop> loop, Setting setting)
     listener_.setDelegate(this);
     listener_.setExamination(
         [signatures = signatures_](const auto& client) { signatures->examine(client); });
-    listener_.setInvalidationHandler([this] { shouldQuit_ = true; });
+    listener_.setInvalidationHandler([this] {
+        hasBus_ = false;
+        shouldQuit_ = true;
+    });
 }
 
 Result<> Helper::run()
@@ -43,12 +46,19 @@ Result<> Helper::run()
     while (!shouldQuit_)
         if (auto served = serveFor(setting_.shouldQuitCheckInterval); !served)
             return served;
-    listener_.end();
-    Result<> served = success;
+    return end();
+}
+
+// Whatever fails, the rest is still tried.
+Result<> Helper::end()
+{
+    Result<> ended = listener_.end();
     if (runningTasks_ > 0)
-        served = serveFor(setting_.shouldQuitCheckInterval);
-    listener_.flush();
-    return served;
+        if (const auto served = serveFor(setting_.shouldQuitCheckInterval); !served && ended)
+            ended = served;
+    if (const auto flushed = listener_.flush(); !flushed && ended)
+        ended = flushed;
+    return hasBus_ ? ended : success;
 }
 
 Result<> Helper::prepareUnits()

@@ -63,11 +63,13 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     void taskEnded();
     void forward(std::string_view chunk, Log log);
     [[nodiscard]] Result<> prepareUnits();
+    [[nodiscard]] Result<> end();
     [[nodiscard]] Result<> serveFor(std::chrono::milliseconds time);
 
     ServiceListener listener_;
     std::vector<Connection> connections_; // in the order of acceptance
     bool shouldQuit_ = false;
+    bool hasBus_ = true; // without it, its failures at the end are no news
 
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();
     std::shared_ptr<EventLoop> loop_;

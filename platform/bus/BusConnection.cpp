@@ -173,7 +173,7 @@ Result<> BusConnection::serveOn(EventLoop& loop)
                    "serve the bus");
 }
 
-void BusConnection::setLossHandler(std::function<void()> onLoss)
+Result<> BusConnection::setLossHandler(std::function<void()> onLoss)
 {
     // The library itself sends this message, so nobody needs to be asked and nobody else can send
     // it.
@@ -181,8 +181,9 @@ void BusConnection::setLossHandler(std::function<void()> onLoss)
     auto watch = match(library, std::string{"interface='"} + library + "',member='Disconnected'",
                        [onLoss = std::move(onLoss)](BusMessage&) { onLoss(); });
     if (!watch)
-        throw std::bad_alloc{};
+        return watch.error();
     loss_ = std::move(watch.value());
+    return success;
 }
 
 bool BusConnection::isSending() const

@@ -91,7 +91,7 @@ class BusConnection {
 
     /// Called once by the loop when the connection to the bus is lost, after all pending calls got
     /// an error. The connection must be kept alive until the handler has returned.
-    void setLossHandler(std::function<void()> onLoss);
+    [[nodiscard]] Result<> setLossHandler(std::function<void()> onLoss);
 
     /// Whether sent messages still wait for the bus to read them.
     [[nodiscard]] bool isSending() const;

@@ -125,9 +125,8 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
 
     void sendOpen(const ServiceBus::CallUnderWay& underWay)
     {
-        BusConnection* const connection = bus_.connection();
-        if (!connection) {
-            failToOpen("there is no bus");
+        if (const auto connection = bus_.connection(); !connection) {
+            failToOpen(connection.error().message());
             return;
         }
         if (const auto added = bus_.add(number_, shared_from_this()); !added) {
@@ -144,7 +143,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
 
     void requestOpen(const ServiceBus::CallUnderWay& underWay)
     {
-        BusConnection& connection = *bus_.connection();
+        BusConnection& connection = *bus_.connection().value();
         auto request =
             connection.methodCall(service_, rootPath(service_), connectionsInterface, "Open");
         auto sent = connection.call(request.append(ObjectPath{ServiceBus::pathOfClient(number_)}),
@@ -209,7 +208,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
             flush();
             return;
         }
-        BusConnection& connection = *bus_.connection();
+        BusConnection& connection = *bus_.connection().value();
         auto request = connection.methodCall(service_, serverPath_, queued.call->interface,
                                              queued.call->method);
         if (queued.call->appendArguments)
@@ -275,7 +274,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     {
         if (serverPath_.empty())
             return;
-        BusConnection& connection = *bus_.connection();
+        BusConnection& connection = *bus_.connection().value();
         auto request =
             connection.methodCall(service_, rootPath(service_), connectionsInterface, "Close");
         if (const auto sent = connection.send(request.append(ObjectPath{serverPath_})); !sent)

@@ -53,11 +53,11 @@ ServiceBus::~ServiceBus()
     connection_.reset();
 }
 
-BusConnection* ServiceBus::connection()
+Result<BusConnection*> ServiceBus::connection()
 {
     if (!connection_)
         if (const auto connected = connect(); !connected)
-            SystemLog::log(connected.error().message());
+            return connected.error();
     return connection_.get();
 }
 
@@ -71,7 +71,9 @@ Result<> ServiceBus::connect()
     auto calls = bus.addFallback(clientsPath, [this](BusMessage& call) { called(call); });
     if (!calls)
         return calls.error();
-    bus.setLossHandler([this] { loop_->post([this] { connectionLost(); }); });
+    if (auto watched = bus.setLossHandler([this] { loop_->post([this] { connectionLost(); }); });
+        !watched)
+        return watched;
     if (auto served = bus.serveOn(*loop_); !served)
         return served;
     connection_ = std::move(opened.value());

@@ -54,8 +54,9 @@ class ServiceBus {
     /// the bus's thread.
     void post(EventLoop::Handler work) { loop_->post(std::move(work)); }
 
-    /// The bus; null if it cannot be reached now.
-    [[nodiscard]] BusConnection* connection();
+    /// The bus, which is connected to if it is not yet. Fails if it cannot be reached now. Never
+    /// null; valid until the bus goes away.
+    [[nodiscard]] Result<BusConnection*> connection();
 
     /// The proof to the service of a client that was added. Call it only while there is a
     /// connection; valid until the bus goes away.

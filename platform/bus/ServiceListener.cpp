@@ -2,7 +2,6 @@
 
 #include "platform/bus/ConnectionNames.h"
 #include "platform/bus/Refusal.h"
-#include "platform/log/SystemLog.h"
 
 #include <array>
 #include <chrono>
@@ -52,11 +51,13 @@ Result<> ServiceListener::resume()
     if (!connection)
         return connection.error();
     bus_ = std::move(connection.value());
-    bus_->setLossHandler([this] {
+    auto watched = bus_->setLossHandler([this] {
         forgetAll();
         if (onLoss_)
             onLoss_();
     });
+    if (!watched)
+        return watched;
     loop_->pauseReadingWhile([bus = bus_] { return bus->isSending(); });
     return takePlace();
 }
@@ -81,26 +82,21 @@ Result<> ServiceListener::takePlace()
     return bus_->serveOn(*loop_);
 }
 
-void ServiceListener::end()
+Result<> ServiceListener::end()
 {
-    if (!bus_)
-        return;
     const auto released = bus_->releaseName(name_);
     withdrawAll();
     root_ = {};
-    const auto processed = released ? bus_->processArrived() : released;
-    if (!processed)
-        SystemLog::log(processed.error().message());
+    return released ? bus_->processArrived() : released;
 }
 
-void ServiceListener::flush()
+Result<> ServiceListener::flush()
 {
-    if (!bus_)
-        return;
     // The bus handles its messages in order, so its reply shows that it has read all earlier ones.
     auto question = bus_->busCall("GetId");
     if (const auto answer = bus_->call(question, std::chrono::seconds{1}); !answer)
-        SystemLog::log({"the bus does not answer at the end: ", answer.error().message()});
+        return answer.error();
+    return success;
 }
 
 // Clients that still prove which process they are have not been served either.

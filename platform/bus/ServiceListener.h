@@ -59,15 +59,18 @@ class ServiceListener {
     /// The bus that resume() has connected to.
     [[nodiscard]] const std::shared_ptr<BusConnection>& bus() const noexcept { return bus_; }
 
+    /// Call this and the next only after resume() has succeeded.
+    ///
     /// Releases the name and has everything that the bus had sent here until then answered with an
     /// unknown object error, so that the senders ask the service's next instance. Connections end
-    /// without their handlers being called; pending replies can still be sent.
-    void end();
+    /// without their handlers being called; pending replies can still be sent. Fails if the bus
+    /// does not do its part.
+    [[nodiscard]] Result<> end();
 
     /// Waits until the bus has read everything that was sent, for a second at most. When a
     /// connection is closed, a bus that still has messages for it may discard what it has not read
-    /// from it.
-    void flush();
+    /// from it. Fails if the bus does not answer.
+    [[nodiscard]] Result<> flush();
 
   private:
     struct Client {

@@ -337,10 +337,10 @@ TEST_F(BusConnectionTest, AnswersWhoWaitsAndTellsOfTheLossWhenTheBusGoesAway)
     const auto object = exportMethods([this](const BusCall&) { signalDaemon(SIGKILL); });
     const auto caller = joinOnLoop();
     Words heard;
-    caller->setLossHandler([&] {
+    ASSERT_TRUE(caller->setLossHandler([&] {
         heard.emplace_back("lost");
         loop().stop();
-    });
+    }));
     auto call = callOf("Other", *caller);
     auto sent = caller->call(
         call, [&](BusMessage& answer) { heard.push_back(answer.error() ? "failed" : "answered"); });
