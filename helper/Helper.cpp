@@ -30,6 +30,10 @@ Helper::Helper(std::shared_ptr<EventLoop> loop, Setting setting)
     listener_.setDelegate(this);
     listener_.setExamination(
         [signatures = signatures_](const auto& client) { signatures->examine(client); });
+    listener_.setRefusalHandler([this](const auto& caller, const std::string& reason) {
+        refusals_.add("refused process " + std::to_string(caller.process) + " of user " +
+                      std::to_string(caller.user) + ": " + reason);
+    });
     listener_.setInvalidationHandler([this] {
         hasBus_ = false;
         shouldQuit_ = true;

@@ -3,6 +3,7 @@
 #include "channel/protocol/AppProtocol.h"
 #include "channel/protocol/HelperProtocol.h"
 #include "helper/ClientSignatures.h"
+#include "helper/RefusalLog.h"
 #include "platform/base/AgentInstallation.h"
 #include "platform/base/EventLoop.h"
 #include "platform/bus/ServiceListener.h"
@@ -73,6 +74,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
 
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();
     std::shared_ptr<EventLoop> loop_;
+    RefusalLog refusals_{*loop_};
     Setting setting_;
     std::unique_ptr<TransientUnits> units_; // null if systemd does not run
     int runningTasks_ = 0;

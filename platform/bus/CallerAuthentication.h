@@ -46,6 +46,9 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
     CallerAuthentication& operator=(const CallerAuthentication&) = delete;
     ~CallerAuthentication() = default;
 
+    /// What is known so far about the caller.
+    [[nodiscard]] const CallerChallenge::Caller& caller() const noexcept { return caller_; }
+
     /// Starts; `onEnd` is called once, later, unless the authentication is destroyed first.
     void start(Handler onEnd);
 

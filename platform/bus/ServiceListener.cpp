@@ -180,7 +180,7 @@ void ServiceListener::authenticationEnded(const std::string& client,
                                           const std::string& refusal)
 {
     Client& known = clients_[client];
-    known.authentication.reset();
+    const auto authentication = std::exchange(known.authentication, nullptr);
     BusCall proof = std::move(*std::exchange(known.proof, std::nullopt));
     known.process = process;
     if (process) {
@@ -189,6 +189,8 @@ void ServiceListener::authenticationEnded(const std::string& client,
     }
     clients_.erase(client);
     proof.refuse(refusedBecause(refusal));
+    if (onRefusal_)
+        onRefusal_(authentication->caller(), refusal);
 }
 
 void ServiceListener::open(const std::string& client, const std::string& remotePath, BusCall call)

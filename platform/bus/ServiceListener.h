@@ -41,6 +41,9 @@ class ServiceListener {
     /// may take long. Several threads may do so at the same time.
     using Examination = std::function<void(const CallerAuthentication::Process&)>;
 
+    using RefusalHandler =
+        std::function<void(const CallerChallenge::Caller& caller, const std::string& reason)>;
+
     ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName);
     ServiceListener(const ServiceListener&) = delete;
     ServiceListener& operator=(const ServiceListener&) = delete;
@@ -49,6 +52,8 @@ class ServiceListener {
     /// Set all of these before resume(). The delegate must outlive the listener.
     void setDelegate(ServiceListenerDelegate* delegate) noexcept { delegate_ = delegate; }
     void setExamination(Examination examine) { examine_ = std::move(examine); }
+    /// Called for every process that has failed to prove itself, with the reason.
+    void setRefusalHandler(RefusalHandler handler) { onRefusal_ = std::move(handler); }
     /// Called once when the bus has gone away, after all connections are invalidated.
     void setInvalidationHandler(std::function<void()> handler) { onLoss_ = std::move(handler); }
 
@@ -99,6 +104,7 @@ class ServiceListener {
     std::string name_;
     ServiceListenerDelegate* delegate_ = nullptr;
     Examination examine_;
+    RefusalHandler onRefusal_;
     std::function<void()> onLoss_;
 
     std::shared_ptr<BusConnection> bus_;

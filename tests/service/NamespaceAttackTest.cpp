@@ -37,6 +37,12 @@ void expectTheTrustedProgramToCallTheFalseHelper(ClientProgram& program)
     ASSERT_EQ(program.line(), "called by the trusted program's name");
 }
 
+// And nothing else.
+void expectInLog(const std::string& line)
+{
+    EXPECT_TRUE(becomesTrue([&] { return helperLog() == line; })) << helperLog();
+}
+
 } // namespace
 
 TEST(NamespaceAttack, AStampForgedInAUserAndPidNamespaceIsRefused)
@@ -62,7 +68,8 @@ TEST(NamespaceAttack, ALinkToTheExecutableForgedInAUserNamespaceIsRefused)
     ASSERT_EQ(program.line(), "runs " + trusted);
     EXPECT_EQ(executableOf(program.pid()), trusted);
     EXPECT_EQ(program.line(), "refused it is in another user namespace");
-    EXPECT_EQ(helperLog(), "");
+    expectInLog("refused process " + std::to_string(program.pid()) +
+                " of user 65534: it is in another user namespace\n");
 }
 
 TEST(NamespaceAttack, ARelayFromAUserAndMountNamespaceIsRefused)
@@ -71,7 +78,8 @@ TEST(NamespaceAttack, ARelayFromAUserAndMountNamespaceIsRefused)
 
     expectTheTrustedProgramToCallTheFalseHelper(program);
     EXPECT_EQ(program.line(), "refused it is in another user namespace");
-    EXPECT_EQ(helperLog(), "");
+    expectInLog("refused process " + std::to_string(program.pid()) +
+                " of user 65534: it is in another user namespace\n");
 }
 
 TEST(NamespaceAttack, ARelayFromAMountNamespaceIsRefused)
@@ -83,5 +91,6 @@ TEST(NamespaceAttack, ARelayFromAMountNamespaceIsRefused)
 
     expectTheTrustedProgramToCallTheFalseHelper(program);
     EXPECT_EQ(program.line(), "refused it is in another mount namespace");
-    EXPECT_EQ(helperLog(), "");
+    expectInLog("refused process " + std::to_string(program.pid()) +
+                " of user 0: it is in another mount namespace\n");
 }
