@@ -367,3 +367,30 @@ TEST(Attack, TwoHundredThatNeverReadDoNotKeepOthersWaiting)
         killHelper();
     }
 }
+
+TEST(Attack, AFloodOfAllThatAStrangerMaySendKeepsNobodyElseFromBeingServed)
+{
+    Client first{asSomebody({trusted})};
+    EXPECT_EQ(first.version(), "a version 1.0.0");
+    const pid_t helper = helperProcess();
+    ClientProgram flooder{asNobody({signedAttacker, "floods", "100000"})};
+    bool isFlooded = false;
+    std::thread reader{[&] { isFlooded = flooder.line(10min) == "flooded"; }};
+
+    Client other{asSomebody({trusted})};
+    EXPECT_EQ(other.version(), "a version 1.0.0");
+    for (int i = 0; i < 100; ++i) {
+        const std::string name = "c" + std::to_string(i);
+        other.tell("connect " + name);
+        ASSERT_EQ(other.version(name), name + " version 1.0.0");
+    }
+
+    reader.join();
+    EXPECT_TRUE(isFlooded);
+    EXPECT_EQ(first.version(), "a version 1.0.0");
+    EXPECT_EQ(helperProcess(), helper);
+    EXPECT_LT(statusOf(helper, "Threads"), 40);
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    EXPECT_LT(statusOf(helper, "VmHWM"), 64 * 1024);
+#endif
+}

@@ -142,6 +142,76 @@ void askInChild(Fd socket, intruder::Answer answer)
         ::pause();
 }
 
+// What a stranger may send: to whatever object, with or without the right content.
+struct OddMessage {
+    const char* path;
+    const char* interface;
+    const char* member;
+    const char* types;
+};
+
+constexpr const char* root = "/com/veltra/agentMonitor/helper";
+constexpr const char* connections = "com.veltra.agentMonitor.Connections";
+constexpr const char* busInterface = "org.freedesktop.DBus";
+
+constexpr std::array<OddMessage, 11> oddMessages{
+    {{root, connections, "Open", "o"},
+     {root, connections, "Open", "s"},
+     {root, connections, "Prove", "h"},
+     {root, connections, "Prove", ""},
+     {root, connections, "Close", "o"},
+     {"/com/veltra/agentMonitor/helper/client1_1", "com.veltra.agentMonitor.HelperProtocol",
+      "getVersionWithCompletion", ""},
+     {"/", "org.freedesktop.DBus.Introspectable", "Introspect", ""},
+     {"/nowhere", "com.veltra.nothing", "Nothing", "s"},
+     {"/org/freedesktop/DBus", busInterface, "NameOwnerChanged", "sss"},
+     {"/org/freedesktop/DBus", busInterface, "NameOwnerChanged", "h"},
+     {"/org/freedesktop/systemd1/unit/x", "org.freedesktop.DBus.Properties", "PropertiesChanged",
+      "ss"}}};
+
+void sendOdd(sd_bus* bus, const OddMessage& odd, bool isSignal, const std::string& text,
+             int descriptor)
+{
+    constexpr const char* helper = "com.veltra.agentMonitor.helper";
+    sd_bus_message* message = nullptr;
+    if (isSignal)
+        sd_bus_message_new_signal(bus, &message, odd.path, odd.interface, odd.member);
+    else
+        sd_bus_message_new_method_call(bus, &message, helper, odd.path, odd.interface, odd.member);
+    sd_bus_message_set_destination(message, helper);
+    sd_bus_message_set_expect_reply(message, isSignal ? 0 : 1);
+    for (const char* type = odd.types; *type != '\0'; ++type)
+        if (*type == 'h')
+            sd_bus_message_append_basic(message, *type, &descriptor);
+        else
+            sd_bus_message_append_basic(message, *type, *type == 'o' ? "/a" : text.c_str());
+    sd_bus_send(bus, message, nullptr);
+    sd_bus_message_unref(message);
+}
+
+// Sends that many of them over a hundred connections, every thousandth a big one.
+[[noreturn]] void flood(std::size_t count)
+{
+    const ChallengeSockets sockets = makeSockets();
+    const Fd file{::open("/dev/null", O_RDWR | O_CLOEXEC)};
+    std::array<sd_bus*, 100> buses{};
+    for (sd_bus*& bus : buses)
+        bus = intruder::join(connectToBus());
+    for (std::size_t i = 0; i < count; ++i) {
+        sd_bus* const bus = buses[i % buses.size()];
+        const std::size_t size = i % 1000 == 0 ? 1024 * 1024 : 3;
+        sendOdd(bus, oddMessages[i % oddMessages.size()], i % 3 == 0, std::string(size, 'x'),
+                i % 2 == 0 ? file.get() : sockets.theirs.get());
+        while (sd_bus_process(bus, nullptr) > 0) {
+        }
+    }
+    for (sd_bus* const bus : buses)
+        sd_bus_flush(bus);
+    intruder::say("flooded");
+    for (;;)
+        ::pause();
+}
+
 } // namespace
 
 int main(int count, char** arguments)
@@ -164,6 +234,8 @@ int main(int count, char** arguments)
         crowd(std::stoi(arguments[2]));
     } else if (mode == "deaf-crowd") {
         deafCrowd(std::stoi(arguments[2]));
+    } else if (mode == "floods") {
+        flood(std::stoul(arguments[2]));
     } else if (mode == "forges-link") {
         intruder::forgeLinkToExecutable(trusted);
         ask(connectToBus(), answerHonestly);
