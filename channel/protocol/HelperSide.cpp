@@ -4,7 +4,9 @@
 #include "platform/bus/ConnectionNames.h"
 
 #include <array>
+#include <cstddef>
 #include <exception>
+#include <string_view>
 #include <utility>
 
 namespace veltra {
@@ -49,16 +51,33 @@ void serve(HelperProtocol& helper, const ServiceConnection& connection,
         runCommand(helper, call);
 }
 
-std::string withoutNul(const std::string& text)
+// The size of the character at the start of `text`, which is valid UTF-8, if the library does not
+// send it: NUL, U+FDD0 to U+FDEF, or one of the last two of a plane. 0 if it does, or if no
+// character starts there.
+std::size_t sizeOfUnsendable(std::string_view text)
 {
-    std::string carried;
-    carried.reserve(text.size());
-    for (const char c : text)
-        if (c == '\0')
-            carried += "\xEF\xBF\xBD";
-        else
-            carried += c;
-    return carried;
+    const auto byte = [text](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    if (byte(0) == 0)
+        return 1;
+    if (byte(0) == 0xEF && byte(1) == 0xB7)
+        return byte(2) >= 0x90 && byte(2) <= 0xAF ? 3 : 0;
+    if (byte(0) == 0xEF && byte(1) == 0xBF)
+        return byte(2) >= 0xBE ? 3 : 0;
+    if (byte(0) >= 0xF0 && (byte(1) & 0xF) == 0xF && byte(2) == 0xBF)
+        return byte(3) >= 0xBE ? 4 : 0;
+    return 0;
+}
+
+std::string sendable(std::string_view text)
+{
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        const std::size_t size = sizeOfUnsendable(text);
+        result += size > 0 ? "\xEF\xBF\xBD" : text.substr(0, 1);
+        text.remove_prefix(size > 0 ? size : 1);
+    }
+    return result;
 }
 
 class RemoteApp : public AppProtocol {
@@ -74,7 +93,7 @@ class RemoteApp : public AppProtocol {
         auto call =
             place_.bus->methodCall(place_.name, place_.path, protocol::appInterface, method);
         // If the bus is gone, there is nobody to tell.
-        static_cast<void>(place_.bus->send(call.append(withoutNul(text))));
+        static_cast<void>(place_.bus->send(call.append(sendable(text))));
     }
 
     ServiceConnection::Place place_;

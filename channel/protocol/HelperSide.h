@@ -15,8 +15,9 @@ namespace veltra {
 [[nodiscard]] BusSlot exportHelperProtocol(const ServiceConnection& connection,
                                            HelperProtocol& helper);
 
-/// The client's object at the other end of a connection. A NUL character cannot be sent over the
-/// bus and arrives as U+FFFD. Output that is sent after the bus has gone away is lost.
+/// The client's object at the other end of a connection. Texts must be valid UTF-8. Characters that
+/// cannot be sent over the bus, NUL and Unicode's noncharacters, arrive as U+FFFD. Output that is
+/// sent after the bus has gone away is lost.
 [[nodiscard]] std::shared_ptr<AppProtocol>
 remoteAppProtocol(const ServiceConnection::Place& remoteObject);
 

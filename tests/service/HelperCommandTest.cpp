@@ -142,15 +142,6 @@ TEST(HelperCommand, DropsBothPiecesOfACharacterThatIsWrittenInTwo)
     EXPECT_TRUE(client.hears("a out end"));
 }
 
-TEST(HelperCommand, ShowsANulAsAReplacementCharacter)
-{
-    Client client;
-
-    EXPECT_EQ(course(client, "run a printf 'a\\0b'", 4), (Words{"a err ", "a exit 0", "a out ",
-                                                                "a out a\xEF\xBF\xBD"
-                                                                "b"}));
-}
-
 TEST(HelperCommand, GivesTheToolNoInput)
 {
     Client client;
