@@ -1,7 +1,6 @@
 #include "helper/Helper.h"
 
 #include "channel/protocol/HelperConstants.h"
-#include "channel/protocol/HelperSide.h"
 #include "platform/base/Utf8.h"
 #include "platform/log/SystemLog.h"
 #include "platform/process/Task.h"
@@ -99,8 +98,10 @@ bool Helper::listener(ServiceListener&,
     });
     connection->setInvalidationHandler(
         [this, connection = connection.get()] { connectionEnded(*connection); });
-    connections_.push_back({connection, remoteAppProtocol(connection->remoteObject())});
+    connections_.push_back({connection, remoteAppProtocol(connection->remoteObject(),
+                                                          [gate = gate_] { gate->opened(); })});
     connection->resume();
+    gate_->opened();
     return true;
 }
 
@@ -110,6 +111,7 @@ void Helper::connectionEnded(const ServiceConnection& connection)
     const auto isEnded = [&](const auto& known) { return known.connection.get() == &connection; };
     if (std::ranges::any_of(connections_, isEnded))
         connections_.clear();
+    gate_->opened();
     shouldQuit_ = shouldQuit_ || connections_.empty();
 }
 
@@ -141,7 +143,8 @@ void Helper::runTask(const std::string& command, const std::vector<std::string>&
                   [this, completion = std::move(completion)](int status) {
                       taskEnded();
                       completion(status);
-                  }};
+                  },
+              .gate = gate_};
     if (const auto started = start(std::move(task)); !started)
         throw std::runtime_error{started.error().message()};
     ++runningTasks_;
@@ -170,6 +173,12 @@ void Helper::forward(std::string_view chunk, Log log)
     if (!isValidUtf8(chunk) || connections_.empty())
         return;
     ((*connections_.back().remoteObjectProxy).*log)(std::string{chunk});
+}
+
+// A receiver that stands still holds up the tools whose output is for it, and nobody else.
+bool Helper::mayReadOutput() const
+{
+    return connections_.empty() || connections_.back().remoteObjectProxy->hasRoom();
 }
 
 Result<> Helper::serveFor(std::chrono::milliseconds time)

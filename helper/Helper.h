@@ -1,13 +1,14 @@
 #pragma once
 
-#include "channel/protocol/AppProtocol.h"
 #include "channel/protocol/HelperProtocol.h"
+#include "channel/protocol/HelperSide.h"
 #include "helper/ClientSignatures.h"
 #include "helper/RefusalLog.h"
 #include "platform/base/AgentInstallation.h"
 #include "platform/base/EventLoop.h"
 #include "platform/bus/ServiceListener.h"
 #include "platform/bus/TransientUnits.h"
+#include "platform/process/ReadingGate.h"
 
 #include <chrono>
 #include <memory>
@@ -51,7 +52,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
   private:
     struct Connection {
         std::shared_ptr<ServiceConnection> connection;
-        std::shared_ptr<AppProtocol> remoteObjectProxy;
+        std::shared_ptr<RemoteApp> remoteObjectProxy;
     };
     using Log = void (AppProtocol::*)(const std::string&);
 
@@ -63,6 +64,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     [[nodiscard]] Result<> start(Task task);
     void taskEnded();
     void forward(std::string_view chunk, Log log);
+    [[nodiscard]] bool mayReadOutput() const;
     [[nodiscard]] Result<> prepareUnits();
     [[nodiscard]] Result<> end();
     [[nodiscard]] Result<> serveFor(std::chrono::milliseconds time);
@@ -76,6 +78,8 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     std::shared_ptr<EventLoop> loop_;
     RefusalLog refusals_{*loop_};
     Setting setting_;
+    std::shared_ptr<ReadingGate> gate_ =
+        std::make_shared<ReadingGate>(*loop_, [this] { return mayReadOutput(); });
     std::unique_ptr<TransientUnits> units_; // null if systemd does not run
     int runningTasks_ = 0;
 };

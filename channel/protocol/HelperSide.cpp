@@ -80,23 +80,64 @@ std::string sendable(std::string_view text)
     return result;
 }
 
-class RemoteApp : public AppProtocol {
+// Of output that the client has not acknowledged.
+constexpr std::size_t mostOnTheWay = 1024 * 1024;
+// What a message costs besides its text.
+constexpr std::size_t costOfMessage = 512;
+
+class BusApp : public RemoteApp {
   public:
-    explicit RemoteApp(ServiceConnection::Place place) : place_{std::move(place)} {}
+    BusApp(ServiceConnection::Place place, std::function<void()> onProgress)
+        : place_{std::move(place)}, onProgress_{std::move(onProgress)}
+    {
+    }
 
     void logWithStdOut(const std::string& text) override { log(protocol::logWithStdOut, text); }
     void logWithStdErr(const std::string& text) override { log(protocol::logWithStdErr, text); }
+    [[nodiscard]] bool hasRoom() const override { return onTheWay_ <= mostOnTheWay; }
 
   private:
     void log(const char* method, const std::string& text)
     {
+        const std::string sent = sendable(text);
         auto call =
             place_.bus->methodCall(place_.name, place_.path, protocol::appInterface, method);
         // If the bus is gone, there is nobody to tell.
-        static_cast<void>(place_.bus->send(call.append(sendable(text))));
+        static_cast<void>(place_.bus->send(call.append(sent)));
+        onTheWay_ += sent.size() + costOfMessage;
+        ask();
+    }
+
+    // A program handles its messages in order, so its answer acknowledges all that was sent before
+    // the question. Little output needs no question.
+    void ask()
+    {
+        if (isAsking_ || onTheWay_ <= mostOnTheWay / 2)
+            return;
+        auto question =
+            place_.bus->methodCall(place_.name, place_.path, "org.freedesktop.DBus.Peer", "Ping");
+        auto asked = place_.bus->call(
+            question, [this, sent = onTheWay_](BusMessage&) { acknowledged(sent); });
+        if (!asked)
+            return;
+        question_ = std::move(asked.value());
+        isAsking_ = true;
+    }
+
+    // Any answer acknowledges, even an error.
+    void acknowledged(std::size_t size)
+    {
+        isAsking_ = false;
+        onTheWay_ -= size;
+        ask();
+        onProgress_();
     }
 
     ServiceConnection::Place place_;
+    std::function<void()> onProgress_;
+    std::size_t onTheWay_ = 0;
+    bool isAsking_ = false;
+    BusSlot question_;
 };
 
 } // namespace
@@ -116,9 +157,10 @@ BusSlot exportHelperProtocol(const ServiceConnection& connection, HelperProtocol
     return exported ? std::move(exported.value()) : BusSlot{};
 }
 
-std::shared_ptr<AppProtocol> remoteAppProtocol(const ServiceConnection::Place& remoteObject)
+std::shared_ptr<RemoteApp> remoteAppProtocol(const ServiceConnection::Place& remoteObject,
+                                             std::function<void()> onProgress)
 {
-    return std::make_shared<RemoteApp>(remoteObject);
+    return std::make_shared<BusApp>(remoteObject, std::move(onProgress));
 }
 
 } // namespace veltra

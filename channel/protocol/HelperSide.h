@@ -4,6 +4,7 @@
 #include "channel/protocol/HelperProtocol.h"
 #include "platform/bus/ServiceConnection.h"
 
+#include <functional>
 #include <memory>
 
 namespace veltra {
@@ -15,10 +16,18 @@ namespace veltra {
 [[nodiscard]] BusSlot exportHelperProtocol(const ServiceConnection& connection,
                                            HelperProtocol& helper);
 
-/// The client's object at the other end of a connection. Texts must be valid UTF-8. Characters that
-/// cannot be sent over the bus, NUL and Unicode's noncharacters, arrive as U+FFFD. Output that is
-/// sent after the bus has gone away is lost.
-[[nodiscard]] std::shared_ptr<AppProtocol>
-remoteAppProtocol(const ServiceConnection::Place& remoteObject);
+/// The client's object at the other end of a connection.
+class RemoteApp : public AppProtocol {
+  public:
+    /// Whether the client has taken so much of its output that it may be sent more: at most a
+    /// mebibyte is on its way. What is sent although there is no room is not lost.
+    [[nodiscard]] virtual bool hasRoom() const = 0;
+};
+
+/// `onProgress` is called whenever the client has taken more. Texts must be valid UTF-8. Characters
+/// that cannot be sent over the bus, NUL and Unicode's noncharacters, arrive as U+FFFD. Output that
+/// is sent after the bus has gone away is lost.
+[[nodiscard]] std::shared_ptr<RemoteApp>
+remoteAppProtocol(const ServiceConnection::Place& remoteObject, std::function<void()> onProgress);
 
 } // namespace veltra

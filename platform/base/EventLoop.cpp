@@ -24,8 +24,8 @@ Error failure(int negative, const char* action)
 
 /// A descriptor or a timer that the library watches.
 struct EventLoop::Source : std::enable_shared_from_this<Source> {
-    Source(EventLoop& watchingLoop, Handler onEvent, Reading whenRead = Reading::always)
-        : loop{watchingLoop}, handler{std::move(onEvent)}, reading{whenRead}
+    Source(EventLoop& watchingLoop, Handler onEvent)
+        : loop{watchingLoop}, handler{std::move(onEvent)}
     {
     }
 
@@ -47,7 +47,6 @@ struct EventLoop::Source : std::enable_shared_from_this<Source> {
 
     EventLoop& loop;
     Handler handler;
-    Reading reading;
     SourceHandle registered;
 };
 
@@ -96,11 +95,6 @@ int EventLoop::prepare()
         },
         this);
     wakeUpSource_.reset(source);
-    if (result >= 0)
-        result = ::sd_event_source_set_prepare(source, [](sd_event_source*, void* loop) {
-            static_cast<EventLoop*>(loop)->pauseReading();
-            return 0;
-        });
     // Creates the descriptor that all timers need now, so that they cannot fail later for lack of
     // one.
     sd_event_source* clock = nullptr;
@@ -145,19 +139,17 @@ void EventLoop::post(Handler work)
     wakeUp_.signal();
 }
 
-Result<EventLoop::Registration> EventLoop::watch(int descriptor, Handler onReadable,
-                                                 Reading reading)
+Result<EventLoop::Registration> EventLoop::watch(int descriptor, Handler onReadable, Notice notice)
 {
-    const auto source = std::make_shared<Source>(*this, std::move(onReadable), reading);
+    const auto source = std::make_shared<Source>(*this, std::move(onReadable));
+    const std::uint32_t events = notice == Notice::onArrival ? EPOLLIN | EPOLLET : EPOLLIN;
     sd_event_source* registered = nullptr;
-    if (const int result = ::sd_event_add_io(event_.get(), &registered, descriptor, EPOLLIN,
+    if (const int result = ::sd_event_add_io(event_.get(), &registered, descriptor, events,
                                              &Source::readable, source.get());
         result < 0)
         return failure(result, "watch descriptor");
 
     source->registered.reset(registered);
-    if (reading == Reading::whileAllIsSent && isReadingPaused_)
-        ::sd_event_source_set_enabled(registered, SD_EVENT_OFF);
     return add(source);
 }
 
@@ -206,17 +198,6 @@ void EventLoop::runPosted()
     }
     for (const Handler& work : works)
         runGuarded(work);
-}
-
-void EventLoop::pauseReading()
-{
-    const bool isPaused = isSending_ && isSending_();
-    if (std::exchange(isReadingPaused_, isPaused) == isPaused)
-        return;
-    for (const auto& [key, source] : sources_)
-        if (source->reading == Reading::whileAllIsSent)
-            ::sd_event_source_set_enabled(source->registered.get(),
-                                          isPaused ? SD_EVENT_OFF : SD_EVENT_ON);
 }
 
 void EventLoop::Unref::operator()(sd_event* event) const noexcept

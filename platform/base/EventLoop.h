@@ -29,10 +29,10 @@ class EventLoop {
     using Handler = std::function<void()>;
     using ThrownHandler = std::function<void(const std::exception&)>;
 
-    /// When a descriptor is read.
-    enum class Reading {
-        always,
-        whileAllIsSent, ///< not while data waits to be sent; see pauseReadingWhile()
+    /// When the handler of a descriptor is called.
+    enum class Notice {
+        whileReadable, ///< again and again, until everything was read
+        onArrival,     ///< when more has arrived or the other end is closed, whatever was read
     };
 
     /// Keeps a descriptor or a timer registered. Move-only. A handler may end its own registration.
@@ -71,18 +71,14 @@ class EventLoop {
     /// the loop does not run waits until it runs.
     void post(Handler work);
 
-    /// Calls `onReadable` whenever `descriptor` is readable or its other end is closed. The
-    /// descriptor must stay open as long as the registration lives. Fails if the system cannot
-    /// watch it, for example a regular file. See epoll_ctl(2).
+    /// Calls `onReadable` when `descriptor` is readable or its other end is closed. The descriptor
+    /// must stay open as long as the registration lives. Fails if the system cannot watch it, for
+    /// example a regular file. See epoll_ctl(2).
     [[nodiscard]] Result<Registration> watch(int descriptor, Handler onReadable,
-                                             Reading reading = Reading::always);
+                                             Notice notice = Notice::whileReadable);
 
     /// Calls `handler` once, after `delay` or later.
     Registration callAfter(std::chrono::milliseconds delay, Handler handler);
-
-    /// Descriptors watched with `whileAllIsSent` are not read while `isSending` returns true; it is
-    /// called before every wait. An empty function means that they are always read.
-    void pauseReadingWhile(std::function<bool()> isSending) { isSending_ = std::move(isSending); }
 
     /// The library's loop, for code that registers with it directly. Lives as long as this object.
     [[nodiscard]] sd_event* handle() const noexcept { return event_.get(); }
@@ -101,7 +97,6 @@ class EventLoop {
     [[nodiscard]] bool takeStop();
     void runGuarded(const Handler& handler);
     void runPosted();
-    void pauseReading();
     Registration add(const std::shared_ptr<Source>& source);
     void forget(const Source& source) noexcept;
 
@@ -111,8 +106,6 @@ class EventLoop {
     SourceHandle wakeUpSource_;
     SourceHandle clock_;
     std::unordered_map<const Source*, std::shared_ptr<Source>> sources_;
-    std::function<bool()> isSending_;
-    bool isReadingPaused_ = false;
 
     std::mutex postedMutex_;
     std::vector<Handler> posted_; // guarded by the mutex, like isStopped_

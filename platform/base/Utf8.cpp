@@ -1,5 +1,6 @@
 #include "platform/base/Utf8.h"
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -149,6 +150,17 @@ std::size_t validUtf8Prefix(std::string_view bytes) noexcept
 bool isValidUtf8(std::string_view bytes) noexcept
 {
     return validUtf8Prefix(bytes) == bytes.size();
+}
+
+std::size_t unfinishedUtf8Suffix(std::string_view bytes) noexcept
+{
+    constexpr std::size_t longest = 3;
+    for (std::size_t size = 1; size <= std::min(bytes.size(), longest); ++size) {
+        const std::uint64_t state = advance(complete, bytes.data() + bytes.size() - size, size);
+        if (state != complete && state != malformed)
+            return size;
+    }
+    return 0;
 }
 
 } // namespace veltra

@@ -12,4 +12,8 @@ namespace veltra {
 /// How many bytes at the start of `bytes` form complete, well-formed characters.
 [[nodiscard]] std::size_t validUtf8Prefix(std::string_view bytes) noexcept;
 
+/// How many bytes at the end of `bytes` are the start of a character that more bytes could
+/// complete.
+[[nodiscard]] std::size_t unfinishedUtf8Suffix(std::string_view bytes) noexcept;
+
 } // namespace veltra

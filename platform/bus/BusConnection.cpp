@@ -186,12 +186,6 @@ Result<> BusConnection::setLossHandler(std::function<void()> onLoss)
     return success;
 }
 
-bool BusConnection::isSending() const
-{
-    std::uint64_t waiting = 0;
-    return ::sd_bus_get_n_queued_write(bus_.get(), &waiting) >= 0 && waiting > 0;
-}
-
 BusMessage BusConnection::methodCall(const std::string& service, const std::string& path,
                                      const std::string& interface, const std::string& method)
 {

@@ -93,9 +93,6 @@ class BusConnection {
     /// an error. The connection must be kept alive until the handler has returned.
     [[nodiscard]] Result<> setLossHandler(std::function<void()> onLoss);
 
-    /// Whether sent messages still wait for the bus to read them.
-    [[nodiscard]] bool isSending() const;
-
     /// A new call; append its arguments, then send it.
     [[nodiscard]] BusMessage methodCall(const std::string& service, const std::string& path,
                                         const std::string& interface, const std::string& method);

@@ -40,11 +40,6 @@ ServiceListener::ServiceListener(std::shared_ptr<EventLoop> loop, std::string ma
 {
 }
 
-ServiceListener::~ServiceListener()
-{
-    loop_->pauseReadingWhile({});
-}
-
 Result<> ServiceListener::resume()
 {
     auto connection = BusConnection::open();
@@ -58,7 +53,6 @@ Result<> ServiceListener::resume()
     });
     if (!watched)
         return watched;
-    loop_->pauseReadingWhile([bus = bus_] { return bus->isSending(); });
     return takePlace();
 }
 

@@ -47,7 +47,7 @@ class ServiceListener {
     ServiceListener(std::shared_ptr<EventLoop> loop, std::string machServiceName);
     ServiceListener(const ServiceListener&) = delete;
     ServiceListener& operator=(const ServiceListener&) = delete;
-    ~ServiceListener();
+    ~ServiceListener() = default;
 
     /// Set all of these before resume(). The delegate must outlive the listener.
     void setDelegate(ServiceListenerDelegate* delegate) noexcept { delegate_ = delegate; }

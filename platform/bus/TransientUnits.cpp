@@ -148,8 +148,8 @@ Result<> TransientUnits::launch(const Task& task, std::function<void(const std::
     // systemd would only report this as an exit status of the program.
     if (::access(task.launchPath.c_str(), X_OK) != 0)
         return Error::last("start", task.launchPath);
-    const auto streams = std::make_shared<TaskStreams>(task.standardOutput, task.standardError);
-    auto ends = streams->start(loop_);
+    const auto streams = std::make_shared<TaskStreams>(loop_, task);
+    auto ends = streams->start();
     if (!ends)
         return ends.error();
 

@@ -86,9 +86,8 @@ class RunningTask : public std::enable_shared_from_this<RunningTask> {
     // Everything that can fail, except the last step, is done before the program runs.
     [[nodiscard]] Result<> start(EventLoop& loop)
     {
-        const auto streams =
-            std::make_shared<TaskStreams>(task_.standardOutput, task_.standardError);
-        const auto ends = streams->start(loop);
+        const auto streams = std::make_shared<TaskStreams>(loop, task_);
+        const auto ends = streams->start();
         if (!ends)
             return ends.error();
 

@@ -1,24 +1,33 @@
 #include "platform/process/TaskStreams.h"
 
-#include <array>
-#include <cerrno>
 #include <utility>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 namespace veltra {
 
-TaskStreams::TaskStreams(Handler onOutput, Handler onError)
-    : output_{.handler = std::move(onOutput), .descriptor = {}, .watch = {}},
-      error_{.handler = std::move(onError), .descriptor = {}, .watch = {}}
+namespace {
+
+std::shared_ptr<ReadingGate> gateOf(const Task& task, EventLoop& loop)
+{
+    return task.gate ? task.gate : std::make_shared<ReadingGate>(loop, [] { return true; });
+}
+
+} // namespace
+
+TaskStreams::TaskStreams(EventLoop& loop, const Task& task)
+    : TaskStreams{gateOf(task, loop), loop, task}
 {
 }
 
-Result<TaskStreams::WriteEnds> TaskStreams::start(EventLoop& loop)
+TaskStreams::TaskStreams(std::shared_ptr<ReadingGate> gate, EventLoop& loop, const Task& task)
+    : output_{std::make_shared<OutputStream>(loop, gate, task.standardOutput)},
+      error_{std::make_shared<OutputStream>(loop, std::move(gate), task.standardError)}
 {
-    auto output = listen(loop, output_);
-    auto error = listen(loop, error_);
+}
+
+Result<TaskStreams::WriteEnds> TaskStreams::start()
+{
+    auto output = output_->start();
+    auto error = error_->start();
     if (output && error)
         return WriteEnds{std::move(output.value()), std::move(error.value())};
 
@@ -28,40 +37,8 @@ Result<TaskStreams::WriteEnds> TaskStreams::start(EventLoop& loop)
 
 void TaskStreams::stop()
 {
-    output_.watch = {};
-    error_.watch = {};
-}
-
-Result<Fd> TaskStreams::listen(EventLoop& loop, Stream& stream)
-{
-    std::array<int, 2> ends{};
-    if (::pipe2(ends.data(), O_CLOEXEC) != 0)
-        return Error::last("make a pipe");
-    Fd readEnd{ends[0]};
-    Fd writeEnd{ends[1]};
-    // The program's end stays in blocking mode, as programs expect.
-    if (::fcntl(readEnd.get(), F_SETFL, O_NONBLOCK) != 0)
-        return Error::last("make a pipe");
-
-    stream.descriptor = std::move(readEnd);
-    auto watch = loop.watch(
-        stream.descriptor.get(), [self = shared_from_this(), &stream] { read(stream); },
-        EventLoop::Reading::whileAllIsSent);
-    if (!watch)
-        return watch.error();
-    stream.watch = std::move(watch.value());
-    return writeEnd;
-}
-
-void TaskStreams::read(Stream& stream)
-{
-    std::array<char, 65536> piece; // NOLINT(*-member-init): read(2) fills what is used of it
-    const ssize_t count = ::read(stream.descriptor.get(), piece.data(), piece.size());
-    if (count < 0 && (errno == EAGAIN || errno == EINTR))
-        return;
-    if (count <= 0)
-        stream.watch = {};
-    stream.handler({piece.data(), count > 0 ? static_cast<std::size_t>(count) : 0});
+    output_->stop();
+    error_->stop();
 }
 
 } // namespace veltra

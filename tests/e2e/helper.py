@@ -26,11 +26,16 @@ COMMANDS = {
     "Enforce Policies": "-e",
 }
 
-# Notes what it is asked for; "-e" waits until it may end.
+# Notes what it is asked for. A shell writes each line at once, "-e" waits until it may end.
 ANSWERS = f"""#!/bin/bash
 printf '%s\\n' "$1" >>{CALLS}
 case $1 in
--i) /usr/bin/printf 'AgentMode: 1\\nZelServerLastUsed: 10.0.0.5\\nVersion: 5.7.1\\n' ;;
+-i)
+    for line in 'AgentMode: 1' 'ZelServerLastUsed: 10.0.0.5' 'Version: 5.7.1'; do
+        echo "$line"
+        sleep 0.02
+    done
+    ;;
 -e) until [[ -e /var/Veltra/go ]]; do sleep 0.02; done ;;
 esac
 """

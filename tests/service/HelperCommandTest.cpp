@@ -113,35 +113,6 @@ TEST(HelperCommand, TakesAuthorizationDataAndIgnoresIt)
               (Words{"a err ", "a exit 3", "a out "}));
 }
 
-TEST(HelperCommand, DropsAPieceThatIsNotUtf8AndNoOther)
-{
-    Client client;
-
-    // Output is not read before what was written earlier to the other stream.
-    client.tell("run a printf 'bad \\xFF'; printf read >&2; "
-                "until [[ -e /tmp/go ]]; do sleep 0.01; done; printf good");
-    EXPECT_EQ(client.line(), "a err read");
-    std::ofstream{"/tmp/go"};
-
-    EXPECT_TRUE(client.hears("a out good"));
-}
-
-TEST(HelperCommand, DropsBothPiecesOfACharacterThatIsWrittenInTwo)
-{
-    Client client;
-
-    client.tell("run a printf '\\xC3'; printf one >&2; "
-                "until [[ -e /tmp/go ]]; do sleep 0.01; done; "
-                "printf '\\xA4'; printf two >&2; "
-                "until [[ -e /tmp/done ]]; do sleep 0.01; done; printf end");
-    EXPECT_EQ(client.line(), "a err one");
-    std::ofstream{"/tmp/go"};
-    EXPECT_EQ(client.line(), "a err two");
-    std::ofstream{"/tmp/done"};
-
-    EXPECT_TRUE(client.hears("a out end"));
-}
-
 TEST(HelperCommand, GivesTheToolNoInput)
 {
     Client client;

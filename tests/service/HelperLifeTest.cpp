@@ -6,15 +6,6 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// A sanitizer's memory is not the helper's.
-void expectSmall([[maybe_unused]] pid_t helper)
-{
-#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
-    constexpr long mostKilobytes = 12 * 1024;
-    EXPECT_LT(statusOf(helper, "VmHWM"), mostKilobytes);
-#endif
-}
-
 void killBus()
 {
     // The brackets keep the shell, whose command line this is, from being meant.
@@ -276,38 +267,6 @@ TEST(HelperLife, HasNoThreadOrDescriptorMoreForAThousandConnections)
         return statusOf(client.pid(), "Threads") <= clientsThreads &&
                descriptorsOf(client.pid()) <= clientsDescriptors;
     }));
-}
-
-TEST(HelperLife, StaysSmallWhileAToolPrintsHundredsOfMegabytes)
-{
-    Client client;
-    client.tell("connect b counted");
-    client.version("b");
-    const pid_t helper = helperProcess();
-
-    client.tell("run b head -c 300000000 /dev/zero | tr '\\0' x");
-
-    // It takes a while where a sanitizer watches.
-    Words heard{client.line(10min), client.line(5min)};
-    std::ranges::sort(heard);
-    EXPECT_EQ(heard, (Words{"b exit 0", "counted 300000000"}));
-    expectSmall(helper);
-}
-
-TEST(HelperLife, ServesOthersWhileAClientNeverReads)
-{
-    Client deaf;
-    deaf.tell("connect b counted");
-    deaf.version("b");
-    deaf.tell("run b echo $$ > /tmp/pid; head -c 300000000 /dev/zero | tr '\\0' x");
-    ASSERT_TRUE(becomesTrue([] { return std::filesystem::exists("/tmp/pid"); }));
-    deaf.kill(SIGSTOP);
-
-    Client other;
-
-    other.tell("version a");
-    EXPECT_TRUE(other.hears("a version 1.0.0"));
-    expectSmall(helperProcess());
 }
 
 TEST(HelperLife, OutlivesTheBusOnTheClientsSide)

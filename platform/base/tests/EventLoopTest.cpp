@@ -44,16 +44,20 @@ class EventLoopTest : public testing::Test {
     void add(const std::string& word) { words_.push_back(word); }
     [[nodiscard]] const Words& words() const { return words_; }
 
-    EventLoop::Registration watch(const Pipe& pipe, const std::string& word,
-                                  EventLoop::Reading reading = EventLoop::Reading::always)
+    EventLoop::Registration watch(const Pipe& pipe, const std::string& word)
+    {
+        auto registration = loop().watch(pipe.readEnd.get(), [this, &pipe, word] {
+            pipe.readOne();
+            add(word);
+        });
+        return std::move(registration.value());
+    }
+
+    /// Reads nothing.
+    EventLoop::Registration watchArrivals(const Pipe& pipe)
     {
         auto registration = loop().watch(
-            pipe.readEnd.get(),
-            [this, &pipe, word] {
-                pipe.readOne();
-                add(word);
-            },
-            reading);
+            pipe.readEnd.get(), [this] { add("noticed"); }, EventLoop::Notice::onArrival);
         return std::move(registration.value());
     }
 
@@ -251,40 +255,31 @@ TEST_F(EventLoopTest, TakesRegistrationsThatItsHandlersHold)
     EXPECT_TRUE(held.expired());
 }
 
-TEST_F(EventLoopTest, LeavesDescriptorsAloneWhileSomethingIsBeingSent)
+TEST_F(EventLoopTest, NoticesEachArrivalOnceThoughNothingIsRead)
 {
-    bool isSending = true;
-    loop().pauseReadingWhile([&] { return isSending; });
-    const Pipe heldBack;
-    const Pipe always;
-    const auto first = watch(heldBack, "held back", EventLoop::Reading::whileAllIsSent);
-    const auto second = watch(always, "always");
-    heldBack.write();
-    always.write();
+    const Pipe pipe;
+    const auto registration = watchArrivals(pipe);
+    pipe.write();
 
     runOut();
-    EXPECT_EQ(words(), Words{"always"});
-    isSending = false;
+    EXPECT_EQ(words(), Words{"noticed"});
+    pipe.write();
     runOut();
 
-    EXPECT_EQ(words(), (Words{"always", "held back"}));
+    EXPECT_EQ(words(), (Words{"noticed", "noticed"}));
 }
 
-TEST_F(EventLoopTest, LeavesADescriptorAloneThatIsAddedWhileSomethingIsBeingSent)
+TEST_F(EventLoopTest, NoticesOnArrivalThatTheOtherEndIsClosed)
 {
-    bool isSending = true;
-    loop().pauseReadingWhile([&] { return isSending; });
-    runOut();
-    const Pipe heldBack;
-    heldBack.write();
-
-    const auto registration = watch(heldBack, "held back", EventLoop::Reading::whileAllIsSent);
-    runOut();
-    EXPECT_EQ(words(), Words{});
-    isSending = false;
+    Pipe pipe;
+    const auto registration = watchArrivals(pipe);
+    pipe.write();
     runOut();
 
-    EXPECT_EQ(words(), Words{"held back"});
+    pipe.writeEnd = Fd{};
+    runOut();
+
+    EXPECT_EQ(words(), (Words{"noticed", "noticed"}));
 }
 
 TEST_F(EventLoopTest, LetsARegistrationOutliveIt)

@@ -236,5 +236,28 @@ TEST(Utf8, FindsATextThatIsCutInsideACharacter)
     EXPECT_EQ(cutInside, 2U + 3U + 1U);
 }
 
+TEST(Utf8, TellsHowMuchOfACharacterIsAtTheEnd)
+{
+    for (const char* const text : {"", "a", "\xC3\xA4", "\xFF", "\xE6\x97"}) {
+        const std::string start{text};
+        EXPECT_EQ(unfinishedUtf8Suffix(start + "\xC3"), 1U);
+        EXPECT_EQ(unfinishedUtf8Suffix(start + "\xE6"), 1U);
+        EXPECT_EQ(unfinishedUtf8Suffix(start + "\xE6\x97"), 2U);
+        EXPECT_EQ(unfinishedUtf8Suffix(start + "\xF0"), 1U);
+        EXPECT_EQ(unfinishedUtf8Suffix(start + "\xF0\x9F"), 2U);
+        EXPECT_EQ(unfinishedUtf8Suffix(start + "\xF0\x9F\x98"), 3U);
+    }
+}
+
+TEST(Utf8, TakesNothingForTheStartOfACharacterThatCannotBecomeOne)
+{
+    for (const char* const text :
+         {"", "a", "\xC3\xA4", "\xE6\x97\xA5", "\xF0\x9F\x98\x80", "\xFF", "\x80", "\xC0",
+          "\xE0\x80", "\xED\xA0", "\xF0\x80", "\xF4\x90", "\xF5", "\xC3\xA4\x80",
+          "\xE6\x97"
+          "a"})
+        EXPECT_EQ(unfinishedUtf8Suffix(text), 0U) << testing::PrintToString(text);
+}
+
 } // namespace
 } // namespace veltra

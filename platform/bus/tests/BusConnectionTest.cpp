@@ -378,27 +378,5 @@ TEST_F(BusConnectionTest, BelievesASignalOnlyFromItsSender)
     EXPECT_EQ(owners, Words{stranger->uniqueName()});
 }
 
-TEST_F(BusConnectionTest, SaysThatItIsSendingUntilTheBusHasTakenAll)
-{
-    const std::string text(1024 * 1024, 'x');
-    EXPECT_FALSE(service().isSending());
-
-    signalDaemon(SIGSTOP);
-    // The library asks the system to take up to 8 MiB at once.
-    for (int i = 0; i < 20; ++i) {
-        auto call = service().methodCall(service().uniqueName(), "/", interface, "Text");
-        ASSERT_TRUE(service().send(call.append(text)));
-    }
-    EXPECT_TRUE(service().isSending());
-    signalDaemon(SIGCONT);
-    const std::function<void()> stopWhenSent = [&] {
-        service().isSending() ? loop().post(stopWhenSent) : loop().stop();
-    };
-    stopWhenSent();
-    EXPECT_TRUE(loop().run());
-
-    EXPECT_FALSE(service().isSending());
-}
-
 } // namespace
 } // namespace veltra

@@ -1,8 +1,10 @@
 #include "platform/process/Task.h"
 
+#include "platform/base/Utf8.h"
 #include "platform/base/tests/TemporaryFolder.h"
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <iterator>
 #include <optional>
@@ -141,6 +143,118 @@ TEST_F(TaskTest, GivesEachPieceWhenItIsPrinted)
     run(std::move(talker));
 
     EXPECT_EQ(outputPieces(), (Words{"one", "two", ""}));
+}
+
+TEST_F(TaskTest, GivesLinesThatAreFlushedOneByOneTogether)
+{
+    run(shell("for line in 1 2 3 4; do echo $line; done"));
+
+    EXPECT_EQ(outputPieces(), (Words{"1\n2\n3\n4\n", ""}));
+}
+
+// A program that is never silent, and that would take an hour to fill a piece, ends when it is
+// heard.
+TEST_F(TaskTest, GivesWhatAProgramPrintsThatIsNeverSilentForLong)
+{
+    const TemporaryFolder folder;
+    Task talker = shell("until [ -e " + folder.file("go") + " ]; do echo x; sleep 0.05; done");
+    talker.standardOutput = [&, take = talker.standardOutput](std::string_view piece) {
+        take(piece);
+        folder.write("go", "");
+    };
+
+    run(std::move(talker));
+
+    EXPECT_EQ(output().substr(0, 2), "x\n");
+}
+
+TEST_F(TaskTest, GivesPiecesOfASixteenthOfAMebibyteOfAFlood)
+{
+    run(shell("head -c 1048576 /dev/zero"));
+
+    Words pieces = outputPieces();
+    EXPECT_EQ(output().size(), 1048576U);
+    EXPECT_LE(std::ranges::max(pieces, {}, &std::string::size).size(), 65536U);
+    EXPECT_LT(pieces.size(), 100U) << "it takes 17 if the program is never slow";
+}
+
+// A pipe is full with less than it could hold if each write takes a page of its own.
+TEST_F(TaskTest, ReadsAFloodAtFullSpeedHoweverItIsWritten)
+{
+    const auto start = std::chrono::steady_clock::now();
+
+    run(shell("dd if=/dev/zero bs=2100 count=40000 2>/dev/null"));
+
+    EXPECT_EQ(output().size(), 84'000'000U);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::minutes{1});
+}
+
+TEST_F(TaskTest, CarriesTheStartOfACharacterToTheNextPiece)
+{
+    const TemporaryFolder folder;
+    ASSERT_EQ(::mkfifo(folder.file("go").c_str(), 0600), 0);
+    Task talker = shell(R"(printf 'a\303'; read go <)" + folder.file("go") + R"(; printf '\244b')");
+    talker.standardOutput = [&, take = talker.standardOutput](std::string_view piece) {
+        take(piece);
+        if (piece == "a")
+            folder.write("go", "on\n");
+    };
+
+    run(std::move(talker));
+
+    EXPECT_EQ(outputPieces(), (Words{"a",
+                                     "\xC3\xA4"
+                                     "b",
+                                     ""}));
+}
+
+TEST_F(TaskTest, CutsNoCharacterOfAFlood)
+{
+    run(shell("printf a; yes '\xE6\x97\xA5' | tr -d '\\n' | head -c 3000000"));
+
+    EXPECT_EQ(output().size(), 3'000'001U);
+    for (const std::string& piece : outputPieces())
+        EXPECT_TRUE(isValidUtf8(piece));
+}
+
+TEST_F(TaskTest, GivesTheRestOfACharacterWithoutAnEndAsAPiece)
+{
+    run(shell(R"(printf 'a\303')"));
+
+    EXPECT_EQ(outputPieces(), (Words{"a", "\xC3", ""}));
+}
+
+TEST_F(TaskTest, ReadsNothingWhileTheGateIsClosed)
+{
+    bool isOpen = false;
+    EventLoop::Registration later;
+    Task held = shell("seq 100000");
+    held.gate = std::make_shared<ReadingGate>(loop(), [&] { return isOpen; });
+    const auto gate = held.gate;
+    later = loop().callAfter(std::chrono::milliseconds{300}, [&] {
+        EXPECT_EQ(outputPieces(), Words{});
+        isOpen = true;
+        gate->opened();
+    });
+
+    run(std::move(held));
+
+    EXPECT_EQ(output().size(), 588'895U);
+}
+
+TEST_F(TaskTest, LeavesNothingOfAProgramThatAClosedGateHoldsBack)
+{
+    const auto before = openDescriptors();
+    {
+        const auto shortLived = std::move(EventLoop::open({}).value());
+        Task held = shell("echo out");
+        held.gate = std::make_shared<ReadingGate>(*shortLived, [] { return false; });
+        held.terminationHandler = [&](int) { shortLived->stop(); };
+        ASSERT_TRUE(launch(*shortLived, std::move(held)));
+        EXPECT_TRUE(shortLived->run());
+    }
+
+    EXPECT_EQ(openDescriptors(), before);
 }
 
 TEST_F(TaskTest, GivesTheNumberOfTheSignalThatEndedTheProgram)

@@ -64,6 +64,74 @@ class CountedOutput : public AppProtocol {
     std::size_t size_ = 0;
 };
 
+// Expects the numbers from 1, each on a line, and then the line "end"; prints only how far they
+// were complete and in order.
+class OrderedOutput : public AppProtocol {
+  public:
+    void logWithStdOut(const std::string& text) override
+    {
+        text_ += text;
+        std::size_t start = 0;
+        for (std::size_t end = 0; (end = text_.find('\n', start)) != std::string::npos;
+             start = end + 1)
+            take(text_.substr(start, end - start));
+        text_.erase(0, start);
+    }
+
+    void logWithStdErr(const std::string&) override {}
+
+  private:
+    void take(const std::string& line)
+    {
+        if (line == "end")
+            say("in order up to " + std::to_string(last_));
+        else if (line == std::to_string(last_ + 1))
+            ++last_;
+    }
+
+    std::string text_;
+    long last_ = 0;
+};
+
+// What a client that is not the real program may do when it is asked whether it took its output.
+int sayNothing(sd_bus_message*)
+{
+    return 1;
+}
+
+int answerWithAnError(sd_bus_message* question)
+{
+    sd_bus_reply_method_errorf(question, "com.veltra.Error.No", "no");
+    return 1;
+}
+
+// Answers a call that no answer is expected to.
+void answerUnasked(sd_bus_message* call)
+{
+    sd_bus_message* answer = nullptr;
+    sd_bus_message_new_method_return(call, &answer);
+    sd_bus_send(nullptr, answer, nullptr);
+    sd_bus_message_unref(answer);
+}
+
+/// Takes counted output, but has its own way with the helper's questions.
+ClientConnection::Receiver takeOddly(int (*answer)(sd_bus_message*))
+{
+    const auto output = exportAppProtocol(std::make_shared<CountedOutput>());
+    return [output, answer, isFirst = true](BusMessage& call) mutable {
+        const auto filter = [](sd_bus_message* message, void* answerQuestion, sd_bus_error*) {
+            if (sd_bus_message_is_method_call(message, "org.freedesktop.DBus.Peer", "Ping") <= 0)
+                return 0;
+            return reinterpret_cast<int (*)(sd_bus_message*)>(answerQuestion)(message);
+        };
+        sd_bus* const bus = sd_bus_message_get_bus(call.handle());
+        if (std::exchange(isFirst, false))
+            sd_bus_add_filter(bus, nullptr, filter, reinterpret_cast<void*>(answer));
+        answerUnasked(call.handle());
+        output(call);
+    };
+}
+
 std::map<std::string, std::shared_ptr<ClientConnection>> connections;
 
 std::shared_ptr<ClientConnection> newConnection()
@@ -72,13 +140,23 @@ std::shared_ptr<ClientConnection> newConnection()
         ClientConnection::initWithMachServiceName(HelperConstants::machServiceName));
 }
 
-void openConnection(const std::string& name, const std::string& counted)
+ClientConnection::Receiver receiver(const std::string& name, const std::string& manner)
+{
+    if (manner == "counted")
+        return exportAppProtocol(std::make_shared<CountedOutput>());
+    if (manner == "ordered")
+        return exportAppProtocol(std::make_shared<OrderedOutput>());
+    if (manner == "withholding")
+        return takeOddly(sayNothing);
+    if (manner == "erring")
+        return takeOddly(answerWithAnError);
+    return exportAppProtocol(std::make_shared<Output>(name));
+}
+
+void openConnection(const std::string& name, const std::string& manner)
 {
     auto connection = newConnection();
-    std::shared_ptr<AppProtocol> app = std::make_shared<Output>(name);
-    if (counted == "counted")
-        app = std::make_shared<CountedOutput>();
-    connection->setExportedObject(exportAppProtocol(app));
+    connection->setExportedObject(receiver(name, manner));
     connection->setInvalidationHandler([name] { say(name + " ended"); });
     connection->resume();
     connections[name] = std::move(connection);
