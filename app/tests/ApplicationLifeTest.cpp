@@ -5,13 +5,11 @@
 #include "app/VXStatusMainVC.h"
 #include "app/tests/AppTesting.h"
 #include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/tests/PrivateSessionBus.h"
 
 #include <QProcess>
 
-#include <csignal>
-
 #include <gtest/gtest.h>
-#include <sys/prctl.h>
 
 namespace veltra {
 namespace {
@@ -192,26 +190,11 @@ TEST_F(ApplicationLifeTest, BringsNothingToTheFrontWhenThereIsNoWindow)
 }
 
 /// The same with the test's own session bus.
-class SessionTest : public ApplicationLifeTest {
+class SessionTest : public ApplicationLifeTest, protected PrivateSessionBus {
   protected:
-    SessionTest()
-    {
-        address_ = QStringLiteral("unix:path=") + QString::fromStdString(folder_.file("bus"));
-        daemon_.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
-        daemon_.start(QStringLiteral("dbus-daemon"),
-                      {QStringLiteral("--session"), QStringLiteral("--nofork"),
-                       QStringLiteral("--nopidfile"), QStringLiteral("--address=%1").arg(address_),
-                       QStringLiteral("--print-address")});
-        if (!daemon_.waitForReadyRead())
-            throw std::runtime_error{daemon_.errorString().toStdString()};
-        qputenv("DBUS_SESSION_BUS_ADDRESS", address_.toUtf8());
-    }
-    ~SessionTest() override
-    {
-        controller_.reset();
-        daemon_.terminate();
-        daemon_.waitForFinished();
-    }
+    void SetUp() override { startSession(); }
+
+    void TearDown() override { controller_.reset(); }
 
     /// Posts a notification as another program does.
     static void post(const QString& name)
@@ -222,16 +205,12 @@ class SessionTest : public ApplicationLifeTest {
              QStringLiteral("com.veltra.DistributedNotification.") + name});
         ASSERT_EQ(status, 0);
     }
-
-  private:
-    TemporaryFolder folder_;
-    QString address_;
-    QProcess daemon_;
 };
 
 TEST_F(SessionTest, ALaunchNotificationOfAnotherProcessBringsTheWindowToTheFront)
 {
     controller_->awakeFromNib();
+    waitForBus();
     window_->showMinimized();
 
     post(launchName);
@@ -246,6 +225,7 @@ TEST_F(SessionTest, AControllerThatIsNotAwakeHearsNobody)
     bool isFenceHeard = false;
     const auto fence = DistributedNotificationCenter::addObserver(
         QStringLiteral("Fence"), [&](const QString&) { isFenceHeard = true; });
+    waitForBus();
 
     post(launchName);
     post(QStringLiteral("Fence"));

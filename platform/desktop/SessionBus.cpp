@@ -1,16 +1,11 @@
 #include "platform/desktop/SessionBus.h"
 
-#include <chrono>
-#include <cstdint>
-
 namespace veltra {
 
 namespace {
 
 // More messages than this in one event loop iteration would delay input and painting.
 constexpr int mostPerTurn = 64;
-
-constexpr std::chrono::microseconds longestAnswer = std::chrono::seconds{5};
 
 } // namespace
 
@@ -25,7 +20,6 @@ std::shared_ptr<SessionBus> SessionBus::connection()
     if (sd_bus_open_user(&bus) < 0)
         return nullptr;
 
-    sd_bus_set_method_call_timeout(bus, static_cast<std::uint64_t>(longestAnswer.count()));
     auto connection = std::make_shared<SessionBus>(bus);
     current = connection;
     return connection;
@@ -42,17 +36,17 @@ SessionBus::SessionBus(sd_bus* bus)
 SessionBus::~SessionBus()
 {
     readable_.setEnabled(false);
-    sd_bus_flush_close_unref(bus_);
+    // Without flushing, which would wait for a bus that hangs.
+    sd_bus_close_unref(bus_);
 }
 
 SessionBus::Match SessionBus::match(const std::string& interface, const std::string& member,
                                     sd_bus_message_handler_t callback, void* context)
 {
     sd_bus_slot* slot = nullptr;
-    sd_bus_match_signal(bus_, &slot, nullptr, nullptr, interface.c_str(), member.c_str(), callback,
-                        context);
-    // Messages that arrived during the call to the bus are now in memory, so the descriptor does
-    // not report them.
+    sd_bus_match_signal_async(bus_, &slot, nullptr, nullptr, interface.c_str(), member.c_str(),
+                              callback, nullptr, context);
+    // Sends what did not fit into the socket immediately, or came before the bus's greeting.
     again_.start();
     return Match{slot};
 }
@@ -64,7 +58,6 @@ SessionBus::Match SessionBus::call(const Method& method,
     sd_bus_slot* slot = nullptr;
     sd_bus_call_method_async(bus_, &slot, method.service, method.path, method.interface,
                              method.name, callback, context, "ss", arguments[0], arguments[1]);
-    // Sends what did not fit into the socket immediately.
     again_.start();
     return Match{slot};
 }

@@ -12,7 +12,10 @@
 namespace veltra {
 
 /// A connection to the D-Bus session bus, served by the main thread's event loop and not by a
-/// separate thread. Main thread only. See sd-bus(3).
+/// separate thread. Never waits for the bus. Main thread only. See sd-bus(3).
+///
+/// Not QtDBus, which waits for the bus while it connects: if the bus hangs, the program would never
+/// show its window.
 class SessionBus : public std::enable_shared_from_this<SessionBus> {
   public:
     struct EndMatch {
@@ -30,8 +33,8 @@ class SessionBus : public std::enable_shared_from_this<SessionBus> {
     SessionBus& operator=(const SessionBus&) = delete;
     ~SessionBus();
 
-    /// Calls `callback`, which must not throw, with `context` for every signal called `member`. The
-    /// bus has registered the match when this returns; null if the bus refused it.
+    /// Calls `callback`, which must not throw, with `context` for every signal called `member` that
+    /// is sent after the bus has registered the match. Null if it could not be asked to.
     [[nodiscard]] Match match(const std::string& interface, const std::string& member,
                               sd_bus_message_handler_t callback, void* context);
 

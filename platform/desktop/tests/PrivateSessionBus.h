@@ -1,6 +1,8 @@
 #pragma once
 
 #include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/SessionBus.h"
+#include "platform/desktop/tests/QtEventLoop.h"
 
 #include <QProcess>
 #include <QString>
@@ -37,6 +39,7 @@ class PrivateSessionBus {
 
     void stopBus()
     {
+        resumeBus();
         daemon_.terminate();
         daemon_.waitForFinished();
     }
@@ -48,12 +51,40 @@ class PrivateSessionBus {
         qputenv("DBUS_SESSION_BUS_ADDRESS", address().toUtf8());
     }
 
+    /// Has the bus answer nobody, even though programs can still connect to it.
+    void hangBus() { ASSERT_EQ(::kill(daemonId(), SIGSTOP), 0); }
+
+    void resumeBus()
+    {
+        if (daemon_.state() == QProcess::Running) {
+            ASSERT_EQ(::kill(daemonId(), SIGCONT), 0);
+        }
+    }
+
+    /// Waits until the bus has done what this program has asked it so far: it answers in order.
+    static void waitForBus()
+    {
+        const auto bus = SessionBus::connection();
+        ASSERT_NE(bus, nullptr);
+        bool isAnswered = false;
+        const auto fence = bus->call(
+            {"org.freedesktop.DBus", "/", "org.freedesktop.DBus", "NoSuchMethod"}, {"", ""},
+            [](sd_bus_message*, void* answered, sd_bus_error*) {
+                *static_cast<bool*>(answered) = true;
+                return 0;
+            },
+            &isAnswered);
+        ASSERT_TRUE(runLoopUntil([&] { return isAnswered; }));
+    }
+
     QString address() const
     {
         return QStringLiteral("unix:path=") + QString::fromStdString(folder_.file("bus"));
     }
 
   private:
+    pid_t daemonId() const { return static_cast<pid_t>(daemon_.processId()); }
+
     TemporaryFolder folder_;
     QProcess daemon_;
 };
