@@ -47,8 +47,9 @@ int DesktopAppearance::settingChanged(sd_bus_message* signal, void* self,
 // The value is a number in a variant; in the reply that variant is inside another.
 void DesktopAppearance::take(sd_bus_message* message) const
 {
+    char type = 0;
     const char* contents = nullptr;
-    if (sd_bus_message_peek_type(message, nullptr, &contents) > 0 &&
+    if (sd_bus_message_peek_type(message, &type, &contents) > 0 && type == SD_BUS_TYPE_VARIANT &&
         std::string_view{contents} == "v")
         sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, contents);
     std::uint32_t scheme = 0;
