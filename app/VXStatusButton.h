@@ -39,6 +39,7 @@ class VXStatusButton : public QObject {
     void setButton4(CommandButton* button) { buttons_[4] = button; }
     void setButton5(CommandButton* button) { buttons_[5] = button; }
 
+    // Not used by the program itself; part of the interface.
     [[nodiscard]] CommandButton* button() const { return buttons_[0]; }
     [[nodiscard]] CommandButton* button1() const { return buttons_[1]; }
     [[nodiscard]] CommandButton* button2() const { return buttons_[2]; }

@@ -57,11 +57,14 @@ class VXStatusMainVC : public QObject, public LogPathReceiver {
 
     /// The full path of the log that was the newest when the controller was created.
     [[nodiscard]] const QString& initalFilePath() const noexcept { return initalFilePath_; } // sic
-    void setInitalFilePath(const QString& path) { initalFilePath_ = path; }                  // sic
+    /// Not used by the program itself; part of the interface.
+    void setInitalFilePath(const QString& path) { initalFilePath_ = path; } // sic
 
     /// The names of the agent's logs when the controller was created.
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] const QStringList& logFiles() const noexcept { return logFiles_; }
 
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] QWidget* mainWindow() const { return mainWindow_; }
     void setMainWindow(QWidget* window) { mainWindow_ = window; }
 

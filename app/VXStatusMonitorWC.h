@@ -15,6 +15,7 @@ class VXStatusMonitorWC : public QObject {
   public:
     explicit VXStatusMonitorWC(const VXStatusResourceController& resources);
 
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] QWidget* mainWindow() const { return mainWindow_; }
     void setMainWindow(QWidget* window) { mainWindow_ = window; }
 

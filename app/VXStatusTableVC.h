@@ -91,24 +91,30 @@ class VXStatusTableVC : public QObject {
     /// agent's tool. Any thread; the texts change on the main thread, soon after.
     void populateDictionary();
 
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] int numberOfRowsInTableView(const QTableView* table) const;
 
     /// The text of a cell; invalid if there is no such row.
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] QVariant tableView(const QTableView* table,
                                      const QString& objectValueForTableColumn, int row) const;
 
-    /// Ends the program.
+    /// Ends the program. Not used by the program itself; part of the interface.
     Q_INVOKABLE void close(QObject* sender);
 
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] LogTableModel& list() noexcept { return list_; }
 
+    // The log that is read. Not used by the program itself; part of the interface.
     [[nodiscard]] QString filepath() const;
     void setFilepath(const QString& path);
     [[nodiscard]] QString lastfilepath() const;
     void setLastfilepath(const QString& path);
     /// The byte offset at which the next pass starts.
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] std::uint64_t offset() const;
 
+    // The titles of the columns. Not used by the program itself; part of the interface.
     [[nodiscard]] const QString& DATE() const noexcept { return DATE_; }
     [[nodiscard]] const QString& TIME() const noexcept { return TIME_; }
     [[nodiscard]] const QString& Message_Type() const noexcept { return messageType_; }

@@ -15,6 +15,7 @@ namespace veltra {
 class VXStatusQueue;
 
 /// Is told, on the main thread, what happened to the paths of one VXStatusQueue.
+/// Not used by the program itself; part of the interface.
 class VXStatusQueueDelegate {
   public:
     virtual ~VXStatusQueueDelegate() = default;
@@ -24,7 +25,8 @@ class VXStatusQueueDelegate {
 };
 
 /// One client's view of the file watcher: the paths that this client registered, and a delegate
-/// that is told about changes to them. Main thread only.
+/// that is told about changes to them. Main thread only. The program itself uses only the shared
+/// watcher; the rest is part of the interface.
 class VXStatusQueue : public QObject {
     Q_OBJECT
 

@@ -71,6 +71,7 @@ class VXStatusQueueCentral : public QObject {
     /// thread for. Registering another path starts the thread again. Main thread only.
     void stop();
 
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] int queueFD() const noexcept { return queue_->descriptor(); }
 
     /// Watches `path` for the changes in `notifyingAbout`, or for all changes. Every call adds a
@@ -89,8 +90,9 @@ class VXStatusQueueCentral : public QObject {
     /// Stops watching all paths, whoever holds them.
     void removeAllPaths();
 
-    /// Records the names in the log folder, ignoring `path`, and watches nothing. // sic
-    void addFolerPath(const QString& path);
+    /// Records the names in the log folder, ignoring `path`, and watches nothing. The program
+    /// itself does not use the names; they are part of the interface.
+    void addFolerPath(const QString& path); // sic
     [[nodiscard]] const std::vector<std::string>& filesinWatchedFolder() const noexcept
     {
         return filesinWatchedFolder_;
@@ -100,9 +102,11 @@ class VXStatusQueueCentral : public QObject {
     [[nodiscard]] std::shared_ptr<VXStatusQueuePathEntry> entry(const QString& path) const;
     /// How many paths are watched.
     [[nodiscard]] std::size_t watchedFileCount() const;
+    /// Whether the thread is to go on. Not used by the program itself; part of the interface.
     [[nodiscard]] bool keepThreadRunning() const noexcept { return keepThreadRunning_; }
 
     /// A description of the watcher, without line breaks, indented by `indent` times four spaces.
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] QString descriptionWithLocale(const QString& locale, int indent) const;
 
     /// Posts a notification about `forFile` on both centres, on the main thread, and waits.

@@ -36,6 +36,7 @@ class VXStatusQueuePathEntry {
     [[nodiscard]] std::uint32_t subscriptionFlags() const noexcept { return subscriptionFlags_; }
     void setSubscriptionFlags(std::uint32_t flags) noexcept { subscriptionFlags_ = flags; }
 
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] const QString& logFilePath() const noexcept { return logfilePath_; }
     void setlogFilePath(const QString& path) { logfilePath_ = path; } // sic
 

@@ -44,6 +44,7 @@ class VXStatusResourceController : public QObject {
     /// Whether a file with this name is one of the agent's logs.
     [[nodiscard]] static bool isLogFileName(std::string_view name) noexcept;
 
+    // The properties are not used by the program itself; they are part of the interface.
     [[nodiscard]] QString languageCode() const { return languageCode_; }
     void setLanguageCode(const QString& code) { languageCode_ = code; }
     [[nodiscard]] QString localeCode() const { return localeCode_; }

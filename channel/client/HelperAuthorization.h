@@ -65,7 +65,7 @@ class HelperAuthorization {
     emptyAuthorizationExternalFormData(AuthorizationServices& services);
 
     /// Returns if the authorization behind an external form has, or gains, the right for a command.
-    /// May prompt.
+    /// May prompt. Not used by the program itself; part of the interface.
     static void verifyAuthorization(const std::optional<Data>& authData, const Selector& forCommand,
                                     AuthorizationServices& services);
     static void verifyAuthorization(const AuthorizationRef& reference,

@@ -81,19 +81,22 @@ class HelperToolController : public QObject {
     Q_INVOKABLE [[nodiscard]] QString getCommandOutPut() const;
 
     /// The external form of an authorization to send with commands; null to make a new one for
-    /// each.
+    /// each. Not used by the program itself; part of the interface.
     [[nodiscard]] QByteArray currentHelperAuthData() const { return currentHelperAuthData_; }
     Q_INVOKABLE void setCurrentHelperAuthData(const QByteArray& data)
     {
         currentHelperAuthData_ = data;
     }
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] bool helperIsInstalled() const { return helperIsInstalled_; }
     Q_INVOKABLE void setHelperIsInstalled(bool isInstalled) { helperIsInstalled_ = isInstalled; }
 
     /// The names of the two properties, once installHelper() has been called; empty before.
+    /// Not used by the program itself; part of the interface.
     [[nodiscard]] QString currentHelperAuthDataKeyPath() const;
     [[nodiscard]] QString helperIsInstalledKeyPath() const;
-    /// The option that was sent last. Any thread.
+    /// The option that was sent last. Any thread. Not used by the program itself; part of the
+    /// interface.
     [[nodiscard]] QString command() const;
     /// The connection to the helper, if there is one. Any thread.
     [[nodiscard]] std::shared_ptr<HelperConnection> currentHelperConnection() const;

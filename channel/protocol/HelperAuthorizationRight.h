@@ -11,7 +11,7 @@ namespace veltra {
 /// A selector of the helper's protocol, in the platform's notation: "getVersionWithCompletion:".
 using Selector = std::string;
 
-// The keys of a rule.
+// The keys of a rule. The program itself does not use the time-out; it is part of the interface.
 inline constexpr const char* kAuthorizationRightKeyClass = "class";
 inline constexpr const char* kAuthorizationRightKeyGroup = "group";
 inline constexpr const char* kAuthorizationRightKeyRule = "rule";

@@ -10,7 +10,8 @@ struct HelperConstants {
     static constexpr const char* machServiceName = "com.veltra.agentMonitor.helper";
 };
 
-/// As an exit status: the authorization failed. The helper itself never sends it.
+/// As an exit status: the authorization failed. Not used by the program itself; part of the
+/// interface.
 inline constexpr std::int32_t kAuthorizationFailedExitCode = 503340;
 
 } // namespace veltra

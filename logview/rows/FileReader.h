@@ -29,6 +29,7 @@ class FileReader {
   public:
     /// A reader of the regular file at `path`, from its beginning or from `offset`, which may be
     /// past the file's end. Null if there is no such file or it cannot be opened for reading.
+    /// The first one is not used by the program itself; it is part of the interface.
     [[nodiscard]] static std::unique_ptr<FileReader> initWithFilePath(const std::string& path);
     [[nodiscard]] static std::unique_ptr<FileReader> initWithFilePath(const std::string& path,
                                                                       std::uint64_t offset);
@@ -55,15 +56,16 @@ class FileReader {
     bool readLines(LineBlock& block);
 
     /// readLine() without white space and line breaks at both ends.
+    /// Not used by the program itself; part of the interface.
     std::optional<std::string_view> readTrimmedLine();
 
     /// Passes each line to `block` until readLine() returns nothing or the block sets its flag
-    /// `stop`.
+    /// `stop`. Not used by the program itself; part of the interface.
     void enumerateLinesUsingBlock(const std::function<void(std::string_view, bool& stop)>& block);
 
-    /// The text that ends a line, as UTF-8, "
-    /// " by default; and how many bytes of a line are examined in one step, 10 by default. The
-    /// chunk size is not the amount read from the disk at once.
+    /// The text that ends a line, as UTF-8, a line feed by default; and how many bytes of a line
+    /// are examined in one step, 10 by default. The chunk size is not the amount read from the disk
+    /// at once. The program itself leaves both as they are; setting them is part of the interface.
     [[nodiscard]] const std::string& lineDelimiter() const noexcept { return lineDelimiter_; }
     void setLineDelimiter(std::string delimiter) { lineDelimiter_ = std::move(delimiter); }
     [[nodiscard]] std::uint64_t chunkSize() const noexcept { return chunkSize_; }

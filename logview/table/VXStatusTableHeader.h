@@ -10,7 +10,8 @@
 namespace veltra {
 
 /// One shown log line. The table uses the names of its properties as keys for the texts of its
-/// cells. A value; may be copied between threads.
+/// cells. A value; may be copied between threads. The program itself only reads the properties, by
+/// name; setting them is part of the interface.
 class VXStatusTableHeader {
     Q_GADGET
     Q_PROPERTY(QString logComponent READ logComponent WRITE setLogComponent)

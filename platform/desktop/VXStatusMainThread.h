@@ -43,11 +43,13 @@ class VXStatusMainThread : public QObject, public std::enable_shared_from_this<V
     [[nodiscard]] static std::shared_ptr<VXStatusMainThread> initWithTarget(QObject* target);
 
     /// Whether the proxy itself or its target has `selector`.
+    /// Not used by the program itself; part of the interface.
     Q_INVOKABLE bool respondsToSelector(const QByteArray& selector) const;
 
     /// Sends a message with no argument or with one. A message that the proxy handles itself runs
     /// on the calling thread and its result is returned; the result of a forwarded message is not.
     /// Arguments and exceptions as for forwardInvocation().
+    /// Not used by the program itself; part of the interface.
     Q_INVOKABLE QVariant performSelector(const QByteArray& selector);
     Q_INVOKABLE QVariant performSelector(const QByteArray& selector, const QVariant& withObject);
 
