@@ -61,6 +61,20 @@ TEST(ActivityIndicator, Turns)
     EXPECT_TRUE(runLoopUntil([&] { return pictureOf(indicator) != before; }));
 }
 
+TEST(ActivityIndicator, GrowsWithItsSize)
+{
+    ActivityIndicator indicator;
+    indicator.resize(100, 100);
+    indicator.startAnimation();
+    ASSERT_TRUE(runLoopUntil([&] { return showsSomething(indicator); }));
+
+    const QImage picture = pictureOf(indicator);
+    const auto isPainted = [&](int x, int y) { return qAlpha(picture.pixel(x, y)) > 0; };
+
+    EXPECT_TRUE(isPainted(50, 20) || isPainted(50, 80));
+    EXPECT_FALSE(isPainted(50, 0) || isPainted(50, 99) || isPainted(50, 50));
+}
+
 TEST(ActivityIndicator, ShowsNothingForAShortActivity)
 {
     ActivityIndicator brief;

@@ -7,6 +7,8 @@
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/desktop/tests/QtEventLoop.h"
 
+#include <QPushButton>
+
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -114,6 +116,18 @@ TEST_F(VXStatusButtonActionsTest, AButtonDoesNotGoOnShowingACommandThatCannotBeS
 
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Command execution failed\n");
     EXPECT_EQ(buttons[3].runningCommands(), 0);
+}
+
+TEST_F(VXStatusButtonActionsTest, AButtonHasRoomBesideItsTitleForTheIndicator)
+{
+    CommandButton button;
+    QPushButton plain;
+    button.setText(QStringLiteral("Collect"));
+    plain.setText(button.text());
+
+    EXPECT_GE(button.sizeHint().width(),
+              plain.sizeHint().width() + 2 * ActivityIndicator{}.sizeHint().width());
+    EXPECT_EQ(button.sizeHint().height(), plain.sizeHint().height());
 }
 
 TEST_F(VXStatusButtonActionsTest, AButtonThatIsGoneIsNotTold)

@@ -41,8 +41,8 @@ std::unique_ptr<FileReader> FileReader::initWithFilePath(const std::string& path
 
 FileReader::FileReader(Fd fileHandle, std::uint64_t totalFileLength, std::uint64_t offset)
     : fileHandle_{std::move(fileHandle)}, totalFileLength_{totalFileLength}, currentOffset_{offset},
-      buffer_(std::clamp<std::uint64_t>(totalFileLength - std::min(offset, totalFileLength), 1,
-                                        readAhead))
+      buffer_(
+          std::min<std::uint64_t>(totalFileLength - std::min(offset, totalFileLength), readAhead))
 {
 }
 

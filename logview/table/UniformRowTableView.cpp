@@ -120,10 +120,10 @@ int UniformRowTableView::sizeHintForColumn(int column) const
 int UniformRowTableView::visibleColumn(int visualIndex, int step) const
 {
     const QHeaderView& header = *horizontalHeader();
-    for (; visualIndex >= 0 && visualIndex < header.count(); visualIndex += step)
-        if (const int column = header.logicalIndex(visualIndex); !isColumnHidden(column))
-            return column;
-    return -1;
+    // Beyond the ends the header gives -1, which is not hidden.
+    while (isColumnHidden(header.logicalIndex(visualIndex)))
+        visualIndex += step;
+    return header.logicalIndex(visualIndex);
 }
 
 int UniformRowTableView::columnBeside(int column, int step) const

@@ -135,7 +135,6 @@ void NotificationCenter::Registration::end() noexcept
 
     observers_->end(observer_);
     observer_.reset();
-    observers_.reset();
 }
 
 NotificationCenter& NotificationCenter::defaultCenter()

@@ -4,6 +4,7 @@
 #include "platform/base/tests/TemporaryFolder.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <future>
@@ -200,6 +201,19 @@ TEST(FileReaderFiles, EndsWhenTheFileWasEmptiedMeanwhile)
     EXPECT_EQ(reader->readLine(), std::nullopt);
     EXPECT_EQ(reader->readLine(), std::nullopt);
     EXPECT_EQ(reader->getCurrentOffset(), 0U);
+}
+
+TEST(FileReaderFiles, EndsWhenTheFileWasEmptiedAndACallWasInterruptedBefore)
+{
+    const TemporaryFolder folder;
+    folder.write("log", "a\nb\n");
+    const auto reader = FileReader::initWithFilePath(folder.file("log"));
+    ASSERT_NE(reader, nullptr);
+    folder.write("log", "");
+
+    errno = EINTR;
+
+    EXPECT_EQ(reader->readLine(), std::nullopt);
 }
 
 TEST(FileReaderFiles, EndsWhenTheFileIsCutShortWhileItIsRead)

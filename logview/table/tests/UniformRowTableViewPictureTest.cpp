@@ -1,5 +1,6 @@
 #include "logview/table/tests/GrowingTable.h"
 
+#include <QCursor>
 #include <QImage>
 #include <QPaintEvent>
 #include <QScreen>
@@ -190,6 +191,26 @@ TEST_F(UniformRowTableViewPictureTest, TellsTheStyleOfFocusAndSelection)
     view().clearFocus();
     display();
     EXPECT_FALSE(delegate.painted[cell(2, 0)].testFlag(QStyle::State_HasFocus));
+}
+
+TEST_F(UniformRowTableViewPictureTest, TellsTheStyleOfTheCellUnderTheMouse)
+{
+    TellingDelegate delegate;
+    view().setItemDelegate(&delegate);
+    add(4);
+    QWidget& viewport = *view().viewport();
+    QCursor::setPos(viewport.mapToGlobal(view().visualRect(cell(1, 0)).center()));
+    QCoreApplication::processEvents();
+
+    viewport.setAttribute(Qt::WA_UnderMouse);
+    viewport.grab();
+    EXPECT_TRUE(delegate.painted[cell(1, 0)].testFlag(QStyle::State_MouseOver));
+    EXPECT_FALSE(delegate.painted[cell(2, 0)].testFlag(QStyle::State_MouseOver));
+    EXPECT_FALSE(delegate.painted[cell(1, 2)].testFlag(QStyle::State_MouseOver));
+
+    viewport.setAttribute(Qt::WA_UnderMouse, false);
+    viewport.grab();
+    EXPECT_FALSE(delegate.painted[cell(1, 0)].testFlag(QStyle::State_MouseOver));
 }
 
 TEST_F(UniformRowTableViewPictureTest, KeepsTheStripesOfItsRows)

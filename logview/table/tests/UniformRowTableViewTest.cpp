@@ -175,6 +175,19 @@ TEST_F(UniformRowTableViewTest, MovesByTheKeysUpAndDown)
     EXPECT_EQ(bar().value(), 0);
 }
 
+TEST_F(UniformRowTableViewTest, PagesByARowWhenNoMoreFit)
+{
+    add(10);
+    view().setCurrentIndex(cell(0, 0));
+    view().resize(view().width(), view().height() - view().viewport()->height() + rowHeight() / 2);
+    QCoreApplication::processEvents();
+
+    press(Qt::Key_PageDown);
+
+    EXPECT_EQ(view().currentIndex(), cell(1, 0));
+    EXPECT_EQ(bar().maximum(), 9);
+}
+
 TEST_F(UniformRowTableViewTest, MovesByTheKeysPastHiddenColumns)
 {
     add(5);
@@ -192,6 +205,18 @@ TEST_F(UniformRowTableViewTest, MovesByTheKeysPastHiddenColumns)
     EXPECT_EQ(view().currentIndex(), cell(2, 3));
     press(Qt::Key_Home);
     EXPECT_EQ(view().currentIndex(), cell(2, 0));
+}
+
+TEST_F(UniformRowTableViewTest, MovesNowhereWhenAllColumnsAreHidden)
+{
+    add(5);
+    view().setCurrentIndex({});
+    for (const int column : {0, 2, 3})
+        view().setColumnHidden(column, true);
+
+    press(Qt::Key_Down);
+
+    EXPECT_FALSE(view().currentIndex().isValid());
 }
 
 TEST_F(UniformRowTableViewTest, MovesByTheArrowsTheWayTheyPointFromRightToLeft)
@@ -304,6 +329,11 @@ TEST_F(UniformRowTableViewTest, TellsWhereASelectionIsInView)
     EXPECT_EQ(regionOf(0, 11).boundingRect().bottom(), 2 * rowHeight() - 1);
     EXPECT_GE(regionOf(0, 99).boundingRect().height(), table.viewport()->height());
     EXPECT_TRUE(regionOf(70, 99).isEmpty());
+
+    table.resize(table.width(), table.height() - table.viewport()->height() + 3 * rowHeight());
+    QCoreApplication::processEvents();
+    EXPECT_FALSE(regionOf(12, 12).isEmpty());
+    EXPECT_TRUE(regionOf(13, 13).isEmpty());
 }
 
 TEST_F(UniformRowTableViewTest, SelectsByDraggingTheMouse)

@@ -72,6 +72,13 @@ TEST_F(CallerChallengeTest, ObjectsToNoAnswer)
     EXPECT_EQ(verdict(), noProof);
 }
 
+TEST_F(CallerChallengeTest, ObjectsWhenTheOtherEndWasClosedWithoutAnAnswer)
+{
+    theirEnd_ = Fd{};
+
+    EXPECT_EQ(challenge_.objection(self_), "it does not prove which process it is");
+}
+
 TEST_F(CallerChallengeTest, ObjectsToEveryOtherAnswer)
 {
     const std::string right = answered();
