@@ -10,11 +10,12 @@ class CleanStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override
     {
         killHelper();
-        for (const std::string& path : installedFiles())
+        const auto left = installedFiles();
+        for (const std::string& path : left)
             std::filesystem::remove(path);
         outputOf("rm -rf /Library /usr/local/share/dbus-1 /opt/Veltra " + rightsPath +
                  "; cp -a --no-preserve=ownership " VELTRA_TEST_SERVICE_FILES "/. /");
-        if (isUnderSystemd())
+        if (isUnderSystemd() && !left.empty())
             outputOf("systemctl daemon-reload");
     }
 };

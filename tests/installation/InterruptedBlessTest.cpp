@@ -73,7 +73,7 @@ bool goOnUntil(bool (*makes)(const Call&), pid_t tool)
 /// slow, and the tool changes the same files with it and without.
 int step()
 {
-    return isUnderSystemd() ? 3 : 1;
+    return isUnderSystemd() ? 6 : 1;
 }
 
 /// Runs the tool, and kills it when it is about to change something for the `last`th time. False

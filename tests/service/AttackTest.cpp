@@ -346,6 +346,7 @@ TEST(Attack, AHundredThatNeverAnswerDoNotKeepOthersWaiting)
     Client other{asSomebody({trusted})};
 
     EXPECT_EQ(other.version(), "a version 1.0.0");
+    const pid_t helper = helperProcess();
     for (const auto& program : silent)
         EXPECT_TRUE(program->line().starts_with("refused "));
     other.tell("run a true");

@@ -186,18 +186,20 @@ TEST(HelperCommand, RefusesACommandWhoseToolCannotBeStartedAndLivesOn)
     EXPECT_EQ(helperProcess(), helper);
 }
 
-TEST(HelperCommand, RunsAThousandCommandsAtOnce)
+TEST(HelperCommand, RunsHundredsOfCommandsAtOnce)
 {
     Client client;
+    // systemd takes long to start each. Their output takes more descriptors than the usual limit.
+    const int commands = isUnderSystemd() ? 600 : 1000;
 
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < commands; ++i)
         client.tell("run a exit 7");
 
     int answers = 0;
-    for (int lines = 0; lines < 3000; ++lines) {
+    for (int lines = 0; lines < 3 * commands; ++lines) {
         const std::string line = client.line();
         answers += line == "a exit 7";
         ASSERT_TRUE(line == "a exit 7" || line == "a out " || line == "a err ") << line;
     }
-    EXPECT_EQ(answers, 1000);
+    EXPECT_EQ(answers, commands);
 }

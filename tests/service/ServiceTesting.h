@@ -185,13 +185,9 @@ inline std::string contentOf(const std::string& path)
     return std::move(content).str();
 }
 
-/// Everything that helpers have ever logged here. A helper that the bus started writes where the
-/// bus writes, and one that systemd started writes to the journal.
-inline std::string wholeHelperLog()
+/// Everything that helpers have logged that the bus started here: they write where the bus writes.
+inline std::string logOfTheBussHelpers()
 {
-    if (isUnderSystemd())
-        return outputOf("journalctl --sync; journalctl -q -b -o cat --no-pager "
-                        "_SYSTEMD_UNIT=veltra-agentmonitor-helper.service");
     std::string lines;
     std::istringstream all{contentOf("/run/bus.log")};
     for (std::string line; std::getline(all, line);)
@@ -200,12 +196,30 @@ inline std::string wholeHelperLog()
     return lines;
 }
 
-/// The size of the log when the test started.
-inline std::size_t helperLogStart = 0;
+/// Where the test's lines start: the size of that log or, under systemd, the time in microseconds.
+inline std::int64_t helperLogStart = 0;
 
+inline void startHelperLog()
+{
+    using namespace std::chrono;
+    if (isUnderSystemd()) {
+        outputOf("journalctl --sync");
+        helperLogStart =
+            duration_cast<microseconds>(system_clock::now().time_since_epoch()).count();
+    } else {
+        helperLogStart = static_cast<std::int64_t>(logOfTheBussHelpers().size());
+    }
+}
+
+/// What helpers have logged since the test started.
 inline std::string helperLog()
 {
-    return wholeHelperLog().substr(helperLogStart);
+    if (!isUnderSystemd())
+        return logOfTheBussHelpers().substr(static_cast<std::size_t>(helperLogStart));
+    const std::string fraction = std::to_string(1'000'000 + helperLogStart % 1'000'000).substr(1);
+    return outputOf("journalctl --sync; journalctl -q -b -o cat --no-pager --since=@" +
+                    std::to_string(helperLogStart / 1'000'000) + "." + fraction +
+                    " _SYSTEMD_UNIT=veltra-agentmonitor-helper.service");
 }
 
 /// Replaces the installed helper with another program.
