@@ -27,7 +27,8 @@ std::ptrdiff_t openDescriptors()
     return std::ranges::distance(std::filesystem::directory_iterator{"/proc/self/fd"});
 }
 
-/// A monitor whose query prints what the test wrote down, and processes that play the agent.
+/// A monitor whose query prints what the test wrote to a file, and processes that stand in for the
+/// agent.
 class AgentProcessMonitorTest : public testing::Test {
   protected:
     AgentProcessMonitorTest() { answer(""); }
@@ -57,7 +58,7 @@ class AgentProcessMonitorTest : public testing::Test {
         return runLoopUntil([this, state] { return states_.back() == state; });
     }
 
-    /// Lets the main thread do what is to be done by now.
+    /// Lets the main thread handle everything that is due.
     static void turn()
     {
         bool isDone = false;
@@ -68,7 +69,7 @@ class AgentProcessMonitorTest : public testing::Test {
     /// How many poll timers there are, running or not.
     [[nodiscard]] auto timers() const
     {
-        // Those that have ended are still to be deleted.
+        // Timers that were stopped are deleted only now.
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         return monitor_->findChildren<QTimer*>().size();
     }
@@ -300,7 +301,7 @@ TEST_F(AgentProcessMonitorTest, SaysWhenTheSystemGrantsNoWatch)
               1);
 }
 
-// A thread that is not its process's first has a number that cannot be watched.
+// The id of a thread other than the main thread cannot be watched.
 TEST_F(AgentProcessMonitorTest, PollsAServiceThatItCannotWatch)
 {
     std::atomic<pid_t> number = 0;

@@ -173,7 +173,7 @@ TEST(CommandLineHolds, IsFalseForAZombie)
     EXPECT_FALSE(commandLineHolds(process.pid(), "/some/vxsvc"));
 }
 
-// Whether it is said to hold a text when the kernel refuses to open any file; see seccomp(2).
+// What commandLineHolds() returns if the kernel refuses to open any file; see seccomp(2).
 int answerWhenNothingCanBeOpened(std::uint16_t error)
 {
     return runInChild([error] {

@@ -33,7 +33,7 @@ TEST_F(AgentInformationLineTest, ShowsVersionAndServer)
     tell("AgentMode: 1\nZelServerLastUsed: 10.0.0.5\nVersion: 5.7.1\n");
 
     EXPECT_EQ(version.text(), QStringLiteral("Veltra Agent VERSION 5.7.1"));
-    // The text of that key is the key itself here.
+    // There is no catalogue here, so the text of a key is the key itself.
     EXPECT_EQ(server.text(), QStringLiteral("Zel Server IP 10.0.0.5"));
 }
 

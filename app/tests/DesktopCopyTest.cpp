@@ -93,8 +93,8 @@ TEST_F(DesktopCopyTest, SaysNothingWithoutADesktop)
     EXPECT_FALSE(std::filesystem::exists(folder.file("Desktop")));
 }
 
-// The kernel's files hold less than the size they are said to have, as a log does that is truncated
-// while it is copied.
+// The kernel's files contain less than their reported size, like a log that is truncated while it
+// is copied.
 TEST_F(DesktopCopyTest, HoldsWhatThereWasOfALogThatIsTruncatedMeanwhile)
 {
     source = "/sys/devices/system/cpu/online";
@@ -107,7 +107,7 @@ TEST_F(DesktopCopyTest, HoldsWhatThereWasOfALogThatIsTruncatedMeanwhile)
     EXPECT_EQ(bytesOf(target), bytes);
 }
 
-// A limit on the size of files stands for a disk that is full.
+// A limit on the size of files stands in for a full disk.
 TEST_F(DesktopCopyTest, LeavesTheEarlierCopyWholeWhenTheDiskIsFull)
 {
     folder.write("Desktop/Agent_Monitor.log", "earlier");

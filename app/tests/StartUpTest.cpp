@@ -1,4 +1,4 @@
-// What the table controller does before there is anything to be seen.
+// What the table controller does before it shows anything.
 
 #include "app/tests/TableController.h"
 
@@ -131,7 +131,7 @@ TEST_F(StartUpTest, LetsTheEventLoopTurnWhileTheHelperIsAsked)
     QObject::connect(&timer, &QTimer::timeout, [&] {
         if (++turns < 3)
             return;
-        // A slow machine would fire it once more before the wait notices the answer.
+        // On a slow machine it would fire again before the wait notices the answer.
         timer.stop();
         answer("1.0.2");
     });
@@ -163,7 +163,7 @@ TEST_F(StartUpTest, StartsTheFirstPassBeforeItAsksForTheInformation)
     helper().onCall = [&](FakeHelperConnection&, const Call& call) {
         if (call.version)
             call.version("1.0.2");
-        // It comes to an end though this call has not returned.
+        // The pass ends although this call has not returned.
         if (call.exitStatus)
             for (int i = 0; i < 1000 && !hasRead; ++i) {
                 std::this_thread::sleep_for(std::chrono::milliseconds{10});
@@ -181,7 +181,7 @@ TEST_F(StartUpTest, StartsTheFirstPassBeforeItAsksForTheInformation)
 
 TEST_F(StartUpTest, HearsOfLogsBeforeItAsksForTheInformation)
 {
-    // Every pass over it says so.
+    // Every pass over the log logs this.
     setInitialPath(pathOf("missing"));
     bool isPosted = false;
     helper().onCall = [&](FakeHelperConnection&, const Call& call) {

@@ -21,7 +21,7 @@
 namespace veltra {
 namespace {
 
-/// A log folder, and a file watcher over a queue without a kernel.
+/// A log folder, and a file watcher with a fake kernel queue.
 class VXStatusMainVCTest : public testing::Test {
   protected:
     VXStatusMainVCTest()
@@ -50,7 +50,7 @@ class VXStatusMainVCTest : public testing::Test {
         return QString::fromStdString(logs_.file(name));
     }
 
-    /// The paths that the kernel was asked to watch, in order, each with its mask.
+    /// The paths that the queue was asked to watch, in order, each with its mask.
     [[nodiscard]] std::vector<std::pair<QString, std::uint32_t>>
     registrations(const QStringList& paths) const
     {

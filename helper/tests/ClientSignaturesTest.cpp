@@ -10,7 +10,7 @@
 namespace veltra {
 namespace {
 
-// The token lives for as long as anybody refers to the client, weakly too.
+// The token is released with the last reference to the client, weak references included.
 ClientSignatures::Client clientWith(std::shared_ptr<int> token, const SleepingProcess& process)
 {
     auto pinned =

@@ -84,7 +84,7 @@ class Agent(unittest.TestCase):
         listener = Atspi.EventListener.new(lambda event: heard.append(event.source.get_name()))
         listener.register("object:property-change:accessible-name")
 
-        # The program learns of a new listener in its own time, and may miss the first turns.
+        # The program takes a moment to notice a new listener, so the first events may be missed.
         deadline = time.monotonic() + PATIENCE_SECONDS
         while DOWN not in heard and time.monotonic() < deadline:
             service = self.start()

@@ -120,7 +120,7 @@ class Helper(unittest.TestCase):
     def test_ends_with_status_0_when_the_helper_cannot_be_installed(self):
         if os.path.exists(HELPER):
             os.remove(HELPER)
-        # There is a folder in the helper's place.
+        # A folder has the helper's name, so it cannot be installed.
         os.makedirs("/Library/kept", exist_ok=True)
         shutil.rmtree("/Library/PrivilegedHelperTools", ignore_errors=True)
         os.symlink("/Library/kept", "/Library/PrivilegedHelperTools")

@@ -22,7 +22,7 @@ def eventually(read, wanted, why, obstacle=lambda: None):
     """
     deadline = time.monotonic() + PATIENCE_SECONDS
     while True:
-        # Asked first, since what was there before the obstacle counts.
+        # Evaluated first: what existed before the obstacle counts.
         in_the_way = obstacle()
         try:
             value = read()

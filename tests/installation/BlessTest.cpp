@@ -8,7 +8,7 @@ namespace {
 
 const std::string resources = VELTRA_TEST_RESOURCES "/helper/";
 
-/// An older helper is installed, signed by somebody else, and its bytes are known.
+/// An older helper is installed, signed by somebody else; the test knows its bytes.
 class OlderHelper : public testing::Test {
   protected:
     OlderHelper()
@@ -135,7 +135,7 @@ TEST_F(OlderHelper, StaysWhenAByteOfTheNewOneWasChanged)
 
 TEST_F(OlderHelper, StaysWhenTheToolItselfWasChanged)
 {
-    // A copy, since the one in use cannot be written to.
+    // A copy, because a program that runs cannot be written to.
     outputOf("cp " + adminTool + " /tmp/tool");
     const auto end = std::filesystem::file_size("/tmp/tool") - 20000;
     outputOf("printf X | dd of=/tmp/tool bs=1 seek=" + std::to_string(end) +
@@ -247,7 +247,7 @@ TEST(BlessUnderSystemd, HasAChangedUnitReadAnew)
     EXPECT_EQ(admin("bless"), "");
     outputOf("sed -i 's/^Description=.*/Description=An older one/' " + unitPath +
              "; systemctl daemon-reload");
-    // As long as a running unit refers to it, it is not forgotten when it stops.
+    // systemd does not unload a stopped unit while a running one refers to it.
     outputOf(
         "systemd-run -q --unit=referring -p After=veltra-agentmonitor-helper.service sleep 1000");
     const pid_t older = startHelper();

@@ -1,4 +1,4 @@
-// The tool when it is killed wherever it changes something, and when it is held up.
+// The tool when it is killed at any of its changes, and when it is held up.
 #include "platform/signing/tests/SignedFile.h"
 #include "tests/installation/InstallationTesting.h"
 
@@ -33,7 +33,7 @@ bool changesFiles(const Call& call)
     }
 }
 
-/// Starts the tool with a verb; it waits until it is told to go on.
+/// Starts the tool with a verb, stopped under ptrace.
 pid_t startTraced(const char* verb)
 {
     const pid_t tool = ::fork();
@@ -54,7 +54,7 @@ bool isAboutTo(bool (*makes)(const Call&), pid_t process)
            call.op == PTRACE_SYSCALL_INFO_ENTRY && makes(call);
 }
 
-/// Lets it go on until it is about to make such a call. False when it makes none, but ended.
+/// Lets the tool run until it is about to make such a call. False if it ended without one.
 bool goOnUntil(bool (*makes)(const Call&), pid_t tool)
 {
     int signal = 0;
@@ -69,15 +69,15 @@ bool goOnUntil(bool (*makes)(const Call&), pid_t tool)
     return true;
 }
 
-/// From one change at which the tool is killed to the next that is tried. systemd makes each try
-/// slow, and the tool changes the same files with it and without.
+/// The tool is killed at every change, or at every sixth under systemd, which makes each attempt
+/// slow; the tool changes the same files with it and without.
 int step()
 {
     return isUnderSystemd() ? 6 : 1;
 }
 
-/// Runs the tool, and kills it when it is about to change something for the `last`th time. False
-/// when it does not that often, but ended.
+/// Runs the tool, and kills it when it is about to make its `last`th change. False if it ended
+/// before that.
 bool runAndKill(int last)
 {
     const pid_t tool = startTraced("bless");
@@ -101,7 +101,7 @@ bool ownName(BusConnection& bus, std::uint32_t flags)
     return answer && answer.value().read(result) && result == 1;
 }
 
-/// A process that owns the helper's name and runs a program in the helper's place, which sleeps.
+/// A process that owns the helper's name and runs a program at the helper's path, which sleeps.
 pid_t startOwnerInHelpersPlace()
 {
     outputOf("cp --remove-destination /bin/sleep " + helperPath);
@@ -110,7 +110,7 @@ pid_t startOwnerInHelpersPlace()
         const auto bus = joinBus();
         if (!ownName(*bus, mayBeReplaced))
             ::_exit(1);
-        // For the bus it stays the process that has connected.
+        // To the bus it is still the process that connected.
         for (int descriptor = 3; descriptor < 100; ++descriptor)
             ::fcntl(descriptor, F_SETFD, 0);
         ::execl(helperPath.c_str(), helperPath.c_str(), "1000", nullptr);
@@ -147,8 +147,8 @@ TEST(InterruptedBless, LeavesAHelperThatWorks)
         killHelper();
     }
 
-    // It was killed before and after the blow at which the helper is replaced, and the last, which
-    // was not killed, tidied up.
+    // The tool was killed before and after it replaced the helper; the last run, which was not
+    // killed, tidied up.
     EXPECT_GT(olderCount * step(), 3);
     EXPECT_GT(newerCount * step(), 10);
     EXPECT_TRUE(isBundledHelperInstalled());

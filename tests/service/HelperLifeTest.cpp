@@ -1,4 +1,4 @@
-// Connections, and the helper's coming and going.
+// Connections, and how the helper starts and ends.
 #include "tests/service/ServiceTesting.h"
 
 using namespace veltra;
@@ -8,12 +8,12 @@ namespace {
 
 void killBus()
 {
-    // The brackets keep the shell, whose command line this is, from being meant.
+    // The brackets keep the pattern from matching the command line of the shell itself.
     outputOf("pkill -KILL -f -- '[d]bus-daemon --system'; rm -f /run/dbus/*");
     EXPECT_FALSE(BusConnection::open());
 }
 
-// Another one in its place, as on-system-bus started the first.
+// Starts another bus in its place, as on-system-bus started the first.
 void startBus()
 {
     outputOf("(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin dbus-daemon --system --nofork "
@@ -83,13 +83,13 @@ TEST(HelperLife, DropsTheOutputForAClientThatIsLeftOver)
     left.version();
     outputOf("mkfifo /tmp/go");
     std::fstream go{"/tmp/go"};
-    // Needs no other program to go on, so that it ends before the helper does.
+    // Uses only shell builtins, so it ends before the helper does.
     left.tell("run a echo started; read nothing </tmp/go; printf unheard");
     EXPECT_EQ(left.line(), "a out started\\n");
 
     leaving.tell("close a");
     EXPECT_EQ(leaving.line(), "a ended");
-    // The helper has heard of it when it answers what the same program asked afterwards.
+    // Once the helper answers a later request of the same program, it has received this one too.
     EXPECT_EQ(leaving.version("b"), "b version 1.0.0");
     go << std::endl;
 
@@ -238,7 +238,7 @@ TEST(HelperLife, LosesNoCallThatIsMadeAroundItsEnd)
     client.tell("cycle c " + calls);
 
     EXPECT_EQ(client.line(10min), "c answered " + calls + " failed 0");
-    // It was worth trying only if the helper did end in between.
+    // The test shows something only if the helper did end in between.
     EXPECT_TRUE(becomesTrue([] { return std::ranges::count(helperLog(), '\n') > 100; }));
     EXPECT_EQ(helperLog().find("failed"), std::string::npos);
 }
@@ -260,7 +260,7 @@ TEST(HelperLife, HasNoThreadOrDescriptorMoreForAThousandConnections)
     for (int i = 0; i < 1000; ++i)
         EXPECT_NE(client.line().find("version 1.0.0"), std::string::npos);
 
-    // What served the last of them may still be about to end.
+    // Threads and descriptors of the last ones may still be about to go.
     EXPECT_TRUE(becomesTrue([&] {
         return statusOf(helper, "Threads") <= helpersThreads &&
                descriptorsOf(helper) <= helpersDescriptors;
@@ -297,7 +297,7 @@ TEST(HelperLife, FailsACallWhenThereIsNoBus)
     startBus();
 }
 
-// What a press costs for good; a sanitizer has costs of its own.
+// What a press costs permanently; sanitizers add costs of their own.
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST(HelperLife, CostsAProgramLessThanAKilobyteForEachPressOfAButton)
 {

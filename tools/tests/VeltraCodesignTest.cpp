@@ -19,7 +19,7 @@ using Arguments = std::vector<std::string>;
 
 const std::string unsignedText = ": The code is not signed at all\n";
 
-/// A folder with a program and a chain to sign it with.
+/// A folder with a program and a certificate chain to sign it with.
 class VeltraCodesign : public testing::Test {
   protected:
     VeltraCodesign() { sharedChain().write(folder_); }

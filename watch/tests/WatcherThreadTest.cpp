@@ -11,7 +11,7 @@
 namespace veltra {
 namespace {
 
-/// A watcher that watches the one log there is, in a process whose log is kept.
+/// A watcher of the only log; what the process logs is recorded.
 class WatcherThreadTest : public WatcherTest {
   protected:
     WatcherThreadTest() { central_->addPath(log()); }
@@ -23,7 +23,7 @@ class WatcherThreadTest : public WatcherTest {
         return recording_->messages();
     }
 
-    /// What is done about one event, in words.
+    /// What the watcher does about one event, in words.
     [[nodiscard]] QStringList reactionTo(std::uint32_t notes)
     {
         post(log(), notes);

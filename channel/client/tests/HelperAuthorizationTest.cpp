@@ -1,4 +1,4 @@
-// External forms and their check, over the fake.
+// External forms and how they are verified, with fake authorization services.
 
 #include "channel/client/HelperAuthorization.h"
 
@@ -18,7 +18,7 @@ using Data = HelperAuthorization::Data;
 const std::string guarded = "runCommandWithPath:authData:completion:";
 const std::string rightName = "com.veltra.agentMonitor.helper." + guarded;
 
-/// What a call throws; "nothing" when it does not.
+/// What a call throws; "nothing" if it throws nothing.
 std::string messageOf(const std::function<void()>& call)
 {
     try {

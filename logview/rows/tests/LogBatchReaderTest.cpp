@@ -15,16 +15,16 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-/// What is read of a file.
+/// What a reader returns for a file.
 struct Contents {
     Lines lines;
-    Lines rows; // of all lines but the first
+    Lines rows; // of all lines except the first
     std::uint64_t offset = 0;
 
     friend bool operator==(const Contents&, const Contents&) = default;
 };
 
-// What a reader gives line by line.
+// What a FileReader returns, line by line.
 Contents contentsOf(FileReader& reader)
 {
     Contents contents;
@@ -80,7 +80,7 @@ class LogBatchReaderTest : public testing::Test {
     LogRows rows_;
 };
 
-// Enough of them for several batches.
+// Enough lines for several batches.
 std::string linesOfAllLengths(std::size_t count = 10'000)
 {
     std::mt19937 random{7};

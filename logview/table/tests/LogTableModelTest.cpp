@@ -17,7 +17,7 @@
 namespace veltra {
 namespace {
 
-/// Rows and a model of them, watched by Qt's model tester, which ends the program on a fault.
+/// Rows and their model, checked by Qt's model tester, which ends the program if it finds a fault.
 class LogTableModelTest : public testing::Test {
   protected:
     explicit LogTableModelTest(std::size_t rowLimit = LogTableModel::mostRows)
@@ -279,7 +279,7 @@ TEST_F(LogTableModelTest, BearsEmptyTitlesAndNoneForRows)
     EXPECT_FALSE(model().headerData(0, Qt::Horizontal, Qt::ToolTipRole).isValid());
 }
 
-/// A model that shows three rows at most.
+/// A model that shows at most three rows.
 class LimitedLogTableModelTest : public LogTableModelTest {
   protected:
     LimitedLogTableModelTest() : LogTableModelTest{3} {}

@@ -11,7 +11,7 @@
 namespace veltra {
 namespace {
 
-/// A bus of the test's own, on which the program itself is the caller.
+/// A private bus, on which the test program itself is the caller.
 class CallerAuthenticationTest : public testing::Test {
   protected:
     [[nodiscard]] std::unique_ptr<BusConnection> join() const

@@ -29,7 +29,7 @@ std::string informationWith(const std::string& identifier)
 )";
 }
 
-/// A bundle in a folder of the test's own, with the test's catalogues where they are asked for.
+/// A bundle in a temporary folder, to which tests can add catalogues.
 class BundleFolder {
   public:
     BundleFolder() { addBundle("Main.app", informationWith("com.veltra.test.main")); }
@@ -39,7 +39,7 @@ class BundleFolder {
         addBundle("Main.app/Contents/Resources/" + name, information);
     }
 
-    /// Makes the catalogue of `source` ("de", "en") the one that bears `language`.
+    /// Installs the catalogue `source` ("de" or "en") as the one for `language`.
     void addCatalogue(const std::string& language, const std::string& source,
                       const std::string& bundle = "Main.app")
     {
@@ -54,8 +54,8 @@ class BundleFolder {
 
     QString path() const { return QString::fromStdString(folder_.file("Main.app")); }
 
-    /// Runs a program that stands in the bundle, for a user with the given languages, and returns
-    /// the lines that it prints.
+    /// Runs a program from the bundle, for a user with the given languages, and returns the lines
+    /// that it prints.
     QStringList run(const QString& languages, const QStringList& arguments,
                     const std::string& place = "Linux") const
     {

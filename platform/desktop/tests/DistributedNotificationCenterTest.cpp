@@ -23,7 +23,7 @@ namespace {
 
 using Registration = DistributedNotificationCenter::Registration;
 
-/// A session, and programs that post in it.
+/// A session bus, and programs that post on it.
 class DistributedNotificationCenterTest : public testing::Test, protected PrivateSessionBus {
   protected:
     /// Posts as another program does.

@@ -280,7 +280,7 @@ TEST(NotificationCenter, ThrowsToThePosterAndCallsNoLaterObserver)
     EXPECT_EQ(calls, 1);
 }
 
-/// A handler that stays inside until it is let go.
+/// A handler that does not return until the test releases it.
 struct Gate {
     std::promise<void> entered;
     std::promise<void> opened;

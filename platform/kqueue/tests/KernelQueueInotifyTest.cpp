@@ -20,7 +20,7 @@ class InotifyFiles : public InotifyQueueTest {
     InotifyFiles()
     {
         folder_.write("log", "0123456789");
-        // Old times, so that one tick of the file system's clock cannot hide a change.
+        // Old times, so that every change is visible even if the file system's clock is coarse.
         setTimes("log", 1'000'000);
     }
 

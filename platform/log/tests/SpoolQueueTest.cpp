@@ -27,7 +27,7 @@ std::vector<std::string> takeMessages(SpoolQueue& queue, std::size_t count)
 TEST(SpoolQueue, LetsNoSmallMessageTakeTheRoomThatALargeOneWaitsFor)
 {
     const int result = runInChild([] {
-        // No file takes anything, so writers wait for room in memory.
+        // Nothing can be written to files, so writers wait for room in memory.
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit nothing{.rlim_cur = 0, .rlim_max = 0};
         if (::setrlimit(RLIMIT_FSIZE, &nothing) != 0)

@@ -17,7 +17,7 @@ namespace {
 
 using testing::ElementsAre;
 
-// One mapping of a smaps text, as the kernel writes it.
+// One mapping in smaps, as the kernel writes it.
 std::string mapping(const std::string& permissions, const std::string& inode,
                     const std::string& path, const std::string& counts = "Anonymous:  0 kB\n")
 {

@@ -307,7 +307,7 @@ TEST_F(TaskTest, BlocksAndIgnoresNoSignalOfTheProgram)
 
     ::pthread_sigmask(SIG_SETMASK, &usual, nullptr);
     ::signal(SIGPIPE, SIG_DFL);
-    // The C library keeps two signals above the usual ones to itself and has them ignored.
+    // The C library reserves the first two real-time signals for itself.
     EXPECT_THAT(output(), testing::MatchesRegex("SigBlk:\t0+\nSigIgn:\t0+(18)?0+\n"));
 }
 

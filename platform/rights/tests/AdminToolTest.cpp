@@ -12,7 +12,7 @@
 namespace veltra {
 namespace {
 
-/// A variable of this process's environment, for as long as it lives.
+/// Sets a variable in this process's environment until it is destroyed.
 class Variable {
   public:
     Variable(const char* name, const char* value) : name_{name} { ::setenv(name, value, 1); }

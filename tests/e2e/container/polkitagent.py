@@ -71,7 +71,7 @@ class ScriptedAgent:
             return False
         first = words.get_child_value(5).get_child_value(0)
         self.consented = time.monotonic()
-        # The newer call also names a user, and releases of polkit differ in whose.
+        # The newer call also passes a user; which one depends on the release of polkit.
         answer = [GLib.Variant("s", cookie), first]
         self._ask("AuthenticationAgentResponse", GLib.Variant.new_tuple(*answer))
         return True

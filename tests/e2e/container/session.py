@@ -12,7 +12,7 @@ USER = "veltra-user"
 ADMINISTRATOR = "veltra-admin"
 DISPLAY = "/opt/veltra-test/on-virtual-display"
 UNIT = "veltra-session"
-# The session's bus, which tells where that of accessibility is, lets in nobody but the user.
+# Only the user may connect to the session bus, which knows the address of the accessibility bus.
 ACCESSIBILITY = (
     "AT_SPI_BUS_ADDRESS=$(dbus-send --session --print-reply=literal --dest=org.a11y.Bus"
     " /org/a11y/bus org.a11y.Bus.GetAddress | tr -d ' ')"
@@ -30,10 +30,10 @@ class Session:
         run("install", "--directory", f"--owner={USER}", self.desktop)
         self._environment = self._start()
         self.identifier = self._environment["XDG_SESSION_ID"]
-        # The tests move in: polkit goes by this alone, and lets nobody else be asked there.
+        # Joins the user's session: polkit looks at nothing else, and accepts an agent only from there.
         (self._control_group() / "cgroup.procs").write_text(str(os.getpid()))
         os.environ.update(self._environment)
-        # Given it, Qt does not announce itself there.
+        # If this is set, Qt does not register with the accessibility bus.
         del self._environment["AT_SPI_BUS_ADDRESS"]
 
     def command(self, *words):

@@ -1,4 +1,4 @@
-// Says what a program finds out about the bundle that it stands in. Prints three lines: the main
+// Shows what a program learns about the bundle that contains it. Prints three lines: the main
 // bundle's path, the path of the bundle with the identifier in the first argument, and from that
 // bundle the text for the key in the second argument, of the table in the third.
 
