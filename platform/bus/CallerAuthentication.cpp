@@ -72,8 +72,8 @@ void CallerAuthentication::examine(Fd pidfd)
         if (!pinned)
             return {nullptr, pinned.error().message()};
         const auto process = std::make_shared<const PinnedProcess>(std::move(pinned.value()));
-        if (const auto objection = process->objection(expected))
-            return {nullptr, *objection};
+        if (const auto checked = process->check(expected); !checked)
+            return {nullptr, checked.error().message()};
         if (examine)
             examine(process);
         return {process, {}};

@@ -23,8 +23,8 @@ std::optional<BusError> ServiceConnection::objection(const BusMessage& call) con
     // Paths can be guessed, so the sender must be checked.
     if (call.sender() != remote_.name)
         return BusError{connections::refusedError, "this connection is somebody else's"};
-    if (const auto change = process_->change())
-        return BusError{connections::refusedError, *change};
+    if (const auto unchanged = process_->checkUnchanged(); !unchanged)
+        return BusError{connections::refusedError, unchanged.error().message()};
     return std::nullopt;
 }
 

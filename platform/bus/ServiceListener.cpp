@@ -199,8 +199,8 @@ void ServiceListener::open(const std::string& client, const std::string& remoteP
         call.refuse(refusedBecause("it has too many connections"));
         return;
     }
-    if (const auto change = known.process->change()) {
-        call.refuse(refusedBecause(*change));
+    if (const auto unchanged = known.process->checkUnchanged(); !unchanged) {
+        call.refuse(refusedBecause(unchanged.error().message()));
         return;
     }
     const std::string path = newPath();

@@ -5,7 +5,6 @@
 #include "platform/base/PidFd.h"
 
 #include <chrono>
-#include <optional>
 #include <string>
 #include <utility>
 
@@ -43,30 +42,27 @@ class PinnedProcess {
     /// The executable alone, for callers that need nothing else about the process.
     [[nodiscard]] Fd takeExecutable() && noexcept { return std::move(executable_); }
 
-    /// The reason not to trust that this process does what its executable says; empty if there is
-    /// none. For example, somebody else may be able to change the executable or the libraries, to
-    /// act as the process, or to make it look like a different one.
-    [[nodiscard]] std::optional<std::string> objection(const Expectation& expected) const;
+    /// Fails with one of Distrust if this process cannot be trusted to do what its executable says.
+    /// For example, somebody else may be able to change the executable or the libraries, to act as
+    /// the process, or to make it look like a different one.
+    [[nodiscard]] Result<> check(const Expectation& expected) const;
 
-    /// What has changed since the process was pinned; empty if it is alive and runs the same
-    /// executable in the same user namespace, untraced.
-    [[nodiscard]] std::optional<std::string> change() const;
+    /// Fails with one of Distrust unless the process is alive and runs the same executable as when
+    /// it was pinned, in the same user namespace, untraced.
+    [[nodiscard]] Result<> checkUnchanged() const;
 
     /// Asks it with SIGTERM to end and waits up to `patience` for that; returns whether it ended.
     [[nodiscard]] bool end(std::chrono::milliseconds patience) const;
 
   private:
-    using Objection = std::optional<std::string>;
-
     PinnedProcess(pid_t pid, PidFd process, Fd executable, const struct stat& file);
 
     [[nodiscard]] std::string path(const char* name) const;
     [[nodiscard]] bool isTraced() const;
     [[nodiscard]] bool hasSame(const char* name, pid_t other) const;
-    [[nodiscard]] Objection toExecutable(uid_t user) const;
-    [[nodiscard]] Objection toStatus(const Expectation& expected) const;
-    [[nodiscard]] Objection toNamespaces(pid_t busDaemon) const;
-    [[nodiscard]] Objection toMappings() const;
+    [[nodiscard]] Result<> checkExecutable(uid_t user) const;
+    [[nodiscard]] Result<> checkStatus(const Expectation& expected) const;
+    [[nodiscard]] Result<> checkNamespaces(pid_t busDaemon) const;
 
     pid_t pid_;
     PidFd process_;

@@ -1,10 +1,15 @@
 #include "platform/process/ProcessMappings.h"
 
 #include "platform/base/ProcPath.h"
+#include "platform/process/Distrust.h"
 
 #include <fstream>
-#include <optional>
+#include <ios>
 #include <sstream>
+#include <string_view>
+#include <utility>
+
+#include <sys/sysmacros.h>
 
 namespace veltra {
 
@@ -18,19 +23,35 @@ bool isHeader(const std::string& line)
     return dash != std::string::npos && dash == line.find_first_not_of("0123456789abcdef");
 }
 
-// Empty for memory that is not executable or does not belong to a file.
-std::optional<ProcessMapping> mappingOf(const std::string& header)
+struct Header {
+    bool isExecutable = false;
+    ProcessMapping mapping;
+};
+
+dev_t deviceOf(const std::string& text)
 {
-    std::istringstream fields{header};
-    std::string addresses;
+    unsigned major = 0;
+    unsigned minor = 0;
+    char colon = 0;
+    std::istringstream{text} >> std::hex >> major >> colon >> minor;
+    return makedev(major, minor);
+}
+
+Header headerOf(const std::string& line)
+{
+    std::istringstream fields{line};
+    char dash = 0;
     std::string permissions;
     std::string offset;
     std::string device;
-    ProcessMapping mapping;
-    fields >> addresses >> permissions >> offset >> device >> mapping.inode >> std::ws;
+    Header header;
+    ProcessMapping& mapping = header.mapping;
+    fields >> std::hex >> mapping.start >> dash >> mapping.end >> std::dec >> permissions >>
+        offset >> device >> mapping.inode >> std::ws;
     std::getline(fields, mapping.path);
-    const bool isExecutable = permissions.find('x') != std::string::npos;
-    return isExecutable && mapping.inode != 0 ? std::optional{mapping} : std::nullopt;
+    mapping.device = deviceOf(device);
+    header.isExecutable = permissions.find('x') != std::string::npos;
+    return header;
 }
 
 bool isNonZeroCount(const std::string& line, std::string_view name)
@@ -48,31 +69,76 @@ bool tellsOfChangedPages(const std::string& line)
     return isNonZeroCount(line, "Anonymous:") || isNonZeroCount(line, "Swap:");
 }
 
+// Hands on each mapping when its last line was seen.
+class Reading {
+  public:
+    Reading(const TakeMapping& take, const MappingBounds& bounds) : take_{take}, bounds_{bounds} {}
+
+    Result<> takeLine(const std::string& line)
+    {
+        text_ += line.size() + 1;
+        if (text_ > bounds_.text)
+            return distrust(Distrust::hasTooManyMappings);
+        if (isHeader(line))
+            return takeHeader(line);
+        if (mapping_ && tellsOfChangedPages(line))
+            mapping_->isWrittenTo = true;
+        return success;
+    }
+
+    Result<> finish()
+    {
+        const auto mapping = std::exchange(mapping_, std::nullopt);
+        return mapping ? take_(*mapping) : success;
+    }
+
+  private:
+    Result<> takeHeader(const std::string& line)
+    {
+        if (auto done = finish(); !done)
+            return done;
+        Header header = headerOf(line);
+        // Memory of no file has no inode.
+        if (!header.isExecutable || header.mapping.inode == 0)
+            return success;
+        if (++mappings_ > bounds_.mappings)
+            return distrust(Distrust::hasTooManyMappings);
+        mapping_ = std::move(header.mapping);
+        return success;
+    }
+
+    const TakeMapping& take_;
+    MappingBounds bounds_;
+    std::size_t mappings_ = 0;
+    std::size_t text_ = 0;
+    std::optional<ProcessMapping> mapping_;
+};
+
 } // namespace
 
-std::vector<ProcessMapping> executableFileMappings(pid_t pid)
+Result<> readExecutableFileMappings(pid_t pid, const TakeMapping& take)
 {
-    std::ostringstream content;
-    content << std::ifstream{procPath(pid, "smaps")}.rdbuf();
-    return executableFileMappings(std::move(content).str());
+    std::ifstream smaps{procPath(pid, "smaps")};
+    return readExecutableFileMappings(smaps, take);
 }
 
-std::vector<ProcessMapping> executableFileMappings(std::string_view smaps)
+Result<> readExecutableFileMappings(std::istream& smaps, const TakeMapping& take,
+                                    const MappingBounds& bounds)
 {
-    std::vector<ProcessMapping> mappings;
-    bool isOfInterest = false;
-    std::istringstream lines{std::string{smaps}};
-    for (std::string line; std::getline(lines, line);) {
-        if (isHeader(line)) {
-            const auto mapping = mappingOf(line);
-            isOfInterest = mapping.has_value();
-            if (mapping)
-                mappings.push_back(*mapping);
-        } else if (isOfInterest && tellsOfChangedPages(line)) {
-            mappings.back().isWrittenTo = true;
-        }
-    }
-    return mappings;
+    Reading reading{take, bounds};
+    for (std::string line; std::getline(smaps, line);)
+        if (auto taken = reading.takeLine(line); !taken)
+            return taken;
+    return reading.finish();
+}
+
+std::optional<ProcessMapping> ownMappingAt(std::uintptr_t address)
+{
+    std::ifstream maps{procPath("self", "maps")};
+    for (std::string line; std::getline(maps, line);)
+        if (Header header = headerOf(line); header.mapping.start == address)
+            return std::move(header.mapping);
+    return std::nullopt;
 }
 
 } // namespace veltra

@@ -18,8 +18,7 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryThatBelongsToAUser)
     const std::string path = usersLibrary();
     const AnsweringProcess process{rootsProgram, {.user = ordinaryUser(), .preload = path}};
 
-    EXPECT_EQ(objectionTo(process, ordinaryUser()),
-              path + ", which it has loaded, is not root's alone");
+    EXPECT_EQ(objectionTo(process, ordinaryUser()), path + ": it is loaded and not root's alone");
 }
 
 TEST_F(PinnedProcessTest, ObjectsToALibraryOfRootThatOthersMayWriteTo)
@@ -31,21 +30,34 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryOfRootThatOthersMayWriteTo)
 
     for (const unsigned mode : {0775U, 0757U}) {
         fs::permissions(path, fs::perms{mode});
-        EXPECT_EQ(objectionTo(process, nobody), path + ", which it has loaded, is not root's alone")
+        EXPECT_EQ(objectionTo(process, nobody), path + ": it is loaded and not root's alone")
             << std::oct << mode;
     }
 }
 
-TEST_F(PinnedProcessTest, ObjectsToAnExecutableThatBelongsToAUser)
+// No mapping tells whose it is.
+TEST_F(PinnedProcessTest, ObjectsToAnExecutableOfAUserThatHidesItsCode)
 {
-    const std::string path = program();
+    const std::string path = sleeper();
     if (isOnNosuidMount(path))
         GTEST_SKIP() << "for want of temporary folders on a mount without nosuid";
     ASSERT_TRUE(!isRoot() || ::chown(path.c_str(), nobody, nobody) == 0);
     const AnsweringProcess process{path, {.user = ordinaryUser()}};
 
-    EXPECT_EQ(objectionTo(process, ordinaryUser()),
-              path + ", which it has loaded, is not root's alone");
+    ASSERT_EQ(process.ask("hide"), "hide");
+
+    EXPECT_EQ(objectionTo(process, ordinaryUser()), "its executable does not belong to root");
+}
+
+TEST_F(PinnedProcessTest, HasNothingAgainstAnExecutableOfAUserThatRootRuns)
+{
+    if (!isRoot())
+        GTEST_SKIP() << "for want of root: nobody else can have processes of root";
+    const std::string path = program();
+    ASSERT_EQ(::chown(path.c_str(), nobody, nobody), 0);
+    const AnsweringProcess process{path};
+
+    EXPECT_EQ(objectionTo(process, 0), none);
 }
 
 TEST_F(PinnedProcessTest, HasNothingAgainstALibraryOfRootsAlone)
@@ -77,11 +89,14 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryInWhosePlaceAnotherWasPut)
     fs::rename(copy(VELTRA_TEST_ODD_LIBRARY, "new"), path);
 
     EXPECT_EQ(objectionTo(process, ordinaryUser()),
-              path + " (deleted) was replaced since it was loaded; restarting the program helps");
+              path +
+                  " (deleted): it was replaced since it was loaded; restarting the program helps");
 }
 
 TEST_F(PinnedProcessTest, ObjectsToALibraryThatAnotherFileCanBeTakenForByItsName)
 {
+    if (!isRoot())
+        GTEST_SKIP() << "for want of root: nobody else can have a library of root";
     const std::string path = library();
     const AnsweringProcess process{rootsProgram, {.user = ordinaryUser(), .preload = path}};
 
@@ -89,7 +104,7 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryThatAnotherFileCanBeTakenForByItsName
     const std::string other = copy(VELTRA_TEST_ODD_LIBRARY, "odd.so (deleted)");
 
     EXPECT_EQ(objectionTo(process, ordinaryUser()),
-              other + " was replaced since it was loaded; restarting the program helps");
+              other + ": it was replaced since it was loaded; restarting the program helps");
 }
 
 // The link leads to the same file that was loaded, so that nothing else can be the reason.
@@ -105,7 +120,8 @@ TEST_F(PinnedProcessTest, FollowsNoLinkToALibrary)
     fs::create_directory_symlink("linked", folder().file("loaded"));
 
     EXPECT_EQ(objectionTo(process, ordinaryUser()),
-              path + " (deleted) was replaced since it was loaded; restarting the program helps");
+              path +
+                  " (deleted): it was replaced since it was loaded; restarting the program helps");
 }
 
 TEST_F(PinnedProcessTest, ObjectsToCodeThatADebuggerLeftBehindInTheMemory)
@@ -123,13 +139,15 @@ TEST_F(PinnedProcessTest, ObjectsToCodeThatADebuggerLeftBehindInTheMemory)
         ASSERT_TRUE(tracer.writeIntoCode());
     }
 
-    EXPECT_THAT(objectionTo(pinned, ordinaryUser()).value_or("none"),
-                testing::EndsWith(" was changed in its memory"));
-    EXPECT_EQ(pinned.change(), none);
+    EXPECT_THAT(objectionTo(pinned, ordinaryUser()),
+                testing::EndsWith(": it was changed in memory"));
+    EXPECT_EQ(changeOf(pinned), none);
 }
 
 TEST_F(PinnedProcessTest, ObjectsToCodeThatIsInNoFile)
 {
+    if (!isRoot())
+        GTEST_SKIP() << "for want of root: nobody else can have a program of root";
     const std::string path = sleeper();
     if (isOnNosuidMount(path))
         GTEST_SKIP() << "for want of temporary folders on a mount without nosuid";
@@ -148,8 +166,7 @@ TEST_F(PinnedProcessTest, ObjectsToALibraryOfRootOnANosuidMount)
         const std::string path = library();
         const AnsweringProcess process{rootsProgram, {.user = nobody, .preload = path}};
 
-        EXPECT_EQ(objectionTo(process, nobody),
-                  path + ", which it has loaded, is on a nosuid mount");
+        EXPECT_EQ(objectionTo(process, nobody), path + ": it is loaded from a nosuid mount");
     });
 
     if (result == refused)

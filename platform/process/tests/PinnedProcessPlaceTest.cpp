@@ -19,7 +19,7 @@ TEST_F(PinnedProcessTest, ObjectsToAnotherUserNamespace)
     const PinnedProcess pinned = pin(process);
 
     EXPECT_EQ(objectionTo(pinned), "it is in another user namespace");
-    EXPECT_EQ(pinned.change(), "it is in another user namespace");
+    EXPECT_EQ(changeOf(pinned), "it is in another user namespace");
 }
 
 TEST_F(PinnedProcessTest, ObjectsToAnotherPidNamespace)
@@ -48,8 +48,8 @@ TEST_F(PinnedProcessTest, TakesTheMountNamespaceOfTheBusDaemonForTheRightOne)
     const AnsweringProcess process{rootsProgram};
     const AnsweringProcess daemon{rootsProgram, {.namespaces = namespaces}};
 
-    const Objection objection =
-        pin(process).objection({.user = ::geteuid(), .busDaemon = daemon.pid()});
+    const std::string objection =
+        textOf(pin(process).check({.user = ::geteuid(), .busDaemon = daemon.pid()}));
 
     EXPECT_EQ(objection, "it is in another mount namespace");
 }
@@ -60,8 +60,8 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAMountNamespaceThatTheBusDaemonIsInTo
         GTEST_SKIP() << "for want of a mount namespace";
     const AnsweringProcess process{rootsProgram, {.namespaces = CLONE_NEWNS}};
 
-    const Objection objection =
-        pin(process).objection({.user = ::geteuid(), .busDaemon = process.pid()});
+    const std::string objection =
+        textOf(pin(process).check({.user = ::geteuid(), .busDaemon = process.pid()}));
 
     EXPECT_EQ(objection, none);
 }
@@ -74,7 +74,8 @@ TEST_F(PinnedProcessTest, ObjectsWhenTheBusDaemonIsGone)
     daemon.kill();
     daemon.reap();
 
-    const Objection objection = pin(process).objection({.user = ::geteuid(), .busDaemon = gone});
+    const std::string objection =
+        textOf(pin(process).check({.user = ::geteuid(), .busDaemon = gone}));
 
     EXPECT_EQ(objection, "it is in another mount namespace");
 }
@@ -99,8 +100,8 @@ TEST_F(PinnedProcessTest, TakesTheRootFolderOfTheBusDaemonForTheRightOne)
     if (const std::string answer = daemon.ask(order); answer != order)
         GTEST_SKIP() << "for want of leave to change the root folder: " << answer;
 
-    const Objection objection =
-        pin(process).objection({.user = ::geteuid(), .busDaemon = daemon.pid()});
+    const std::string objection =
+        textOf(pin(process).check({.user = ::geteuid(), .busDaemon = daemon.pid()}));
 
     EXPECT_EQ(objection, "its root folder is another one");
 }

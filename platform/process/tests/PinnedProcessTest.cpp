@@ -40,7 +40,7 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcess)
     const PinnedProcess pinned = pin(process);
 
     EXPECT_EQ(objectionTo(pinned), none);
-    EXPECT_EQ(pinned.change(), none);
+    EXPECT_EQ(changeOf(pinned), none);
 }
 
 TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcessOfAnotherUser)
@@ -54,7 +54,7 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAnHonestProcessOfAnotherUser)
     const PinnedProcess pinned = pin(process);
 
     EXPECT_EQ(objectionTo(pinned, nobody), none);
-    EXPECT_EQ(pinned.change(), none);
+    EXPECT_EQ(changeOf(pinned), none);
 }
 
 TEST_F(PinnedProcessTest, TakesAProcessThatItIsHanded)
@@ -65,7 +65,7 @@ TEST_F(PinnedProcessTest, TakesAProcessThatItIsHanded)
 
     ASSERT_TRUE(pinned);
     EXPECT_EQ(pinned.value().pid(), process.pid());
-    EXPECT_EQ(pinned.value().change(), none);
+    EXPECT_EQ(changeOf(pinned.value()), none);
 }
 
 TEST_F(PinnedProcessTest, TakesNoProcessThatIsAnotherThanItsNumberSays)
@@ -163,12 +163,12 @@ TEST_F(PinnedProcessTest, NoticesThatTheProcessHasEnded)
 
     process.kill();
 
-    EXPECT_EQ(pinned.change(), "it has exited");
+    EXPECT_EQ(changeOf(pinned), "it has exited");
     EXPECT_EQ(objectionTo(pinned), "it has exited");
 
     process.reap();
 
-    EXPECT_EQ(pinned.change(), "it has exited");
+    EXPECT_EQ(changeOf(pinned), "it has exited");
     EXPECT_EQ(objectionTo(pinned), "it has exited");
 }
 
@@ -176,12 +176,12 @@ TEST_F(PinnedProcessTest, NoticesThatTheProcessRunsAnotherExecutable)
 {
     const AnsweringProcess process{sleeper()};
     const PinnedProcess pinned = pin(process);
-    ASSERT_EQ(pinned.change(), none);
+    ASSERT_EQ(changeOf(pinned), none);
 
     process.tell("exec " + rootsProgram);
     ASSERT_EQ(process.ask("ready"), "ready");
 
-    EXPECT_EQ(pinned.change(), "it runs another executable");
+    EXPECT_EQ(changeOf(pinned), "it runs another executable");
     EXPECT_EQ(objectionTo(pinned), "it runs another executable");
 }
 
@@ -193,7 +193,7 @@ TEST_F(PinnedProcessTest, NoticesThatACopyOfTheExecutableIsAnotherOne)
     process.tell("exec " + copy(VELTRA_TEST_ODD_SLEEPER, "same"));
     ASSERT_EQ(process.ask("ready"), "ready");
 
-    EXPECT_EQ(pinned.change(), "it runs another executable");
+    EXPECT_EQ(changeOf(pinned), "it runs another executable");
 }
 
 TEST_F(PinnedProcessTest, NoticesThatAnExecutableOfTheSameInodeIsOnAnotherFileSystem)
@@ -209,7 +209,7 @@ TEST_F(PinnedProcessTest, NoticesThatAnExecutableOfTheSameInodeIsOnAnotherFileSy
         process.tell("exec " + same);
         ASSERT_EQ(process.ask("ready"), "ready");
 
-        EXPECT_EQ(pinned.change(), "it runs another executable");
+        EXPECT_EQ(changeOf(pinned), "it runs another executable");
     });
 
     if (result == refused)
@@ -225,7 +225,7 @@ TEST_F(PinnedProcessTest, ObjectsToAnExecutableThatWasDeleted)
     fs::remove(path);
 
     EXPECT_EQ(objectionTo(process), "its executable was deleted");
-    EXPECT_EQ(pin(process).change(), none);
+    EXPECT_EQ(changeOf(pin(process)), none);
 }
 
 TEST_F(PinnedProcessTest, ObjectsToAnExecutableInWhosePlaceAnotherWasPut)
@@ -282,10 +282,10 @@ TEST_F(PinnedProcessTest, ObjectsToATracerUntilItIsGone)
         if (!tracer)
             GTEST_SKIP() << "for want of leave to trace processes";
         EXPECT_EQ(objectionTo(pinned), "it is traced");
-        EXPECT_EQ(pinned.change(), "it is traced");
+        EXPECT_EQ(changeOf(pinned), "it is traced");
     }
 
-    EXPECT_EQ(pinned.change(), none);
+    EXPECT_EQ(changeOf(pinned), none);
 }
 
 TEST_F(PinnedProcessTest, ObjectsToATracerOfAnyThread)
@@ -293,17 +293,17 @@ TEST_F(PinnedProcessTest, ObjectsToATracerOfAnyThread)
     const AnsweringProcess process{sleeper()};
     const PinnedProcess pinned = pin(process);
     ASSERT_EQ(process.ask("thread"), "thread");
-    ASSERT_EQ(pinned.change(), none);
+    ASSERT_EQ(changeOf(pinned), none);
 
     for (const auto& thread :
          fs::directory_iterator{"/proc/" + std::to_string(process.pid()) + "/task"}) {
         const Tracer tracer{std::stoi(thread.path().filename())};
         if (!tracer)
             GTEST_SKIP() << "for want of leave to trace processes";
-        EXPECT_EQ(pinned.change(), "it is traced") << thread;
+        EXPECT_EQ(changeOf(pinned), "it is traced") << thread;
     }
 
-    EXPECT_EQ(pinned.change(), none);
+    EXPECT_EQ(changeOf(pinned), none);
 }
 
 TEST_F(PinnedProcessTest, ObjectsToASeccompFilter)
@@ -315,7 +315,7 @@ TEST_F(PinnedProcessTest, ObjectsToASeccompFilter)
     ASSERT_EQ(process.ask("ready"), "ready");
 
     EXPECT_EQ(objectionTo(process), "it is under a seccomp filter of its own");
-    EXPECT_EQ(pin(process).change(), none);
+    EXPECT_EQ(changeOf(pin(process)), none);
 }
 
 TEST_F(PinnedProcessTest, HasNothingAgainstAFilterThatAllProcessesAreUnder)
@@ -330,8 +330,8 @@ TEST_F(PinnedProcessTest, HasNothingAgainstAFilterThatAllProcessesAreUnder)
     process.tell("exec " + rootsProgram);
     ASSERT_EQ(process.ask("ready"), "ready");
 
-    EXPECT_EQ(pin(process).objection(
-                  {.user = ::geteuid(), .busDaemon = ::getpid(), .first = first.pid()}),
+    EXPECT_EQ(textOf(pin(process).check(
+                  {.user = ::geteuid(), .busDaemon = ::getpid(), .first = first.pid()})),
               none);
 }
 
@@ -370,7 +370,7 @@ TEST_F(PinnedProcessTest, TrustsNobodyWhenItHasTooFewDescriptorsToLook)
             EXPECT_EQ(::setrlimit(RLIMIT_NOFILE, &tight), 0);
 
             EXPECT_NE(objectionTo(pinned), none);
-            EXPECT_NE(pinned.change(), none);
+            EXPECT_NE(changeOf(pinned), none);
             return 0;
         });
         EXPECT_EQ(result, 0) << left << " left";

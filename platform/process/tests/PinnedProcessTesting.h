@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
-#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -24,11 +23,10 @@
 namespace veltra {
 
 namespace fs = std::filesystem;
-using Objection = std::optional<std::string>;
 
 inline constexpr uid_t nobody = 65534;
 inline constexpr int refused = 77; ///< the answer of a child that lacks a permission
-inline const Objection none;
+inline const std::string none;
 inline const std::string rootsProgram = "/bin/cat";
 
 inline bool isRoot()
@@ -59,14 +57,25 @@ inline PinnedProcess pin(const AnsweringProcess& process)
     return std::move(PinnedProcess::open(process.pid()).value());
 }
 
-inline Objection objectionTo(const PinnedProcess& pinned, uid_t user = ::geteuid())
+/// The error's message, or none.
+inline std::string textOf(const Result<>& result)
 {
-    return pinned.objection({.user = user, .busDaemon = ::getpid()});
+    return result ? none : result.error().message();
 }
 
-inline Objection objectionTo(const AnsweringProcess& process, uid_t user = ::geteuid())
+inline std::string objectionTo(const PinnedProcess& pinned, uid_t user = ::geteuid())
+{
+    return textOf(pinned.check({.user = user, .busDaemon = ::getpid()}));
+}
+
+inline std::string objectionTo(const AnsweringProcess& process, uid_t user = ::geteuid())
 {
     return objectionTo(pin(process), user);
+}
+
+inline std::string changeOf(const PinnedProcess& pinned)
+{
+    return textOf(pinned.checkUnchanged());
 }
 
 inline ino_t inodeOf(const Fd& file)
