@@ -68,7 +68,8 @@ Result<> Helper::prepareUnits()
 {
     if (!TransientUnits::areAvailable())
         return success;
-    auto units = TransientUnits::open(*loop_, *listener_.bus());
+    auto units = TransientUnits::open(*loop_, *listener_.bus(),
+                                      {"veltra-agent-tool", "The agent's command-line tool"});
     if (!units)
         return units.error();
     units_ = std::move(units.value());

@@ -37,7 +37,8 @@ std::string unitPath(const std::string& name)
     return result;
 }
 
-std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
+std::vector<Property> propertiesOf(const Task& task, const std::string& description, Fd output,
+                                   Fd error)
 {
     Words words{task.launchPath};
     words.insert(words.end(), task.arguments.begin(), task.arguments.end());
@@ -49,7 +50,7 @@ std::vector<Property> propertiesOf(const Task& task, Fd output, Fd error)
     const auto set = [&](const char* name, auto value) {
         properties.emplace_back(name, std::move(value));
     };
-    set("Description", std::string{"The agent's command-line tool"});
+    set("Description", description);
     set("Type", std::string{"exec"});
     set("ExecStartEx", std::vector<Command>{{task.launchPath, words, {"no-env-expand"}}});
     set("Environment", task.environment);
@@ -71,9 +72,10 @@ bool TransientUnits::areAvailable()
     return ::sd_booted() > 0;
 }
 
-Result<std::unique_ptr<TransientUnits>> TransientUnits::open(EventLoop& loop, BusConnection& bus)
+Result<std::unique_ptr<TransientUnits>> TransientUnits::open(EventLoop& loop, BusConnection& bus,
+                                                             Naming naming)
 {
-    std::unique_ptr<TransientUnits> units{new TransientUnits{loop, bus}};
+    std::unique_ptr<TransientUnits> units{new TransientUnits{loop, bus, std::move(naming)}};
     if (const auto watched = units->watchOwner(); !watched)
         return watched.error();
     if (const auto listening = units->listen(); !listening)
@@ -153,7 +155,7 @@ Result<> TransientUnits::launch(const Task& task, std::function<void(const std::
     if (!ends)
         return ends.error();
 
-    const std::string name = "veltra-agent-tool-" + std::to_string(::getpid()) + "-" +
+    const std::string name = naming_.name + "-" + std::to_string(::getpid()) + "-" +
                              std::to_string(++lastUnit_) + ".service";
     const std::string path = unitPath(name);
     units_[path] = {name,
@@ -178,7 +180,8 @@ Result<> TransientUnits::request(const std::string& path, const Task& task, Fd o
     using Auxiliary = std::vector<std::tuple<std::string, std::vector<Property>>>;
     auto start = bus_.methodCall(systemdName, managerPath, managerInterface, "StartTransientUnit");
     start.append(units_[path].name, std::string{"fail"},
-                 propertiesOf(task, std::move(output), std::move(error)), Auxiliary{});
+                 propertiesOf(task, naming_.description, std::move(output), std::move(error)),
+                 Auxiliary{});
     auto sent = bus_.call(start, [this, path](BusMessage& answer) {
         if (const auto failure = answer.error())
             fail(path, failure->message);

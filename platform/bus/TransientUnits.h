@@ -11,6 +11,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace veltra {
@@ -24,10 +25,16 @@ class TransientUnits {
     /// Whether systemd is the init system of this machine; see sd_booted(3).
     [[nodiscard]] static bool areAvailable();
 
+    /// How the units are called.
+    struct Naming {
+        std::string name; ///< followed by numbers
+        std::string description;
+    };
+
     /// Fails if systemd's signals cannot be received. `loop` and `bus` must outlive this object,
     /// and `loop` must serve `bus`.
-    [[nodiscard]] static Result<std::unique_ptr<TransientUnits>> open(EventLoop& loop,
-                                                                      BusConnection& bus);
+    [[nodiscard]] static Result<std::unique_ptr<TransientUnits>>
+    open(EventLoop& loop, BusConnection& bus, Naming naming);
     TransientUnits(const TransientUnits&) = delete;
     TransientUnits& operator=(const TransientUnits&) = delete;
     ~TransientUnits() = default;
@@ -48,7 +55,10 @@ class TransientUnits {
         BusSlot question; // how the unit is
     };
 
-    TransientUnits(EventLoop& loop, BusConnection& bus) noexcept : loop_{loop}, bus_{bus} {}
+    TransientUnits(EventLoop& loop, BusConnection& bus, Naming naming)
+        : loop_{loop}, bus_{bus}, naming_{std::move(naming)}
+    {
+    }
 
     [[nodiscard]] Result<> watchOwner();
     [[nodiscard]] Result<> listen();
@@ -61,6 +71,7 @@ class TransientUnits {
 
     EventLoop& loop_;
     BusConnection& bus_;
+    Naming naming_;
     std::map<std::string, Unit> units_; // by their paths
     BusSlot owners_;
     BusSlot changes_;

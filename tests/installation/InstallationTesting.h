@@ -36,6 +36,24 @@ inline std::string admin(const std::string& words)
     return outputOf(adminTool + " " + words);
 }
 
+/// Where systemd runs, a control group that makes the tool believe that it is in its own unit
+/// already, so that it does its work itself; otherwise empty.
+inline std::string ownUnitGroup()
+{
+    const std::string group = "/sys/fs/cgroup/system.slice/veltra-admin-tool-test.service";
+    if (!isUnderSystemd())
+        return {};
+    std::filesystem::create_directory(group);
+    return group;
+}
+
+/// Puts the calling process into a control group.
+inline void join(const std::string& group)
+{
+    if (!group.empty())
+        std::ofstream{group + "/cgroup.procs"} << "0";
+}
+
 /// Owner, group and permissions of a file, such as "0:0 644"; empty if it does not exist.
 inline std::string ownershipOf(const std::string& path)
 {

@@ -36,8 +36,10 @@ bool changesFiles(const Call& call)
 /// Starts the tool with a verb, stopped under ptrace.
 pid_t startTraced(const char* verb)
 {
+    const std::string group = ownUnitGroup();
     const pid_t tool = ::fork();
     if (tool == 0) {
+        join(group);
         ::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
         ::execl(adminTool.c_str(), adminTool.c_str(), verb, nullptr);
         ::_exit(127);

@@ -56,7 +56,10 @@ TEST(AdminTool, DoesWithoutStandardStreams)
 TEST(AdminTool, WorksInAPlaceOfItsOwn)
 {
     Fd lock = takeLock();
-    ClientProgram tool{{"sh", "-c", "cd /tmp; umask 0; exec " + adminTool + " bless <&- >&- 2>&-"}};
+    const std::string group = ownUnitGroup();
+    const std::string join = group.empty() ? "" : "echo 0 >" + group + "/cgroup.procs; ";
+    ClientProgram tool{
+        {"sh", "-c", join + "cd /tmp; umask 0; exec " + adminTool + " bless <&- >&- 2>&-"}};
     const std::string process = "/proc/" + std::to_string(tool.pid());
     const auto linked = [&](const std::string& name) {
         std::error_code ignored;
@@ -152,4 +155,44 @@ TEST(AdminTool, WaitsForItsTurn)
     EXPECT_EQ(outputOf("timeout 1 " + adminTool + " bless"), "status 124");
 
     EXPECT_EQ(installedFiles(), std::set<std::string>{});
+    if (isUnderSystemd())
+        outputOf("systemctl stop 'veltra-admin-tool-*'");
+}
+
+TEST(AdminToolUnderSystemd, HandsOnWhatItSaysAndHowItEnds)
+{
+    EXPECT_EQ(admin("add-right"), "");
+
+    EXPECT_EQ(admin("add-right"),
+              "veltra-admin-tool: cannot add " + rightsPath + ": It exists already\nstatus 73");
+}
+
+// As a user may in a group that is delegated to him.
+TEST(AdminToolUnderSystemd, HoldsNobodyUpWhenItsCallersControlGroupIsFrozen)
+{
+    const std::string group = "/sys/fs/cgroup/veltra-test-frozen";
+    std::filesystem::create_directory(group);
+    // Without an answer it waits for a while with the lock held.
+    outputOf("systemctl start polkit; systemctl kill -s STOP polkit");
+    ClientProgram first{
+        {"sh", "-c",
+         "echo 0 >" + group + "/cgroup.procs; echo $?; exec " + adminTool + " add-right"}};
+    ASSERT_EQ(first.line(), "0");
+    ASSERT_TRUE(becomesTrue([] {
+        const Fd lock{::open("/run/veltra-admin-tool.lock", O_RDWR | O_CREAT | O_CLOEXEC, 0600)};
+        return ::flock(lock.get(), LOCK_EX | LOCK_NB) != 0;
+    }));
+
+    std::ofstream{group + "/cgroup.freeze"} << "1";
+    ASSERT_TRUE(becomesTrue(
+        [&] { return contentOf(group + "/cgroup.events").find("frozen 1") != std::string::npos; }));
+
+    EXPECT_EQ(outputOf("timeout 20 " + adminTool + " bless"), "");
+    expectAllInstalled();
+    EXPECT_TRUE(std::filesystem::exists(rightsPath));
+
+    std::ofstream{group + "/cgroup.freeze"} << "0";
+    outputOf("systemctl kill -s CONT polkit");
+    EXPECT_EQ(first.wait(), 0);
+    EXPECT_TRUE(becomesTrue([&] { return ::rmdir(group.c_str()) == 0; }));
 }

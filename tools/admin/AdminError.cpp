@@ -18,9 +18,11 @@ const char* textOf(AdminError reason)
     case AdminError::folderOfOthers:
         return "Others than root may write to it";
     case AdminError::unitsFailed:
-        return "systemctl failed";
+        return "systemd failed";
     case AdminError::helperRunsOn:
         return "It does not end";
+    case AdminError::othersWork:
+        return "It has not ended in time";
     case AdminError::textUnfit:
         return "It holds what a policy cannot";
     }

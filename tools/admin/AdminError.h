@@ -17,6 +17,7 @@ enum class AdminError {
     folderOfOthers,
     unitsFailed,
     helperRunsOn,
+    othersWork,
     textUnfit,
 };
 

@@ -5,6 +5,7 @@
 #include "platform/base/ProcPath.h"
 #include "platform/bus/BusConnection.h"
 #include "platform/bus/ConnectionNames.h"
+#include "platform/bus/TransientUnits.h"
 #include "platform/process/PinnedProcess.h"
 #include "platform/process/Task.h"
 #include "tools/admin/InstalledFiles.h"
@@ -28,13 +29,6 @@ using namespace std::chrono_literals;
 
 constexpr auto busPatience = 5s;
 constexpr auto helperPatience = 10s;
-
-// See sd_booted(3).
-bool isSystemdRunning()
-{
-    std::error_code ignored;
-    return fs::is_directory("/run/systemd/system", ignored);
-}
 
 // Its output is discarded; systemctl's errors are in the journal.
 Result<int> statusOfSystemctl(const std::vector<std::string>& arguments)
@@ -131,7 +125,7 @@ Result<> endHelperOfBus()
 
 Result<> reloadUnits()
 {
-    return isSystemdRunning() ? systemctl({"daemon-reload"}) : success;
+    return TransientUnits::areAvailable() ? systemctl({"daemon-reload"}) : success;
 }
 
 Result<> reloadBus()
@@ -148,7 +142,7 @@ Result<> reloadBus()
 
 Result<> endHelper()
 {
-    if (!isSystemdRunning())
+    if (!TransientUnits::areAvailable())
         return endHelperOfBus();
     constexpr int notLoaded = 5;
     return systemctl({"stop", fs::path{InstalledFiles::unit}.filename()}, notLoaded);

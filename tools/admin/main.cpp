@@ -3,6 +3,7 @@
 #include "tools/admin/AdminLock.h"
 #include "tools/admin/HardenedStart.h"
 #include "tools/admin/HelperInstallation.h"
+#include "tools/admin/OwnUnit.h"
 #include "tools/admin/RightRegistration.h"
 
 #include <algorithm>
@@ -33,24 +34,35 @@ int fail(int status, const std::string& line)
     return status;
 }
 
-Result<> run(const Verb& verb)
+int failToDo(const Error& error)
 {
-    if (Result<> done = hardenStart(); !done)
-        return done;
+    return fail(EX_SOFTWARE, "veltra-admin-tool: cannot " + error.message());
+}
+
+Result<> doAlone(const Verb& verb)
+{
     const auto lock = lockOutOthers();
     if (!lock)
         return lock.error();
     return verb.run();
 }
 
-int statusOf(const Result<>& done)
+// The exit status. Failures are reported when the lock has been released: whoever reads our output
+// may keep us waiting for ever.
+int run(const Verb& verb)
 {
-    if (done)
-        return EX_OK;
-    // The lock has been released by now: whoever reads our output may keep us waiting for ever.
-    const bool exists = done.error().code() == adminError(AdminError::rightExists);
-    return fail(exists ? EX_CANTCREAT : EX_SOFTWARE,
-                "veltra-admin-tool: cannot " + done.error().message());
+    if (const auto hardened = hardenStart(); !hardened)
+        return failToDo(hardened.error());
+    if (isOwnUnitNeeded()) {
+        const auto status = runInOwnUnit(verb.name);
+        return status ? status.value() : failToDo(status.error());
+    }
+    const auto done = doAlone(verb);
+    if (!done && done.error().code() == adminError(AdminError::rightExists)) {
+        failToDo(done.error());
+        return EX_CANTCREAT;
+    }
+    return done ? EX_OK : failToDo(done.error());
 }
 
 } // namespace
@@ -66,7 +78,7 @@ int main(int count, char** arguments)
                         "usage: veltra-admin-tool bless | add-right | change-right | remove");
         if (::geteuid() != 0)
             return fail(EX_NOPERM, "veltra-admin-tool: only root may do this");
-        return statusOf(run(*verb));
+        return run(*verb);
     } catch (const std::exception& error) {
         return fail(EX_SOFTWARE, std::string{"veltra-admin-tool: "} + error.what());
     }
