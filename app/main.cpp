@@ -5,8 +5,14 @@
 #include <QApplication>
 #include <QTimer>
 
+#include <sys/prctl.h>
+
 int main(int argc, char** argv)
 {
+    // Otherwise other programs of the same user could take the connection to the helper out of this
+    // one; see pidfd_getfd(2).
+    ::prctl(PR_SET_DUMPABLE, 0);
+
     QApplication application{argc, argv};
     QApplication::setApplicationName(QStringLiteral("VeltraAgentStatusMonitor"));
     QApplication::setDesktopFileName(QStringLiteral("com.veltra.vxStatusMonitorApp"));

@@ -2,6 +2,8 @@
 
 #include "platform/desktop/SessionBus.h"
 
+#include <QProcess>
+
 #include <functional>
 #include <memory>
 
@@ -21,14 +23,14 @@ class DesktopAppearance {
     DesktopAppearance& operator=(const DesktopAppearance&) = delete;
 
   private:
-    static int answered(sd_bus_message* answer, void* self, sd_bus_error* error) noexcept;
     static int settingChanged(sd_bus_message* signal, void* self, sd_bus_error* error) noexcept;
-    void take(sd_bus_message* message) const;
+    void ask();
+    void take(unsigned scheme) const;
 
     std::function<void(ColorScheme)> onChange_;
     std::shared_ptr<SessionBus> bus_;
     SessionBus::Match change_;
-    SessionBus::Match answer_;
+    QProcess question_;
 };
 
 } // namespace veltra

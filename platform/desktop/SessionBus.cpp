@@ -51,17 +51,6 @@ SessionBus::Match SessionBus::match(const std::string& interface, const std::str
     return Match{slot};
 }
 
-SessionBus::Match SessionBus::call(const Method& method,
-                                   const std::array<const char*, 2>& arguments,
-                                   sd_bus_message_handler_t callback, void* context)
-{
-    sd_bus_slot* slot = nullptr;
-    sd_bus_call_method_async(bus_, &slot, method.service, method.path, method.interface,
-                             method.name, callback, context, "ss", arguments[0], arguments[1]);
-    again_.start();
-    return Match{slot};
-}
-
 void SessionBus::process()
 {
     // A callback may release the last reference to this connection.

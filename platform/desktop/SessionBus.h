@@ -3,7 +3,6 @@
 #include <QSocketNotifier>
 #include <QTimer>
 
-#include <array>
 #include <memory>
 #include <string>
 
@@ -37,18 +36,6 @@ class SessionBus : public std::enable_shared_from_this<SessionBus> {
     /// is sent after the bus has registered the match. Null if it could not be asked to.
     [[nodiscard]] Match match(const std::string& interface, const std::string& member,
                               sd_bus_message_handler_t callback, void* context);
-
-    /// The object and interface that a method is called on, and its name.
-    struct Method {
-        const char* service;
-        const char* path;
-        const char* interface;
-        const char* name;
-    };
-    /// Calls a method that takes two texts, without waiting. `callback`, which must not throw, gets
-    /// the reply or the error, unless the result is destroyed first. Null if sending failed.
-    [[nodiscard]] Match call(const Method& method, const std::array<const char*, 2>& arguments,
-                             sd_bus_message_handler_t callback, void* context);
 
   private:
     void process();
