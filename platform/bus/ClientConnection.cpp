@@ -175,7 +175,9 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     void takeRefusal(const BusError& error)
     {
         if ((!isUnseen(error) && error.name != unprovedError) || ++openAttempts_ >= mostAttempts) {
-            failToOpen(error.message);
+            failToOpen(error.name == SD_BUS_ERROR_ACCESS_DENIED
+                           ? "the system bus's policy does not let this user call it"
+                           : error.message);
             return;
         }
         isOpening_ = false;
