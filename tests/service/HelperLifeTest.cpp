@@ -233,13 +233,13 @@ TEST(HelperLife, LosesNoCallThatIsMadeAroundItsEnd)
     installHelper("hasty_helper");
     Client client;
     // systemd takes longer to start it.
-    const std::string calls = isUnderSystemd() ? "700" : "1500";
+    const int calls = isUnderSystemd() ? 500 : 1500;
 
-    client.tell("cycle c " + calls);
+    client.tell("cycle c " + std::to_string(calls));
 
-    EXPECT_EQ(client.line(10min), "c answered " + calls + " failed 0");
-    // The test shows something only if the helper did end in between.
-    EXPECT_TRUE(becomesTrue([] { return std::ranges::count(helperLog(), '\n') > 100; }));
+    EXPECT_EQ(client.line(10min), "c answered " + std::to_string(calls) + " failed 0");
+    // The test shows something only if the helper did end in between: at most once in ten calls.
+    EXPECT_TRUE(becomesTrue([&] { return std::ranges::count(helperLog(), '\n') > calls / 15; }));
     EXPECT_EQ(helperLog().find("failed"), std::string::npos);
 }
 
