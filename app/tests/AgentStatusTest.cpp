@@ -2,6 +2,7 @@
 
 #include "app/AgentStateIcon.h"
 #include "app/tests/TableController.h"
+#include "logview/table/tests/MirroredIcon.h"
 #include "platform/base/tests/SleepingProcess.h"
 
 #include <string>
@@ -85,6 +86,14 @@ TEST_F(AgentStatusTest, NeedsNoOutlets)
 
     const std::string message = "terminated " + std::to_string(agent.pid());
     EXPECT_TRUE(runLoopUntil([&] { return std::ranges::count(log().complaints(), message) == 1; }));
+}
+
+TEST(AgentStateIcon, LooksTheSameMirroredWhenTheServiceIsDown)
+{
+    const QIcon icon = agentStateIcon(AgentState::down);
+
+    EXPECT_LT(pixelsChangedByMirroring(icon, Qt::Horizontal), 200);
+    EXPECT_LT(pixelsChangedByMirroring(icon, Qt::Vertical), 200);
 }
 
 } // namespace
