@@ -13,8 +13,8 @@ namespace veltra {
 /// A connection to the D-Bus session bus, served by the main thread's event loop and not by a
 /// separate thread. Never waits for the bus. Main thread only. See sd-bus(3).
 ///
-/// Not QtDBus, which waits for the bus while it connects: if the bus hangs, the program would never
-/// show its window.
+/// Not QtDBus, which waits for the bus while it connects, and delivers from a thread of its own
+/// through queued events, which ThreadSanitizer cannot follow.
 class SessionBus : public std::enable_shared_from_this<SessionBus> {
   public:
     struct EndMatch {
