@@ -106,7 +106,9 @@ Result<int> runInOwnUnit(std::string_view verb)
     if (!bus)
         return bus.error();
     UnitRun run{*loop.value()};
-    bus.value()->setLossHandler([&] { run.fail("the bus has gone away"); });
+    if (auto watched = bus.value()->setLossHandler([&] { run.fail("the bus has gone away"); });
+        !watched)
+        return watched.error();
     if (auto served = bus.value()->serveOn(*loop.value()); !served)
         return served.error();
     auto units = TransientUnits::open(*loop.value(), *bus.value(),

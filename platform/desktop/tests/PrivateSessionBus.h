@@ -61,20 +61,28 @@ class PrivateSessionBus {
         }
     }
 
-    /// Waits until the bus has done what this program has asked it so far: it answers in order.
+    /// Waits until the bus has done what this program has asked it so far: it does so in order, and
+    /// the last thing that it is asked for here are the signals of another program.
     static void waitForBus()
     {
         const auto bus = SessionBus::connection();
         ASSERT_NE(bus, nullptr);
-        bool isAnswered = false;
-        const auto fence = bus->call(
-            {"org.freedesktop.DBus", "/", "org.freedesktop.DBus", "NoSuchMethod"}, {"", ""},
-            [](sd_bus_message*, void* answered, sd_bus_error*) {
-                *static_cast<bool*>(answered) = true;
+        bool isDelivered = false;
+        const auto fence = bus->match(
+            "com.veltra.Fence", "Passed",
+            [](sd_bus_message*, void* delivered, sd_bus_error*) {
+                *static_cast<bool*>(delivered) = true;
                 return 0;
             },
-            &isAnswered);
-        ASSERT_TRUE(runLoopUntil([&] { return isAnswered; }));
+            &isDelivered);
+        sd_bus* other = nullptr;
+        ASSERT_GE(sd_bus_open_user(&other), 0);
+        EXPECT_TRUE(runLoopUntil([&] {
+            sd_bus_emit_signal(other, "/", "com.veltra.Fence", "Passed", "");
+            sd_bus_flush(other);
+            return isDelivered;
+        }));
+        sd_bus_flush_close_unref(other);
     }
 
     QString address() const
