@@ -147,6 +147,7 @@ TEST_F(DesktopAppearanceTest, FollowsTheUsersChangesOfThatSettingAlone)
     Portal portal{0};
     const DesktopAppearance appearance{recorder()};
     ASSERT_TRUE(isTold({Scheme::noPreference}));
+    waitForBus();
 
     portal.change(group, "accent-color", 1);
     portal.change("org.gnome.desktop.interface", key, 1);
@@ -162,6 +163,7 @@ TEST_F(DesktopAppearanceTest, PassesOverSignalsOfOtherTypes)
     Portal portal{0};
     const DesktopAppearance appearance{recorder()};
     ASSERT_TRUE(isTold({Scheme::noPreference}));
+    waitForBus();
 
     portal.sendOddSignals();
     portal.change(group, key, 2);
