@@ -361,10 +361,10 @@ TEST(FileReaderFiles, TellsValidLinesFromOthersAtEveryBorderOfItsBuffer)
 {
     const TemporaryFolder folder;
     // Characters of 1 to 4 bytes, in lines of 37 bytes, so that within a megabyte every position in
-    // every character falls on a chunk border.
+    // every character falls on a chunk border. A spoilt line begins inside a character.
     const std::string line = "a\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\xE2\x82\xAC\xC3\xA4"
                              "bcdefghijklmnopqrstu\n";
-    const std::string spoilt = "a\xC3\xA4\xE2\x82"
+    const std::string spoilt = "\xA4\xC3\xA4\xE2\x82"
                                "bcdefghijklm\xF0\x9F\x98\xC3\n";
     std::string bytes;
     std::vector<bool> expected;
