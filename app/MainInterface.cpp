@@ -7,6 +7,7 @@
 
 #include <QDir>
 
+#include <chrono>
 #include <cstdlib>
 
 namespace veltra {
@@ -27,7 +28,8 @@ VXStatusMainDependencies mainDependencies()
 
 void endProcess()
 {
-    SystemLog::shared().drain();
+    // Not without limit: nobody may read standard error.
+    SystemLog::shared().drain(std::chrono::seconds{5});
     std::_Exit(EXIT_SUCCESS);
 }
 

@@ -44,11 +44,12 @@ class JournalSink : public LogSink {
 
     bool send(std::string_view message)
     {
-        if (message_.capacity() > keptCapacity)
-            message_ = {};
         message_.assign("MESSAGE=").append(message);
         const std::array fields{partOf(message_), partOf(priority_), partOf(identifier_)};
-        return ::sd_journal_sendv(fields.data(), static_cast<int>(fields.size())) == 0;
+        const bool isSent = ::sd_journal_sendv(fields.data(), static_cast<int>(fields.size())) == 0;
+        if (message_.capacity() > keptCapacity)
+            std::string{}.swap(message_);
+        return isSent;
     }
 
     std::string message_;

@@ -1,27 +1,19 @@
 #include "platform/log/SpoolFile.h"
 
-#include <array>
 #include <cerrno>
-#include <cstdlib>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace veltra {
 
-// Read here, because the environment may change while other threads run.
-SpoolFile::SpoolFile()
+Result<SpoolFile> SpoolFile::create(const std::string& folder)
 {
-    if (const char* folder = ::secure_getenv("TMPDIR"))
-        folder_ = folder;
-}
+    Fd file{::open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)};
+    if (!file)
+        return Error::last("make a temporary file in", folder);
 
-bool SpoolFile::open()
-{
-    for (const char* folder : std::array{folder_.c_str(), "/var/tmp", "/tmp"})
-        if (!file_)
-            file_ = Fd{::open(folder, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)};
-    return static_cast<bool>(file_);
+    return SpoolFile{std::move(file)};
 }
 
 bool SpoolFile::write(std::string_view bytes, std::uint64_t offset) const
@@ -40,21 +32,21 @@ bool SpoolFile::write(std::string_view bytes, std::uint64_t offset) const
     return true;
 }
 
-bool SpoolFile::append(std::span<const std::string_view> pieces)
+Result<> SpoolFile::append(std::span<const std::string_view> pieces)
 {
-    if (!file_ && !open())
-        return false;
-
     std::uint64_t end = waiting_.end;
-    for (std::string_view piece : pieces) {
+    for (const std::string_view piece : pieces) {
         if (!write(piece, end)) {
-            cut(waiting_.end);
-            return false;
+            auto error = Error::last("write to a temporary file");
+            // If truncating fails, the bytes are overwritten later.
+            [[maybe_unused]] const int result =
+                ::ftruncate(file_.get(), static_cast<off_t>(waiting_.end));
+            return error;
         }
         end += piece.size();
     }
     waiting_.end = end;
-    return true;
+    return success;
 }
 
 bool SpoolFile::read(std::uint64_t offset, std::span<char> bytes) const
@@ -78,20 +70,9 @@ bool SpoolFile::read(std::uint64_t offset, std::span<char> bytes) const
 void SpoolFile::drop(std::uint64_t count)
 {
     waiting_.begin += count;
-    if (!isEmpty()) {
-        // On a file system without holes, the space is only freed later.
-        ::fallocate(file_.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0,
-                    static_cast<off_t>(waiting_.begin));
-        return;
-    }
-    waiting_ = {};
-    cut(0);
-}
-
-void SpoolFile::cut(std::uint64_t size) const
-{
-    // If truncating fails, the bytes are overwritten later.
-    [[maybe_unused]] const int result = ::ftruncate(file_.get(), static_cast<off_t>(size));
+    // On a file system without holes, the space is only freed with the file.
+    ::fallocate(file_.get(), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE, 0,
+                static_cast<off_t>(waiting_.begin));
 }
 
 } // namespace veltra

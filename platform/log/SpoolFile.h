@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/base/Error.h"
 #include "platform/base/Fd.h"
 
 #include <cstddef>
@@ -7,13 +8,13 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace veltra {
 
 /// Bytes that wait in an unnamed temporary file, first in, first out.
 ///
-/// The file is created when first needed, in the folder named by $TMPDIR, otherwise in /var/tmp or
-/// /tmp. Only its owner can read it, and it disappears with the program. Functions that are not
+/// Only its owner can read the file, and it disappears with this object. Functions that are not
 /// const need the caller's lock; read() may run in parallel with them for bytes that wait.
 class SpoolFile {
   public:
@@ -25,14 +26,14 @@ class SpoolFile {
         [[nodiscard]] std::uint64_t size() const noexcept { return end - begin; }
     };
 
-    SpoolFile();
+    /// An empty file on the disk that contains `folder`.
+    [[nodiscard]] static Result<SpoolFile> create(const std::string& folder);
 
     [[nodiscard]] bool isEmpty() const noexcept { return waiting_.size() == 0; }
     [[nodiscard]] Extent waiting() const noexcept { return waiting_; }
 
-    /// Appends `pieces` to the waiting bytes: all of them or, if the file cannot be created or has
-    /// no room, none.
-    [[nodiscard]] bool append(std::span<const std::string_view> pieces);
+    /// Appends `pieces` to the waiting bytes: all of them or, if the disk has no room, none.
+    [[nodiscard]] Result<> append(std::span<const std::string_view> pieces);
 
     /// Fills `bytes` starting at `offset`. Returns false, with errno set, if they cannot be read.
     [[nodiscard]] bool read(std::uint64_t offset, std::span<char> bytes) const;
@@ -41,11 +42,10 @@ class SpoolFile {
     void drop(std::uint64_t count);
 
   private:
-    bool open();
-    bool write(std::string_view bytes, std::uint64_t offset) const;
-    void cut(std::uint64_t size) const;
+    explicit SpoolFile(Fd file) : file_{std::move(file)} {}
 
-    std::string folder_;
+    bool write(std::string_view bytes, std::uint64_t offset) const;
+
     Fd file_;
     Extent waiting_;
 };

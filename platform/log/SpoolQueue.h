@@ -7,10 +7,14 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
+#include <list>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <vector>
 
 namespace veltra {
 
@@ -19,8 +23,11 @@ namespace veltra {
 /// Messages are stored one after the other, each preceded by its length, in two buffers that share
 /// the memory limit: one that is being filled and one that the reader has. If the first is full
 /// before the reader has finished the other, its contents go to a temporary file and wait there. So
-/// the order is: the reader's buffer, the file, the buffer being filled. Pushing waits only if the
-/// file cannot take the messages.
+/// the order is: the reader's buffer, the files, the buffer being filled.
+///
+/// The files are in $TMPDIR, /var/tmp or /tmp: a new one is made where there is room when the
+/// newest one can take no more. If no folder has room, messages are left out, and a message that
+/// says how many takes their place as soon as there is room.
 class SpoolQueue {
   public:
     using Clock = std::chrono::steady_clock;
@@ -28,7 +35,7 @@ class SpoolQueue {
 
     explicit SpoolQueue(std::size_t memoryLimit);
 
-    /// Appends a message, given in pieces, to the queue. Any thread.
+    /// Appends a message, given in pieces, to the queue. Never waits for the reader. Any thread.
     void push(Pieces pieces);
 
     /// Waits for messages and swaps them into `batch`, whose previous contents count as processed.
@@ -51,27 +58,34 @@ class SpoolQueue {
 
     void gather(Lock& lock);
     [[nodiscard]] bool isEnough() const;
-    bool place(std::uint64_t length, Pieces pieces);
-    bool spool(std::uint64_t length, Pieces pieces);
+    [[nodiscard]] bool noteLeftOut();
+    [[nodiscard]] bool add(Pieces pieces);
+    [[nodiscard]] bool place(Pieces pieces);
+    [[nodiscard]] bool spool(std::uint64_t length, Pieces pieces);
+    [[nodiscard]] bool spool(std::span<const std::string_view> records);
     void takeFilled(std::string& batch);
     void takeSpooled(Lock& lock, std::string& batch);
-    std::uint64_t readBack(std::string& batch, SpoolFile::Extent waiting) const;
+    std::uint64_t readBack(std::string& batch, const SpoolFile& file,
+                           SpoolFile::Extent waiting) const;
+    void empty(std::string& buffer) const;
 
     const std::size_t bufferSize_;
+    const std::vector<std::string> folders_;
     std::mutex mutex_;
     std::condition_variable arrived_;
-    std::condition_variable room_;
     std::condition_variable done_;
     // All below is guarded by mutex_.
     std::string filled_;
-    SpoolFile file_;
+    std::list<SpoolFile> files_; // none of them empty; the newest, which is appended to, is last
+    std::uint64_t leftOut_ = 0;  // messages
+    std::error_code whyLeftOut_;
+    Clock::time_point nextSpooling_; // no earlier, after the disks had no room
     std::uint64_t pushedBytes_ = 0;
     std::uint64_t takenBytes_ = 0;
     std::uint64_t doneBytes_ = 0;
     bool isReaderWaiting_ = false;
     bool isReaderGathering_ = false;
     int drains_ = 0;
-    bool isWriterWaiting_ = false;
     bool isClosed_ = false;
 };
 

@@ -1,8 +1,10 @@
 #include "platform/log/SystemLog.h"
 
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <string>
+#include <thread>
 
 #include <poll.h>
 #include <unistd.h>
@@ -10,6 +12,9 @@
 namespace veltra {
 
 namespace {
+
+// Between two attempts after an error that may pass, such as a full disk.
+constexpr std::chrono::milliseconds pause{100};
 
 class StreamSink : public LogSink {
   public:
@@ -47,10 +52,12 @@ class StreamSink : public LogSink {
         if (count > 0)
             return static_cast<std::size_t>(count);
 
-        if (count < 0 && errno == EAGAIN)
+        if (count < 0 && (errno == EPIPE || errno == EBADF))
+            isDeaf_ = true;
+        else if (count < 0 && errno == EAGAIN)
             waitForRoom();
         else if (count == 0 || errno != EINTR)
-            isDeaf_ = true;
+            std::this_thread::sleep_for(pause);
         return 0;
     }
 

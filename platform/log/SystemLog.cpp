@@ -145,6 +145,11 @@ void SystemLog::drain()
         feeder_->queue().drain();
 }
 
+bool SystemLog::drain(std::chrono::milliseconds timeLimit)
+{
+    return !feeder_ || feeder_->queue().drain(Clock::now() + timeLimit);
+}
+
 SystemLog& SystemLog::shared()
 {
     static SystemLog log{sharedSink()};

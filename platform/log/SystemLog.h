@@ -31,16 +31,17 @@ class LogSink {
 
 /// A stream such as standard error, which is not closed. Each message is written unchanged,
 /// followed by a newline unless it ends with one. Messages are written together, up to PIPE_BUF
-/// bytes in one call, so that lines of programs that share a pipe do not mix; see pipe(7). After a
-/// permanent write error the sink ignores all messages.
+/// bytes in one call, so that lines of programs that share a pipe do not mix; see pipe(7). When
+/// nobody can read the stream any more (EPIPE, EBADF), the sink ignores all further messages. After
+/// any other error, such as a full disk, it tries again until it succeeds.
 [[nodiscard]] std::unique_ptr<LogSink> makeStreamSink(int descriptor);
 
 /// The program's log.
 ///
-/// Logging never waits for the sink, keeps the order and loses nothing: the log's own thread feeds
-/// the sink, at most `memoryLimit` bytes wait for it in memory, and the rest waits in an unnamed
-/// temporary file in $TMPDIR, /var/tmp or /tmp. Logging waits for room only if that file cannot be
-/// written. All functions may be called from any thread.
+/// Logging never waits for the sink and keeps the order: the log's own thread feeds the sink, at
+/// most `memoryLimit` bytes wait for it in memory, and the rest waits in unnamed temporary files in
+/// $TMPDIR, /var/tmp or /tmp. Messages are left out only if none of these has room; how many is
+/// logged in their place. All functions may be called from any thread.
 class SystemLog {
   public:
     /// A log without a sink drops every message and has no thread.
@@ -56,8 +57,10 @@ class SystemLog {
     /// Logs one message, given in pieces that are concatenated unchanged.
     void write(std::initializer_list<std::string_view> pieces);
 
-    /// Waits until everything logged before the call has been passed to the sink.
+    /// Waits until everything logged before the call has been passed to the sink. With a time
+    /// limit, returns whether that happened in time.
     void drain();
+    bool drain(std::chrono::milliseconds timeLimit);
 
     /// The log of this process: the journal if one runs, otherwise standard error. Created on first
     /// use, written out at exit.

@@ -1,6 +1,8 @@
 #include "platform/base/Fd.h"
 #include "platform/base/tests/ForkedChild.h"
+#include "platform/base/tests/SleepingThread.h"
 #include "platform/log/SystemLog.h"
+#include "platform/log/tests/ResidentBytes.h"
 
 #include <algorithm>
 #include <array>
@@ -134,21 +136,54 @@ TEST(StreamSink, OutlivesItsReader)
     EXPECT_EQ(result, 0);
 }
 
-TEST(StreamSink, StaysDeafAfterItsDescriptorFailed)
+// What comes through a new pipe that takes the place of `descriptor` while a sink that has failed
+// there writes `message`.
+std::string heardBehind(const Fd& descriptor, LogSink& sink, std::string_view message)
 {
     SinkPipe pipe;
-    const Fd failing{::open("/dev/full", O_WRONLY | O_CLOEXEC)};
-    const auto sink = makeStreamSink(failing.get());
+    EXPECT_GE(::dup2(pipe.writer.get(), descriptor.get()), 0);
+    pipe.writer = Fd{};
+    sink.write(message);
+    sink.flush();
+    EXPECT_GE(::dup2(STDERR_FILENO, descriptor.get()), 0);
+    return readToTheEnd(pipe.reader);
+}
 
-    sink->write("a");
-    sink->flush();
+TEST(StreamSink, StaysDeafWhenNobodyReadsOrItsDescriptorIsClosed)
+{
+    std::signal(SIGPIPE, SIG_IGN);
+    SinkPipe unread;
+    unread.reader = Fd{};
+    const Fd unwritable{::open("/dev/null", O_RDONLY | O_CLOEXEC)};
+
+    for (const Fd* failing : std::array<const Fd*, 2>{&unread.writer, &unwritable}) {
+        const auto sink = makeStreamSink(failing->get());
+        sink->write("a");
+        sink->flush();
+
+        EXPECT_EQ(heardBehind(*failing, *sink, "b"), "");
+    }
+}
+
+TEST(StreamSink, GoesOnWhenAFullDiskHasRoomAgain)
+{
+    const Fd failing{::open("/dev/full", O_WRONLY | O_CLOEXEC)};
+    SinkPipe pipe;
+    SleepingThread writer{[&failing] {
+        const auto sink = makeStreamSink(failing.get());
+        sink->write("a");
+        sink->flush();
+        sink->write("b");
+        sink->flush();
+    }};
+    ASSERT_TRUE(writer.waitUntilAsleep());
+
     ASSERT_GE(::dup2(pipe.writer.get(), failing.get()), 0);
-    sink->write("b");
-    sink->flush();
+    writer.join();
     pipe.writer = Fd{};
     ASSERT_GE(::dup2(STDERR_FILENO, failing.get()), 0);
 
-    EXPECT_EQ(readToTheEnd(pipe.reader), "");
+    EXPECT_EQ(readToTheEnd(pipe.reader), "a\nb\n");
 }
 
 std::atomic<int> signalCount{0};
@@ -297,6 +332,25 @@ TEST_F(WithJournal, SendsAnyBytesInOneMessage)
         const std::string framed{"MESSAGE\n\x09\0\0\0\0\0\0\0two\nlines\nPRIORITY=5\n", 37};
         EXPECT_EQ(journal.receive().substr(0, framed.size()), framed);
         EXPECT_TRUE(journal.receive().starts_with("MESSAGE=\nPRIORITY=5\n"));
+        return 0;
+    });
+
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(WithJournal, GivesTheMemoryOfAHugeMessageBack)
+{
+    const int result = runInChild([] {
+        constexpr std::size_t bound = 100'000'000;
+        const StandInJournal journal;
+        const auto sink = makeJournalSink();
+        if (!sink)
+            return 1;
+        const std::size_t before = residentBytes();
+
+        sink->write(std::string(2 * bound, 'x'));
+
+        EXPECT_LT(residentBytes(), before + bound);
         return 0;
     });
 
