@@ -39,7 +39,7 @@ struct Task {
 ///
 /// Must be called on the thread of `loop`. The handlers are called there too, never before this
 /// returns. The program keeps running if the loop is destroyed. Fails if the program cannot be
-/// started; see posix_spawn(3).
+/// started.
 [[nodiscard]] Result<> launch(EventLoop& loop, Task task);
 
 } // namespace veltra
