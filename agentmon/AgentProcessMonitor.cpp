@@ -1,5 +1,6 @@
 #include "agentmon/AgentProcessMonitor.h"
 
+#include "platform/desktop/MainQueue.h"
 #include "platform/log/SystemLog.h"
 
 #include <system_error>
@@ -11,8 +12,16 @@ const QString AgentProcessMonitor::exitNotification = QStringLiteral("vxsvcProcE
 
 AgentProcessMonitor::AgentProcessMonitor(NotificationCenter& notifications, StateHandler onState,
                                          AgentProcessSearch search)
-    : notifications_{notifications}, onState_{std::move(onState)}, search_{std::move(search)}
+    : notifications_{notifications}, onState_{std::move(onState)}, search_{std::move(search)},
+      self_{std::make_shared<AgentProcessMonitor*>(this)}
 {
+}
+
+AgentProcessMonitor::~AgentProcessMonitor()
+{
+    stop_.request_stop();
+    if (look_.joinable())
+        look_.join();
 }
 
 void AgentProcessMonitor::EndTimer::operator()(QTimer* timer) const
@@ -23,20 +32,51 @@ void AgentProcessMonitor::EndTimer::operator()(QTimer* timer) const
 
 void AgentProcessMonitor::start()
 {
-    const std::int32_t pid = getVXAgentProcPid();
-    if (pid < 1)
-        becomeDown();
-    else
-        becomeRunning(pid);
     exitRegistration_ =
         notifications_.addObserver(exitNotification, nullptr, [this](const Notification& note) {
             vxsvcProcMonitorNotificationHandler(note);
         });
+    look();
 }
 
-std::int32_t AgentProcessMonitor::getVXAgentProcPid() const
+std::optional<std::int32_t> AgentProcessMonitor::getVXAgentProcPid() const
 {
-    return firstPidIn(exec(search_.processQuery.c_str()));
+    const auto answer = exec(search_.processQuery.c_str(), search_.timeLimit, stop_.get_token());
+    if (!answer)
+        return std::nullopt;
+    // Any user may run a process with such a command line.
+    return firstPidIn(*answer, [this](std::int32_t pid) { return isOwnedBy(pid, search_.owner); });
+}
+
+void AgentProcessMonitor::look()
+{
+    if (std::exchange(isLooking_, true))
+        return;
+    if (look_.joinable())
+        look_.join();
+    try {
+        look_ = std::thread{[this, weak = std::weak_ptr{self_}] {
+            const auto pid = getVXAgentProcPid();
+            MainQueue::post([weak, pid] {
+                if (const auto self = weak.lock())
+                    (*self)->conclude(pid);
+            });
+        }};
+    } catch (const std::system_error& error) {
+        SystemLog::logThrown(error);
+        conclude(std::nullopt);
+    }
+}
+
+void AgentProcessMonitor::conclude(std::optional<std::int32_t> pid)
+{
+    isLooking_ = false;
+    if (!pid)
+        startPolling();
+    else if (*pid > 0)
+        becomeRunning(*pid);
+    else if (state_ != AgentState::down)
+        becomeDown();
 }
 
 void AgentProcessMonitor::monitorProcessWithPid(std::int32_t pid)
@@ -48,7 +88,7 @@ void AgentProcessMonitor::monitorProcessWithPid(std::int32_t pid)
         return;
     }
     // Checked after the watch is set, so that a reuse of the number cannot go unnoticed.
-    if (watch && commandLineHolds(pid, search_.service))
+    if (watch && commandLineHolds(pid, search_.service) && isOwnedBy(pid, search_.owner))
         noteExitKQueueRef_ = std::move(watch.value());
     else
         callBackSoon(pid);
@@ -76,11 +116,7 @@ void AgentProcessMonitor::vxsvcProcMonitorNotificationHandler(const Notification
 void AgentProcessMonitor::processTimer()
 {
     SystemLog::log("in processTimer");
-    const std::int32_t pid = getVXAgentProcPid();
-    if (pid > 0)
-        becomeRunning(pid);
-    else if (state_ == AgentState::running)
-        becomeDown();
+    look();
 }
 
 void AgentProcessMonitor::becomeRunning(std::int32_t pid)

@@ -36,7 +36,9 @@ VXStatusTableDependencies WindowOnLog::tableDependencies()
             .helperController = [this] { return helper_.makeController(); },
             .helperTool = QStringLiteral("/proc/self/exe"),
             .endProcess = {},
-            .agentProcess = {.processQuery = "echo " + std::to_string(::getpid()), .service = ""}};
+            .agentProcess = {.processQuery = "echo " + std::to_string(::getpid()),
+                             .service = "",
+                             .owner = ::getuid()}};
 }
 
 } // namespace veltra

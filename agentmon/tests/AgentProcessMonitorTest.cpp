@@ -37,12 +37,29 @@ class AgentProcessMonitorTest : public testing::Test {
     {
         monitor_ = std::make_unique<AgentProcessMonitor>(
             notifications_, [this](AgentState state) { states_.push_back(state); },
-            AgentProcessSearch{.processQuery = "cat " + folder_.file("answer"),
+            AgentProcessSearch{.processQuery = query_,
                                .service = service_,
-                               .pollInterval = pollInterval});
+                               .owner = owner_,
+                               .pollInterval = pollInterval,
+                               .timeLimit = timeLimit_});
         monitor_->start();
         return *monitor_;
     }
+
+    /// Starts a monitor and waits for the first state that it tells.
+    AgentProcessMonitor& startAndLook(std::chrono::milliseconds pollInterval = 10ms)
+    {
+        const std::size_t told = states_.size();
+        start(pollInterval);
+        EXPECT_TRUE(runLoopUntil([this, told] { return states_.size() > told; }));
+        return *monitor_;
+    }
+
+    void setQuery(const std::string& query) { query_ = query; }
+    void setOwner(uid_t owner) { owner_ = owner; }
+    void setTimeLimit(std::chrono::milliseconds limit) { timeLimit_ = limit; }
+    [[nodiscard]] const TemporaryFolder& folder() const noexcept { return folder_; }
+    void destroyMonitor() { monitor_.reset(); }
 
     /// What the query prints from now on.
     void answer(const std::string& text) const { folder_.write("answer", text); }
@@ -55,7 +72,7 @@ class AgentProcessMonitorTest : public testing::Test {
     [[nodiscard]] const States& states() const noexcept { return states_; }
     [[nodiscard]] bool waitFor(AgentState state) const
     {
-        return runLoopUntil([this, state] { return states_.back() == state; });
+        return runLoopUntil([this, state] { return !states_.empty() && states_.back() == state; });
     }
 
     /// Lets the main thread handle everything that is due.
@@ -93,6 +110,9 @@ class AgentProcessMonitorTest : public testing::Test {
   private:
     TemporaryFolder folder_;
     std::string service_ = folder_.file("vxsvc");
+    std::string query_ = "cat " + folder_.file("answer");
+    uid_t owner_ = ::getuid();
+    std::chrono::milliseconds timeLimit_ = 1min;
     std::shared_ptr<Recording> recording_ = std::make_shared<Recording>();
     SystemLog log_{Recording::sink(recording_)};
     SystemLog::Redirection redirection_{log_};
@@ -113,7 +133,7 @@ TEST_F(AgentProcessMonitorTest, FindsTheServiceRunningAtStart)
     const SleepingProcess agent{service()};
     answer(agent);
 
-    const AgentProcessMonitor& monitor = start();
+    const AgentProcessMonitor& monitor = startAndLook();
 
     EXPECT_EQ(states(), States{running});
     EXPECT_EQ(monitor.getVXAgentProcPid(), agent.pid());
@@ -124,10 +144,10 @@ TEST_F(AgentProcessMonitorTest, FindsTheServiceDownWhenTheQueryNamesNoProcess)
 {
     for (const char* text : {"", "\n", "abc\n", "0\n", "-7\n"}) {
         answer(text);
-        start();
+        const AgentProcessMonitor& monitor = startAndLook(1h);
 
         EXPECT_EQ(states().back(), down) << text;
-        EXPECT_LT(start().getVXAgentProcPid(), 1) << text;
+        EXPECT_LT(monitor.getVXAgentProcPid().value_or(1), 1) << text;
         EXPECT_EQ(timers(), 1) << text;
     }
 }
@@ -137,7 +157,7 @@ TEST_F(AgentProcessMonitorTest, TakesTheFirstOfSeveralProcesses)
     const SleepingProcess agent{service()};
     const SleepingProcess second{service()};
     answer(std::to_string(agent.pid()) + "\n" + std::to_string(second.pid()) + "\n");
-    start();
+    startAndLook();
 
     agent.kill();
 
@@ -149,7 +169,7 @@ TEST_F(AgentProcessMonitorTest, NoticesTheExitOnceAndPolls)
 {
     SleepingProcess agent{service()};
     answer(agent);
-    start(1h);
+    startAndLook(1h);
 
     answer("");
     agent.killAndReap();
@@ -164,7 +184,7 @@ TEST_F(AgentProcessMonitorTest, NoticesTheExitOnceAndPolls)
 
 TEST_F(AgentProcessMonitorTest, KeepsItsOnePollTimerWhenTwoExitNotificationsArrive)
 {
-    const AgentProcessMonitor& monitor = start(1h);
+    const AgentProcessMonitor& monitor = startAndLook(1h);
     const QTimer* const timer = monitor.findChild<QTimer*>();
 
     postExitNotification();
@@ -177,7 +197,7 @@ TEST_F(AgentProcessMonitorTest, KeepsItsOnePollTimerWhenTwoExitNotificationsArri
 
 TEST_F(AgentProcessMonitorTest, LeavesOtherNotificationsAlone)
 {
-    AgentProcessMonitor& monitor = start(1h);
+    AgentProcessMonitor& monitor = startAndLook(1h);
 
     Notification other;
     other.name = QStringLiteral("VXStatusNotification");
@@ -205,7 +225,7 @@ TEST_F(AgentProcessMonitorTest, FindsTheServiceAgainAndWatchesTheNewProcess)
 {
     SleepingProcess agent{service()};
     answer(agent);
-    start();
+    startAndLook();
     agent.killAndReap();
     EXPECT_TRUE(waitFor(down));
     const SleepingProcess again{service()};
@@ -225,17 +245,86 @@ TEST_F(AgentProcessMonitorTest, FindsTheServiceAgainAndWatchesTheNewProcess)
 TEST_F(AgentProcessMonitorTest, ReportsAServiceThatDiesBetweenBeingFoundAndBeingWatched)
 {
     SleepingProcess agent{service()};
-    answer(agent);
+    AgentProcessMonitor& monitor = startAndLook(1h);
     agent.killAndReap();
 
-    start(1h);
+    monitor.monitorProcessWithPid(agent.pid());
 
-    EXPECT_EQ(states(), States{running});
-    EXPECT_TRUE(waitFor(down));
-    turn();
-    EXPECT_EQ(exitNotifications(), 1);
+    EXPECT_TRUE(runLoopUntil([this] { return exitNotifications() == 1; }));
+    EXPECT_EQ(states(), (States{down, down}));
     EXPECT_EQ(timesLogged(terminated(agent)), 1);
     EXPECT_EQ(timers(), 1);
+}
+
+TEST_F(AgentProcessMonitorTest, PassesOverAProcessOfAnotherUser)
+{
+    const SleepingProcess agent{service()};
+    answer("1\n" + std::to_string(agent.pid()) + "\n");
+    const bool isRoot = ::getuid() == 0;
+
+    // The first process is root's.
+    const AgentProcessMonitor& monitor = startAndLook(1h);
+    EXPECT_EQ(monitor.getVXAgentProcPid(), isRoot ? 1 : agent.pid());
+
+    answer(agent);
+    setOwner(::getuid() + 1);
+    EXPECT_EQ(startAndLook(1h).getVXAgentProcPid(), -1);
+    EXPECT_EQ(states().back(), down);
+}
+
+TEST_F(AgentProcessMonitorTest, DoesNotWatchAProcessOfAnotherUserUnderTheSameNumber)
+{
+    const SleepingProcess other{service()};
+    setOwner(::getuid() + 1);
+    AgentProcessMonitor& monitor = startAndLook(1h);
+
+    monitor.monitorProcessWithPid(other.pid());
+
+    EXPECT_TRUE(runLoopUntil([this] { return exitNotifications() == 1; }));
+}
+
+TEST(AgentProcessSearch, LooksForAProcessOfRoot)
+{
+    EXPECT_EQ(AgentProcessSearch{}.owner, 0U);
+}
+
+TEST(AgentProcessSearch, TakesTwoSecondsAtMost)
+{
+    EXPECT_EQ(AgentProcessSearch{}.timeLimit, 2s);
+}
+
+const std::string tookTooLong = "The search for the agent's process took too long and was ended";
+
+TEST_F(AgentProcessMonitorTest, DoesNotWaitForAQueryThatHangs)
+{
+    setQuery("sleep 1000");
+
+    start();
+    const auto count = states().size();
+    destroyMonitor();
+
+    EXPECT_EQ(count, 0U);
+    EXPECT_EQ(timesLogged(tookTooLong), 0);
+}
+
+TEST_F(AgentProcessMonitorTest, KeepsTheStateWhenAQueryHangsAndTriesAgain)
+{
+    const SleepingProcess agent{service()};
+    const std::string hangs = folder().file("hangs");
+    setQuery("test -e " + hangs + " && sleep 1000; cat " + folder().file("answer"));
+    startAndLook();
+    ASSERT_EQ(states(), States{down});
+
+    setTimeLimit(100ms);
+    folder().write("hangs", "");
+    answer(agent);
+    start();
+    EXPECT_TRUE(runLoopUntil([this] { return timesLogged(tookTooLong) >= 2; }));
+    EXPECT_EQ(states(), States{down});
+    setTimeLimit(1min);
+    std::filesystem::remove(hangs);
+
+    EXPECT_TRUE(waitFor(running));
 }
 
 TEST_F(AgentProcessMonitorTest, DoesNotTakeAnotherProgramUnderTheSameNumberForTheAgent)
@@ -243,7 +332,7 @@ TEST_F(AgentProcessMonitorTest, DoesNotTakeAnotherProgramUnderTheSameNumberForTh
     const SleepingProcess other{"sleep"};
     answer(other);
 
-    start(1h);
+    startAndLook(1h);
 
     EXPECT_TRUE(waitFor(down));
     other.kill();
@@ -257,7 +346,7 @@ TEST_F(AgentProcessMonitorTest, ForgetsTheProcessThatItWatchedBefore)
     const SleepingProcess before{service()};
     const SleepingProcess agent{service()};
     answer(before);
-    AgentProcessMonitor& monitor = start(1h);
+    AgentProcessMonitor& monitor = startAndLook(1h);
 
     monitor.monitorProcessWithPid(agent.pid());
     before.kill();
@@ -273,7 +362,7 @@ TEST_F(AgentProcessMonitorTest, LeavesNothingOfWatchesThatAreReplaced)
 {
     const SleepingProcess agent{service()};
     answer(agent);
-    AgentProcessMonitor& monitor = start();
+    AgentProcessMonitor& monitor = startAndLook();
     turn();
     const auto descriptors = openDescriptors();
 
@@ -286,7 +375,7 @@ TEST_F(AgentProcessMonitorTest, LeavesNothingOfWatchesThatAreReplaced)
 TEST_F(AgentProcessMonitorTest, SaysWhenTheSystemGrantsNoWatch)
 {
     const SleepingProcess agent{service()};
-    AgentProcessMonitor& monitor = start(1h);
+    AgentProcessMonitor& monitor = startAndLook(1h);
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
     const rlimit none{.rlim_cur = 0, .rlim_max = before.rlim_max};
@@ -313,7 +402,7 @@ TEST_F(AgentProcessMonitorTest, PollsAServiceThatItCannotWatch)
     }};
     number.wait(0);
     answer(std::to_string(number) + "\n");
-    start();
+    startAndLook();
     EXPECT_EQ(states(), States{running});
     EXPECT_EQ(timers(), 1);
 
@@ -328,7 +417,7 @@ TEST_F(AgentProcessMonitorTest, PollsAServiceThatItCannotWatch)
 
 TEST_F(AgentProcessMonitorTest, LeavesNothingBehindInHundredsOfStartsAndStops)
 {
-    start(1ms);
+    startAndLook(1ms);
     const auto descriptors = openDescriptors();
 
     for (int cycle = 0; cycle < 300; ++cycle) {
@@ -342,7 +431,8 @@ TEST_F(AgentProcessMonitorTest, LeavesNothingBehindInHundredsOfStartsAndStops)
         ASSERT_EQ(timers(), 1) << cycle;
     }
 
-    EXPECT_EQ(openDescriptors(), descriptors);
+    destroyMonitor(); // a look may have descriptors
+    EXPECT_LE(openDescriptors(), descriptors);
     EXPECT_EQ(exitNotifications(), 300);
 }
 

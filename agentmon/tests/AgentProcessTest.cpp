@@ -6,11 +6,15 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
+#include <filesystem>
 #include <memory>
+#include <optional>
+#include <stop_token>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -50,7 +54,7 @@ TEST(Exec, PutsLinesLongerThanItsReadsTogether)
 
 TEST(Exec, GivesMegabytesWhole)
 {
-    const std::string output = exec("seq 1000000");
+    const std::string output = exec("seq 1000000", 1min).value_or("");
 
     EXPECT_EQ(output.size(), 6'888'896U);
     EXPECT_TRUE(output.starts_with("1\n2\n3\n"));
@@ -91,6 +95,62 @@ TEST(Exec, LeavesNoProcessBehind)
     EXPECT_EQ(errno, ECHILD);
 }
 
+using namespace std::chrono_literals;
+
+// The processes whose command line contains `text`.
+std::vector<std::int32_t> processesWith(const std::string& text)
+{
+    std::vector<std::int32_t> found;
+    for (const auto& entry : std::filesystem::directory_iterator{"/proc"}) {
+        const std::string name = entry.path().filename();
+        const bool isProcess = name.find_first_not_of("0123456789") == std::string::npos;
+        if (isProcess && commandLineHolds(std::stoi(name), text))
+            found.push_back(std::stoi(name));
+    }
+    return found;
+}
+
+TEST(Exec, EndsTheProcessesOfACommandThatTakesTooLongAndSaysSo)
+{
+    // Numbers of seconds that no other command has. Only one of the two has the output open.
+    for (const std::string command :
+         {"sleep 7654321.1 | sleep 7654321.2; echo 1234", "exec >&-; sleep 7654321.3"}) {
+        const auto recording = std::make_shared<Recording>();
+        SystemLog log{Recording::sink(recording)};
+        const SystemLog::Redirection redirection{log};
+
+        EXPECT_EQ(exec(command.c_str(), 200ms), std::nullopt);
+
+        const auto deadline = std::chrono::steady_clock::now() + 1min;
+        while (!processesWith("sleep 7654321.").empty() &&
+               std::chrono::steady_clock::now() < deadline)
+            std::this_thread::yield();
+        EXPECT_EQ(processesWith("sleep 7654321."), std::vector<std::int32_t>{});
+        log.drain();
+        EXPECT_EQ(recording->messages(),
+                  std::vector<std::string>{
+                      "The search for the agent's process took too long and was ended"});
+    }
+}
+
+TEST(Exec, EndsWithoutAMessageWhenItIsStopped)
+{
+    const auto recording = std::make_shared<Recording>();
+    SystemLog log{Recording::sink(recording)};
+    const SystemLog::Redirection redirection{log};
+    std::stop_source stop;
+    std::jthread stopping{[&stop] {
+        while (processesWith("sleep 7654321.4").empty())
+            std::this_thread::yield();
+        stop.request_stop();
+    }};
+
+    EXPECT_EQ(exec("exec sleep 7654321.4", 1h, stop.get_token()), std::nullopt);
+
+    log.drain();
+    EXPECT_EQ(recording->count(), 0U);
+}
+
 TEST(Exec, LogsThatThereIsNoPipeAndGivesNothing)
 {
     EXPECT_EQ(runInChild([] {
@@ -110,33 +170,65 @@ TEST(Exec, LogsThatThereIsNoPipeAndGivesNothing)
               0);
 }
 
+bool everyProcess(std::int32_t /*pid*/)
+{
+    return true;
+}
+
 TEST(FirstPidIn, IsTheNumberThatTheAnswerBeginsWith)
 {
-    EXPECT_EQ(firstPidIn("1234\n"), 1234);
-    EXPECT_EQ(firstPidIn("1234\n5678\n"), 1234);
-    EXPECT_EQ(firstPidIn("  \n\t 1234"), 1234);
-    EXPECT_EQ(firstPidIn("1234abc"), 1234);
+    EXPECT_EQ(firstPidIn("1234\n", everyProcess), 1234);
+    EXPECT_EQ(firstPidIn("1234\n5678\n", everyProcess), 1234);
+    EXPECT_EQ(firstPidIn("  \n\t 1234", everyProcess), 1234);
+    EXPECT_EQ(firstPidIn("1234abc", everyProcess), 1234);
+}
+
+TEST(FirstPidIn, IsTheFirstNumberThatCounts)
+{
+    const auto isOdd = [](std::int32_t pid) { return pid % 2 == 1; };
+
+    EXPECT_EQ(firstPidIn("1234\n5678\n91\n93\n", isOdd), 91);
+    EXPECT_EQ(firstPidIn("1234\n", isOdd), -1);
+    EXPECT_EQ(firstPidIn("1234\nabc\n91\n", isOdd), 0);
 }
 
 TEST(FirstPidIn, IsMinusOneWhenThereIsNothingButWhiteSpace)
 {
-    EXPECT_EQ(firstPidIn(""), -1);
-    EXPECT_EQ(firstPidIn("\n"), -1);
-    EXPECT_EQ(firstPidIn(" \t\n "), -1);
+    EXPECT_EQ(firstPidIn("", everyProcess), -1);
+    EXPECT_EQ(firstPidIn("\n", everyProcess), -1);
+    EXPECT_EQ(firstPidIn(" \t\n ", everyProcess), -1);
 }
 
 TEST(FirstPidIn, IsZeroWhenTheAnswerBeginsWithNoNumber)
 {
-    EXPECT_EQ(firstPidIn("abc\n"), 0);
-    EXPECT_EQ(firstPidIn("abc 1234\n"), 0);
-    EXPECT_EQ(firstPidIn("\xFF"), 0);
+    EXPECT_EQ(firstPidIn("abc\n", everyProcess), 0);
+    EXPECT_EQ(firstPidIn("abc 1234\n", everyProcess), 0);
+    EXPECT_EQ(firstPidIn("\xFF", everyProcess), 0);
 }
 
-TEST(FirstPidIn, KeepsWithinThirtyTwoBits)
+TEST(FirstPidIn, IsLessThanOneWhenTheNumberFitsNot)
 {
-    EXPECT_EQ(firstPidIn("99999999999\n"), std::numeric_limits<std::int32_t>::max());
-    EXPECT_EQ(firstPidIn("-99999999999\n"), std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(firstPidIn("-5\n"), -5);
+    EXPECT_LT(firstPidIn("99999999999\n", everyProcess), 1);
+    EXPECT_LT(firstPidIn("-99999999999\n", everyProcess), 1);
+    EXPECT_EQ(firstPidIn("-5\n", everyProcess), -5);
+}
+
+TEST(IsOwnedBy, IsTrueForTheRealUserOnly)
+{
+    const SleepingProcess process;
+    const uid_t user = ::getuid();
+
+    EXPECT_TRUE(isOwnedBy(process.pid(), user));
+    EXPECT_FALSE(isOwnedBy(process.pid(), user + 1));
+    EXPECT_TRUE(isOwnedBy(1, 0));
+}
+
+TEST(IsOwnedBy, IsFalseForAProcessThatIsGone)
+{
+    SleepingProcess process;
+    process.killAndReap();
+
+    EXPECT_FALSE(isOwnedBy(process.pid(), ::getuid()));
 }
 
 TEST(AgentProcessQuery, IsUsedLetterForLetter)

@@ -5,6 +5,8 @@
 #include "logview/table/tests/MirroredIcon.h"
 #include "platform/base/tests/SleepingProcess.h"
 
+#include <filesystem>
+#include <fstream>
 #include <string>
 
 namespace veltra {
@@ -28,7 +30,18 @@ class AgentStatusTest : public TableControllerTest {
     {
         return runLoopUntil([&] { return label_.text() == text; });
     }
-    QString text() const { return label_.text(); }
+    // Whether this process holds a descriptor of it.
+    static bool isWatched(const SleepingProcess& process)
+    {
+        const std::string expected = "Pid:\t" + std::to_string(process.pid());
+        for (const auto& entry : std::filesystem::directory_iterator{"/proc/self/fdinfo"}) {
+            std::ifstream information{entry.path()};
+            for (std::string line; std::getline(information, line);)
+                if (line == expected)
+                    return true;
+        }
+        return false;
+    }
     bool isShown(AgentState state) const
     {
         const QPixmap expected = agentStateIcon(state).pixmap(QSize{24, 24}, 1.0);
@@ -47,7 +60,7 @@ TEST_F(AgentStatusTest, IsRunningWhenTheServiceIsFoundAtStart)
 
     startWithOutlets();
 
-    EXPECT_EQ(text(), runningText);
+    EXPECT_TRUE(waitForText(runningText));
     EXPECT_TRUE(isShown(AgentState::running));
 }
 
@@ -55,7 +68,7 @@ TEST_F(AgentStatusTest, IsDownWhenTheServiceIsNotFoundAtStart)
 {
     startWithOutlets();
 
-    EXPECT_EQ(text(), downText);
+    EXPECT_TRUE(waitForText(downText));
     EXPECT_TRUE(isShown(AgentState::down));
 }
 
@@ -64,6 +77,7 @@ TEST_F(AgentStatusTest, TurnsWithTheServiceTextAndImageTogether)
     SleepingProcess agent{service()};
     setAgent(agent);
     startWithOutlets();
+    EXPECT_TRUE(waitForText(runningText));
 
     setAgentPid("");
     agent.killAndReap();
@@ -81,6 +95,7 @@ TEST_F(AgentStatusTest, NeedsNoOutlets)
     SleepingProcess agent{service()};
     setAgent(agent);
     start().awakeFromNib();
+    EXPECT_TRUE(runLoopUntil([&] { return isWatched(agent); }));
 
     agent.killAndReap();
 

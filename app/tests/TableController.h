@@ -15,6 +15,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 namespace veltra {
 
@@ -67,6 +68,7 @@ class TableControllerTest : public testing::Test {
             .endProcess = [] { throw ProcessEnd{}; },
             .agentProcess = {.processQuery = "cat " + agentPid_,
                              .service = service_,
+                             .owner = ::getuid(),
                              .pollInterval = pollInterval}});
         return *controller_;
     }
@@ -83,12 +85,13 @@ class TableControllerTest : public testing::Test {
     }
     void notify() { notify(initialPath_); }
 
-    /// Lets the main thread do what has been posted to it so far.
-    static void turn()
+    /// Lets the main thread do what has been posted to it so far, and show the passes that have
+    /// ended.
+    void turn()
     {
         bool isDone = false;
         MainQueue::post([&isDone] { isDone = true; });
-        EXPECT_TRUE(runLoopUntil([&isDone] { return isDone; }));
+        EXPECT_TRUE(runLoopUntil([&] { return isDone && !indicator_.isAnimating(); }));
     }
 
     /// The output of the search for the agent service, as text; empty at first.
