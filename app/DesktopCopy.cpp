@@ -1,8 +1,8 @@
 #include "app/DesktopCopy.h"
 
 #include "platform/base/Fd.h"
+#include "platform/desktop/FileName.h"
 
-#include <QFile>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -28,8 +28,8 @@ struct Source {
 Source openRegular(const QString& path)
 {
     // Without O_NONBLOCK, opening a FIFO would wait for a writer.
-    Source source{Fd{
-        ::open(QFile::encodeName(path).constData(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)}};
+    Source source{
+        Fd{::open(bytesOfPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)}};
     struct stat status {};
     if (source.file && ::fstat(source.file.get(), &status) == 0 && S_ISREG(status.st_mode))
         source.size = static_cast<std::uint64_t>(status.st_size);

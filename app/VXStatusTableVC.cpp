@@ -2,6 +2,7 @@
 
 #include "app/AgentInformation.h"
 #include "app/AgentStateIcon.h"
+#include "platform/desktop/FileName.h"
 #include "platform/desktop/MainQueue.h"
 #include "platform/log/SystemLog.h"
 
@@ -150,7 +151,7 @@ void VXStatusTableVC::updatelogs()
         const std::lock_guard lock{followedMutex_};
         const auto shown = isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all
                                                                      : ShownLines::errorsAndInfos;
-        const std::string path = QFile::encodeName(followed_.filepath).toStdString();
+        const std::string path = bytesOfPath(followed_.filepath);
         followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
     }
     onMainThread([](VXStatusTableVC& self) { self.finishPass(); });

@@ -1,6 +1,6 @@
 #include "watch/VXStatusQueuePathEntry.h"
 
-#include <QFile>
+#include "platform/desktop/FileName.h"
 
 #include <utility>
 
@@ -11,7 +11,7 @@ namespace veltra {
 std::shared_ptr<VXStatusQueuePathEntry> VXStatusQueuePathEntry::initWithPath(const QString& path,
                                                                              std::uint32_t flags)
 {
-    Fd descriptor{::open(QFile::encodeName(path).constData(), O_PATH | O_CLOEXEC)};
+    Fd descriptor{::open(bytesOfPath(path).c_str(), O_PATH | O_CLOEXEC)};
     if (!descriptor)
         return nullptr;
     return std::shared_ptr<VXStatusQueuePathEntry>{

@@ -1,6 +1,7 @@
 #include "watch/VXStatusResourceController.h"
 
 #include "platform/base/Folder.h"
+#include "platform/desktop/FileName.h"
 #include "platform/log/SystemLog.h"
 
 #include <algorithm>
@@ -67,7 +68,7 @@ QString VXStatusResourceController::getLogFileName() const
     const auto candidates = datedCandidates(installation_.logFolder, names.value());
     // Among equally old candidates, this finds the first one listed.
     const auto newest = std::ranges::max_element(candidates, {}, &Candidate::lastModDate);
-    return newest == candidates.end() ? QString{} : QString::fromStdString(newest->path);
+    return newest == candidates.end() ? QString{} : pathFromBytes(newest->path);
 }
 
 bool VXStatusResourceController::isLogFileName(std::string_view name) noexcept

@@ -1,5 +1,6 @@
 #include "logview/table/LogTableModel.h"
 
+#include "logview/table/LogText.h"
 #include "logview/table/SeverityIcon.h"
 
 #include <QFont>
@@ -18,7 +19,7 @@ QString shortened(std::string_view utf8)
 {
     // A character takes at most four bytes.
     const auto part = utf8.substr(0, 4 * (LogTableModel::shownCharacters + 1));
-    QString text = QString::fromUtf8(part.data(), static_cast<qsizetype>(part.size()));
+    QString text = logText(part);
     if (text.size() <= LogTableModel::shownCharacters)
         return text;
     // A character outside the basic plane takes two code units, which must not be separated.

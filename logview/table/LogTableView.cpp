@@ -2,6 +2,7 @@
 
 #include "logview/rows/TabSeparatedRow.h"
 #include "logview/table/LogTableModel.h"
+#include "logview/table/LogText.h"
 
 #include <QAction>
 #include <QApplication>
@@ -67,7 +68,7 @@ void LogTableView::copySelectedRows()
     std::string text;
     for (const int row : selectedRowsOf(*selectionModel()))
         text.append(tabSeparatedRow(log->texts(row))).append("\n");
-    QApplication::clipboard()->setText(QString::fromStdString(text));
+    QApplication::clipboard()->setText(logText(text));
 }
 
 void LogTableView::layOutColumns()

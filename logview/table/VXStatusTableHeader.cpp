@@ -1,22 +1,15 @@
 #include "logview/table/VXStatusTableHeader.h"
 
+#include "logview/table/LogText.h"
+
 #include <QMetaProperty>
 
 namespace veltra {
 
-namespace {
-
-QString toText(std::string_view utf8)
-{
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-}
-
-} // namespace
-
 VXStatusTableHeader::VXStatusTableHeader(const LogLineTexts& texts)
-    : logComponent_{toText(texts[LogField::component])}, date_{toText(texts[LogField::date])},
-      time_{toText(texts[LogField::time])},
-      messageType_{toText(texts[LogField::messageType])}, message_{toText(texts[LogField::message])}
+    : logComponent_{logText(texts[LogField::component])}, date_{logText(texts[LogField::date])},
+      time_{logText(texts[LogField::time])}, messageType_{logText(texts[LogField::messageType])},
+      message_{logText(texts[LogField::message])}
 {
 }
 

@@ -1,7 +1,5 @@
 #include "platform/base/Folder.h"
 
-#include "platform/base/Utf8.h"
-
 #include <memory>
 #include <string_view>
 
@@ -24,7 +22,7 @@ bool holdsNul(const std::string& path)
 
 bool isEntry(std::string_view name)
 {
-    return name != "." && name != ".." && isValidUtf8(name);
+    return name != "." && name != "..";
 }
 
 } // namespace

@@ -9,7 +9,6 @@
 namespace veltra {
 
 /// The names in a folder, in the order in which the file system lists them, without "." and "..".
-/// Names that are not valid UTF-8 are left out, because the program's texts cannot contain them.
 [[nodiscard]] Result<std::vector<std::string>> contentsOfDirectory(const std::string& path);
 
 /// The time when a file's contents last changed, by the file system's clock. Symbolic links are not

@@ -3,6 +3,7 @@
 #include "platform/base/Fd.h"
 #include "platform/base/Folder.h"
 #include "platform/base/tests/TemporaryFolder.h"
+#include "platform/desktop/FileName.h"
 #include "platform/log/tests/RecordedLog.h"
 
 #include <algorithm>
@@ -40,7 +41,7 @@ class LogFolderTest : public testing::Test {
             0);
     }
 
-    std::string logFileName() { return controller_.getLogFileName().toStdString(); }
+    std::string logFileName() { return bytesOfPath(controller_.getLogFileName()); }
 
     const TemporaryFolder& folder() const { return folder_; }
     RecordedLog& log() { return log_; }
@@ -50,6 +51,14 @@ class LogFolderTest : public testing::Test {
     RecordedLog log_;
     VXStatusResourceController controller_{{.logFolder = folder_.path() + "/"}, nullptr};
 };
+
+TEST_F(LogFolderTest, GivesALogWhoseNameIsNotUtf8)
+{
+    makeLog("vxsvc_1.log", 1000);
+    makeLog("vxsvc_\xFF.log", 2000);
+
+    EXPECT_EQ(logFileName(), "vxsvc_\xFF.log");
+}
 
 TEST_F(LogFolderTest, GivesTheNewerOfTwoLogs)
 {

@@ -69,6 +69,14 @@ TEST_F(LogTableModelTest, IsEmptyWithFiveColumnsAtFirst)
     EXPECT_EQ(model().columnCount(), 5);
 }
 
+TEST_F(LogTableModelTest, ShowsAUFEFFAtTheBeginningOfAText)
+{
+    const std::string message = "\xEF\xBB\xBFmessage";
+
+    EXPECT_EQ(shownMessage(message), QStringLiteral(u"\uFEFFmessage"));
+    EXPECT_EQ(model().record(0).message(), QStringLiteral(u"\uFEFFmessage"));
+}
+
 TEST_F(LogTableModelTest, ShowsPublishedRowsOnceItAdoptsThem)
 {
     publish({"a", "b"});
