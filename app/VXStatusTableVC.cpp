@@ -9,6 +9,7 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
+#include <QScopeGuard>
 #include <QTableView>
 
 #include <exception>
@@ -147,14 +148,14 @@ void VXStatusTableVC::awakeFromNib()
 
 void VXStatusTableVC::updatelogs()
 {
-    {
-        const std::lock_guard lock{followedMutex_};
-        const auto shown = isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all
-                                                                     : ShownLines::errorsAndInfos;
-        const std::string path = bytesOfPath(followed_.filepath);
-        followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
-    }
-    onMainThread([](VXStatusTableVC& self) { self.finishPass(); });
+    // Also if the pass throws, since nothing else would end the activity.
+    const auto finish =
+        qScopeGuard([this] { onMainThread([](VXStatusTableVC& self) { self.finishPass(); }); });
+    const std::lock_guard lock{followedMutex_};
+    const auto shown =
+        isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all : ShownLines::errorsAndInfos;
+    const std::string path = bytesOfPath(followed_.filepath);
+    followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
 }
 
 void VXStatusTableVC::handleNotification(const Notification& notification)

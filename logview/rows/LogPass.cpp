@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <exception>
 #include <filesystem>
+#include <new>
 #include <system_error>
 
 namespace veltra {
@@ -35,7 +36,11 @@ class LineParser {
     {
         for (; ranPastEnd_ > 0; --ranPastEnd_)
             SystemLog::log("the error is Range or index out of bounds");
-        rows_.publish();
+        try {
+            rows_.publish();
+        } catch (const std::bad_alloc& error) {
+            SystemLog::logThrown(error);
+        }
     }
 
   private:
@@ -82,14 +87,19 @@ std::uint64_t runLogPass(LogRows& rows, const std::string& path, std::uint64_t o
     LineParser parser{rows, shown};
     LogBatchReader batches{*reader, rows, shown};
     std::uint64_t reached = offset;
-    while (const LogBatch* batch = batches.next()) {
-        for (const std::string_view line : batch->block.lines) {
-            SystemLog::log({"read line: ", line});
-            reached += line.size();
-            if (stop.stop_requested())
-                return reached;
+    try {
+        while (const LogBatch* batch = batches.next()) {
+            for (const std::string_view line : batch->block.lines) {
+                SystemLog::log({"read line: ", line});
+                reached += line.size();
+                if (stop.stop_requested())
+                    return reached;
+            }
+            parser.parse(*batch);
         }
-        parser.parse(*batch);
+    } catch (const std::bad_alloc& error) {
+        // What has been logged must not be read again, so the pass only ends early.
+        SystemLog::logThrown(error);
     }
     parser.finish();
     return batches.getCurrentOffset();

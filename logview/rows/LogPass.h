@@ -16,7 +16,8 @@ namespace veltra {
 /// "Warning:" or "Info:" and `shown` admits them. The first line that a pass reads is never shown.
 /// The lines of a pass are in file order, above those of all earlier passes. Every line read is
 /// logged. For every line that contains a mark but lacks a separator, an error is logged at the
-/// end.
+/// end. If memory runs out, the pass ends early, which is logged, and the next one goes on behind
+/// the lines that were read.
 ///
 /// Only one pass at a time may run on the same rows. A pass that is asked to stop while it reads
 /// ends soon and shows nothing; it must be the last one on these rows.

@@ -1,10 +1,10 @@
 #include "logview/rows/LogBatch.h"
 
+#include "logview/rows/tests/FailingMemory.h"
 #include "logview/rows/tests/LogTexts.h"
 
 #include <cstddef>
 #include <cstdlib>
-#include <limits>
 #include <new>
 #include <string>
 #include <utility>
@@ -16,10 +16,6 @@ namespace veltra {
 namespace {
 
 using Lines = std::vector<std::string>;
-
-// How many more blocks of memory for rows' texts can be allocated.
-constexpr auto unlimited = std::numeric_limits<std::size_t>::max();
-std::size_t blocksLeft = unlimited;
 
 /// What is made in advance from the lines of a batch.
 struct Made {
@@ -99,7 +95,7 @@ TEST(LogBatch, KeepsTheRowsThatItMadeBeforeMemoryRanOut)
 
     blocksLeft = 1;
     EXPECT_THROW(makePlainRows(batch, ShownLines::all, memory), std::bad_alloc);
-    blocksLeft = unlimited;
+    blocksLeft = unlimitedBlocks;
 
     ASSERT_EQ(batch.rows.size(), 1U);
     EXPECT_EQ(tabSeparatedRow(batch.rows[0].texts()), logRow("Info", longText));
@@ -109,12 +105,11 @@ TEST(LogBatch, KeepsTheRowsThatItMadeBeforeMemoryRanOut)
 } // namespace
 } // namespace veltra
 
-// Rows' texts are stored in blocks of whole pages, which nothing else here requests.
 void* operator new(std::size_t bytes, std::align_val_t alignment)
 {
     if (veltra::blocksLeft == 0)
         throw std::bad_alloc{};
-    if (veltra::blocksLeft != veltra::unlimited)
+    if (veltra::blocksLeft != veltra::unlimitedBlocks)
         --veltra::blocksLeft;
     void* memory = nullptr;
     if (::posix_memalign(&memory, static_cast<std::size_t>(alignment), bytes) != 0)

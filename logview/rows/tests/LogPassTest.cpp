@@ -1,5 +1,6 @@
 #include "logview/rows/LogPass.h"
 
+#include "logview/rows/tests/FailingMemory.h"
 #include "logview/rows/tests/LogTexts.h"
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/log/tests/RecordedLog.h"
@@ -245,6 +246,35 @@ TEST_F(LogPassTest, EndsAtALineThatIsNotUtf8AndGoesOnBehindItNextTime)
     EXPECT_EQ(append(before + first + logLine("Info", "b")), Lines{logRow("Info", "a")});
     EXPECT_EQ(offset(), before.size());
     EXPECT_EQ(pass(), (Lines{logRow("Info", "b"), logRow("Info", "a")}));
+}
+
+TEST_F(LogPassTest, EndsWhenMemoryRunsOutAndGoesOnBehindWhatItHasRead)
+{
+    constexpr std::size_t count = 12'000; // two batches; their rows need several blocks
+    append(first + logLine("Info", "before"));
+    std::string lines;
+    while (lines.size() < 60 * count)
+        lines += logLine("Info", "one of many");
+    folder().append("log", lines);
+
+    blocksLeft = 1;
+    const Lines afterFailure = pass();
+    blocksLeft = unlimitedBlocks;
+    const std::uint64_t reached = offset();
+    append(first + logLine("Info", "after"));
+
+    EXPECT_GT(reached, lines.size() / 2);
+    EXPECT_EQ(afterFailure.back(), logRow("Info", "before"));
+    EXPECT_EQ(rowsFromTheTop(rows()).back(), logRow("Info", "before"));
+    EXPECT_EQ(offset(), std::filesystem::file_size(path()));
+    std::size_t read = 0;
+    std::size_t errors = 0;
+    for (const std::string& message : log().messages()) {
+        read += message.starts_with("read line: ") ? message.size() - 11 : 0;
+        errors += message == "the error is std::bad_alloc" ? 1 : 0;
+    }
+    EXPECT_EQ(read, offset());
+    EXPECT_GE(errors, 1U);
 }
 
 TEST_F(LogPassTest, MovesPastAFirstLineThatIsNotUtf8WithoutLoggingIt)
