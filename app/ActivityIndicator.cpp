@@ -4,6 +4,7 @@
 #include <QStyle>
 
 #include <chrono>
+#include <utility>
 
 namespace veltra {
 
@@ -33,8 +34,8 @@ void ActivityIndicator::startAnimation()
 void ActivityIndicator::stopAnimation()
 {
     step_.stop();
-    shownStep_ = 0;
-    update();
+    if (std::exchange(shownStep_, 0) > 0)
+        update();
 }
 
 QSize ActivityIndicator::sizeHint() const

@@ -266,7 +266,12 @@ void VXStatusTableVC::startActivity()
 void VXStatusTableVC::finishPass()
 {
     isActive_ = false;
-    if (activityIndicator_)
+    showing_.request();
+}
+
+void VXStatusTableVC::showPasses()
+{
+    if (activityIndicator_ && !isActive_)
         activityIndicator_->stopAnimation();
     list_.adoptPublishedRows();
 }

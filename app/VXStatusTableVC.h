@@ -5,6 +5,7 @@
 #include "channel/client/HelperToolController.h"
 #include "logview/rows/LogPass.h"
 #include "logview/table/LogTableModel.h"
+#include "logview/table/OncePerFrame.h"
 #include "platform/desktop/Bundle.h"
 #include "platform/desktop/NotificationCenter.h"
 #include "watch/VXStatusResourceController.h"
@@ -139,6 +140,7 @@ class VXStatusTableVC : public QObject {
     void onMainThread(std::function<void(VXStatusTableVC&)> action);
     void startActivity();
     void finishPass();
+    void showPasses();
     void showAgentState(AgentState state);
     void showAgentInformation(const QString& versionLine, const QString& serverLine);
 
@@ -165,6 +167,7 @@ class VXStatusTableVC : public QObject {
     QPointer<QLabel> versionlabel_;
     QPointer<QLabel> zelServerIpLabel_;
     bool isActive_ = false;
+    OncePerFrame showing_{[this] { showPasses(); }}; // of the passes that have ended
 
     std::shared_ptr<VXStatusTableVC*> self_; // work posted to the main thread holds it weakly
     std::stop_source stop_;

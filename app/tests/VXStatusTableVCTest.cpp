@@ -139,6 +139,29 @@ TEST_F(VXStatusTableVCTest, TellsItsTwoPathsApartByIdentityAndNotByTheirCharacte
     EXPECT_EQ(table(), (Lines{logRow("Info", "a"), logRow("Info", "a")}));
 }
 
+TEST_F(VXStatusTableVCTest, ShowsPassesAtMostOnceAFrame)
+{
+    VXStatusTableVC& controller = start();
+    const auto begin = std::chrono::steady_clock::now();
+    int uptakes = 0;
+    QObject::connect(&controller.list(), &QAbstractItemModel::rowsInserted, &controller.list(),
+                     [&uptakes] { ++uptakes; });
+    constexpr int passes = 200;
+
+    EXPECT_TRUE(runOnWorker([this] {
+        for (int pass = 0; pass < passes; ++pass) {
+            folder().append(log1, first + logLine("Info", "a"));
+            notify();
+        }
+    }));
+    turn();
+    const auto frames = (std::chrono::steady_clock::now() - begin) / OncePerFrame::frame;
+
+    EXPECT_EQ(table(), Lines(passes, logRow("Info", "a")));
+    EXPECT_GE(uptakes, 1);
+    EXPECT_LE(uptakes, frames + 1);
+}
+
 TEST_F(VXStatusTableVCTest, StaysWithAnAdoptedPath)
 {
     folder().write("vxsvc_2.log", first);
