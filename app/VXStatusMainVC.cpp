@@ -2,10 +2,14 @@
 
 #include "app/MainWindow.h"
 #include "platform/base/Folder.h"
+#include "platform/desktop/FileName.h"
 #include "watch/VXStatusQueue.h"
 
 #include <QCoreApplication>
+#include <QTimer>
 
+#include <map>
+#include <string>
 #include <utility>
 
 namespace veltra {
@@ -29,7 +33,7 @@ VXStatusMainVC::VXStatusMainVC(VXStatusMainDependencies dependencies)
     : dependencies_{std::move(dependencies)}
 {
     listLogFiles();
-    initalFilePath_ = QString::fromStdString(dependencies_.installation.logFolder) +
+    initalFilePath_ = pathFromBytes(dependencies_.installation.logFolder) +
                       dependencies_.resources.getLogFileName();
 }
 
@@ -40,7 +44,7 @@ void VXStatusMainVC::listLogFiles()
         return;
     for (const std::string& name : names.value())
         if (VXStatusResourceController::isLogFileName(name))
-            logFiles_.append(QString::fromStdString(name));
+            logFiles_.append(pathFromBytes(name));
 }
 
 void VXStatusMainVC::awakeFromNib()
@@ -58,13 +62,53 @@ void VXStatusMainVC::awakeFromNib()
 void VXStatusMainVC::watchLogs()
 {
     logFilesQ_ = dependencies_.fileWatcher();
-    if (!logFilesQ_)
+    if (!logFilesQ_) {
+        watchLogsLater();
         return;
-    const QString folder = QString::fromStdString(dependencies_.installation.logFolder);
+    }
+    const QString folder = pathFromBytes(dependencies_.installation.logFolder);
+    QStringList paths;
     for (const QString& name : logFiles_)
-        logFilesQ_->addPath(folder + name);
-    logFilesQ_->addPath(folder);
+        paths.append(folder + name);
+    watch(paths + QStringList{folder});
+    // Something must be left out. The folder tells of every log, and old logs do not change.
+    if (logFilesQ_->hasUnwatchedPaths()) {
+        for (const QString& path : paths + QStringList{folder})
+            logFilesQ_->removePath(path);
+        watch(QStringList{folder} + logsNewestFirst());
+    }
     logFilesQ_->addFolerPath(folder);
+}
+
+void VXStatusMainVC::watch(const QStringList& paths)
+{
+    for (const QString& path : paths)
+        logFilesQ_->addPath(path);
+}
+
+void VXStatusMainVC::watchLogsLater()
+{
+    QTimer::singleShot(dependencies_.retryInterval, this, [this] {
+        watchLogs();
+        // What was written meanwhile has not been read.
+        if (logFilesQ_)
+            logFilesQ_->catchUp();
+    });
+}
+
+QStringList VXStatusMainVC::logsNewestFirst() const
+{
+    const std::string& folder = dependencies_.installation.logFolder;
+    std::multimap<std::chrono::nanoseconds, QString, std::greater<>> byDate;
+    for (const QString& name : logFiles_) {
+        const std::string path = folder + bytesOfPath(name);
+        const auto date = modificationDate(path);
+        byDate.emplace(date ? date.value() : std::chrono::nanoseconds::min(), pathFromBytes(path));
+    }
+    QStringList paths;
+    for (const auto& [date, path] : byDate)
+        paths.append(path);
+    return paths;
 }
 
 void VXStatusMainVC::applicationDidFinishLaunching()

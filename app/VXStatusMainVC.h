@@ -12,6 +12,7 @@
 #include <QStringList>
 #include <QWidget>
 
+#include <chrono>
 #include <functional>
 
 namespace veltra {
@@ -20,8 +21,10 @@ namespace veltra {
 struct VXStatusMainDependencies {
     NotificationCenter& notifications;
     const VXStatusResourceController& resources;
-    std::function<VXStatusQueueCentral*()> fileWatcher; ///< may return null
+    /// May return null, and is then asked again after a while.
+    std::function<VXStatusQueueCentral*()> fileWatcher;
     AgentInstallation installation = {};
+    std::chrono::milliseconds retryInterval{5000};
 };
 
 /// The program's main controller: lists the agent's logs, has them and their folder watched, and
@@ -71,6 +74,9 @@ class VXStatusMainVC : public QObject, public LogPathReceiver {
   private:
     void listLogFiles();
     void watchLogs();
+    void watch(const QStringList& paths);
+    void watchLogsLater();
+    [[nodiscard]] QStringList logsNewestFirst() const;
     void activate();
 
     VXStatusMainDependencies dependencies_;

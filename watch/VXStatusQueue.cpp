@@ -2,6 +2,8 @@
 
 #include "watch/WatcherNotifications.h"
 
+#include <memory>
+#include <mutex>
 #include <utility>
 
 namespace veltra {
@@ -27,8 +29,11 @@ std::function<LogPathReceiver&()>& logPathReceiver()
 
 VXStatusQueueCentral* VXStatusQueue::sharedFileWatcher()
 {
-    static const std::unique_ptr<VXStatusQueueCentral> gVXStatusQueueSharedQueueSingleton =
-        VXStatusQueueCentral::init(
+    static std::mutex mutex;
+    static std::unique_ptr<VXStatusQueueCentral> gVXStatusQueueSharedQueueSingleton;
+    const std::lock_guard lock{mutex};
+    if (!gVXStatusQueueSharedQueueSingleton)
+        gVXStatusQueueSharedQueueSingleton = VXStatusQueueCentral::init(
             {.notifications = NotificationCenter::defaultCenter(),
              .workspace = Workspace::sharedWorkspace(),
              .resources = VXStatusResourceController::sharedVXStatusResourceController(),

@@ -32,7 +32,8 @@ class VXStatusQueue : public QObject {
 
   public:
     /// The single watcher of this process, created on first use; null if the kernel cannot provide
-    /// a queue. The first call must be on the main thread; later calls may come from any thread.
+    /// a queue, which the next call asks for again. The call that creates it must be on the main
+    /// thread; others may come from any thread.
     static VXStatusQueueCentral* sharedFileWatcher();
 
     /// Sets what receives the newest log's path in sharedFileWatcher(). Call it before the first

@@ -1,15 +1,20 @@
 #include "watch/VXStatusQueueCentral.h"
 
 #include "platform/base/Folder.h"
+#include "platform/desktop/FileName.h"
 #include "platform/log/SystemLog.h"
 #include "watch/WatcherNotifications.h"
 
 #include <QCoreApplication>
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
+#include <system_error>
 #include <thread>
 #include <utility>
+
+#include <sys/resource.h>
 
 namespace veltra {
 
@@ -23,6 +28,24 @@ QString withoutTrailingSlash(const std::string& folder)
     while (path.size() > 1 && path.endsWith(u'/'))
         path.chop(1);
     return path;
+}
+
+// Whether the error may pass when something else is closed or no longer watched.
+bool isUsedUpLimit(const Error& error)
+{
+    return error.code() == std::errc::too_many_files_open ||
+           error.code() == std::errc::too_many_files_open_in_system ||
+           error.code() == std::errc::no_space_on_device ||
+           error.code() == std::errc::not_enough_memory;
+}
+
+// Descriptors are given out from the lowest. Some must be left to read the logs, and for all else.
+bool leavesRoom(int descriptor)
+{
+    constexpr rlim_t reserve = 64;
+    rlimit limit{};
+    ::getrlimit(RLIMIT_NOFILE, &limit);
+    return static_cast<rlim_t>(descriptor) < limit.rlim_cur - std::min(reserve, limit.rlim_cur / 4);
 }
 
 // A file's name may contain line breaks; a description must not.
@@ -46,8 +69,10 @@ std::unique_ptr<VXStatusQueueCentral>
 VXStatusQueueCentral::init(VXStatusQueueDependencies dependencies)
 {
     auto queue = KernelQueue::open();
-    if (!queue)
+    if (!queue) {
+        SystemLog::log({"Not watching anything: ", queue.error().message()});
         return nullptr;
+    }
     return std::make_unique<VXStatusQueueCentral>(std::move(queue.value()),
                                                   std::move(dependencies));
 }
@@ -59,6 +84,8 @@ VXStatusQueueCentral::VXStatusQueueCentral(std::unique_ptr<KernelQueue> queue,
       oldSharedNotificationCenterProxy_{
           copyMainThreadProxy(&dependencies_.workspace.notificationCenter())}
 {
+    nextTry_.setSingleShot(true);
+    connect(&nextTry_, &QTimer::timeout, this, &VXStatusQueueCentral::tryAgain);
 }
 
 VXStatusQueueCentral::~VXStatusQueueCentral()
@@ -100,12 +127,28 @@ VXStatusQueueCentral::addPathToQueue(const QString& path, std::uint32_t notifyin
             return entry;
         notes |= entry->subscriptionFlags();
     } else {
-        entry = VXStatusQueuePathEntry::initWithPath(path, notifyingAbout);
-        if (!entry)
+        auto opened = open(path, notifyingAbout);
+        if (!opened) {
+            keepForLater(path, opened.error(), {notifyingAbout});
             return nullptr;
+        }
+        entry = std::move(opened.value());
     }
     submit(entry, notes);
     startThreadOnce();
+    return entry;
+}
+
+Result<std::shared_ptr<VXStatusQueuePathEntry>>
+VXStatusQueueCentral::open(const QString& path, std::uint32_t notes) const
+{
+    constexpr std::string_view action = "open";
+    auto entry = VXStatusQueuePathEntry::initWithPath(path, notes);
+    if (!entry)
+        return Error::last(action, bytesOfPath(path));
+    if (!leavesRoom(entry->watchedFD()))
+        return Error{std::make_error_code(std::errc::too_many_files_open), action,
+                     bytesOfPath(path)};
     return entry;
 }
 
@@ -121,6 +164,57 @@ void VXStatusQueueCentral::submit(const Entry& entry, std::uint32_t notes)
     auto registration = queue_->watch(entry->watchedFD(), notes, entry);
     if (registration)
         entry->setRegistration(std::move(registration.value()));
+    else
+        keepForLater(entry->path(), registration.error());
+}
+
+void VXStatusQueueCentral::keepForLater(const QString& path, const Error& error,
+                                        std::vector<std::uint32_t> requests)
+{
+    if (!isUsedUpLimit(error))
+        return;
+    const auto known = std::ranges::find(unwatched_, path, &Unwatched::path);
+    if (known == unwatched_.end())
+        unwatched_.push_back({.path = path, .requests = std::move(requests), .error = error});
+    else
+        known->requests.insert(known->requests.end(), requests.begin(), requests.end());
+    QMetaObject::invokeMethod(this, &VXStatusQueueCentral::tryAgainLater, Qt::QueuedConnection);
+}
+
+bool VXStatusQueueCentral::isUnwatched(const QString& path) const
+{
+    return std::ranges::find(unwatched_, path, &Unwatched::path) != unwatched_.end();
+}
+
+void VXStatusQueueCentral::tryAgainLater()
+{
+    const std::lock_guard lock{mutex_};
+    for (Unwatched& each : unwatched_)
+        if (!std::exchange(each.isLogged, true))
+            SystemLog::log({"Not watching ", bytesOfPath(each.path), ": ", each.error.message()});
+    if (!unwatched_.empty() && !nextTry_.isActive())
+        nextTry_.start(dependencies_.retryInterval);
+}
+
+void VXStatusQueueCentral::tryAgain()
+{
+    const std::lock_guard lock{mutex_};
+    bool isBehind = false;
+    for (Unwatched& each : std::exchange(unwatched_, {})) {
+        for (const std::uint32_t notes : each.requests)
+            addPathToQueue(each.path, notes);
+        if (const Entry entry = this->entry(each.path); entry && !entry->registration())
+            submit(entry, entry->subscriptionFlags());
+
+        if (isUnwatched(each.path)) {
+            unwatched_.back().isLogged = true;
+            continue;
+        }
+        isBehind = true;
+        SystemLog::log({"Watching ", bytesOfPath(each.path), " after all"});
+    }
+    if (isBehind)
+        catchUp();
 }
 
 void VXStatusQueueCentral::startThreadOnce()
@@ -135,14 +229,17 @@ void VXStatusQueueCentral::removePath(const QString& path)
 {
     const std::lock_guard lock{mutex_};
     const auto found = watchedFiles_.find(path);
-    if (found != watchedFiles_.end() && found->second->releasePath())
-        watchedFiles_.erase(found);
+    if (found != watchedFiles_.end() && !found->second->releasePath())
+        return;
+    watchedFiles_.erase(path);
+    std::erase_if(unwatched_, [&path](const Unwatched& each) { return each.path == path; });
 }
 
 void VXStatusQueueCentral::removeAllPaths()
 {
     const std::lock_guard lock{mutex_};
     watchedFiles_.clear();
+    unwatched_.clear();
 }
 
 void VXStatusQueueCentral::addFolerPath(const QString& /*path*/)
@@ -157,6 +254,19 @@ std::shared_ptr<VXStatusQueuePathEntry> VXStatusQueueCentral::entry(const QStrin
     const std::lock_guard lock{mutex_};
     const auto found = watchedFiles_.find(path);
     return found == watchedFiles_.end() ? nullptr : found->second;
+}
+
+bool VXStatusQueueCentral::hasUnwatchedPaths() const
+{
+    const std::lock_guard lock{mutex_};
+    return !unwatched_.empty();
+}
+
+// The pass that follows runs on the watcher's thread, like any other.
+void VXStatusQueueCentral::catchUp()
+{
+    isBehind_ = true;
+    queue_->interrupt();
 }
 
 std::size_t VXStatusQueueCentral::watchedFileCount() const
@@ -196,9 +306,12 @@ void VXStatusQueueCentral::watcherThread()
 void VXStatusQueueCentral::handleNextEvent(KernelQueue& queue)
 {
     const auto event = queue.wait();
+    const bool wasBehind = isBehind_.exchange(false);
+    if (wasBehind)
+        postNewestLog();
     // Waiting may fail at once, for example if the kernel is out of memory. The thread must
     // continue then, but not in a busy loop.
-    if (!event && keepThreadRunning_)
+    if (!event && !wasBehind && keepThreadRunning_)
         std::this_thread::sleep_for(std::chrono::milliseconds{100});
     if (!event || event->filter != EVFILT_VNODE || event->fflags == 0)
         return;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/base/AgentInstallation.h"
+#include "platform/base/Error.h"
 #include "platform/desktop/NotificationCenter.h"
 #include "platform/desktop/VXStatusMainThread.h"
 #include "platform/desktop/Workspace.h"
@@ -10,8 +11,10 @@
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <future>
@@ -39,6 +42,7 @@ struct VXStatusQueueDependencies {
     const VXStatusResourceController& resources;
     std::function<LogPathReceiver&()> pathReceiver; ///< called on the watcher thread, each time
     AgentInstallation installation = {};
+    std::chrono::milliseconds retryInterval{5000};
 };
 
 /// The file watcher: turns changes of watched paths into notifications.
@@ -48,6 +52,9 @@ struct VXStatusQueueDependencies {
 /// written to or grew, it also posts "VXStatusNotification" on its own thread; the object is a
 /// dictionary with the full path of the newest log under "newLogFilePath". Paths can be registered
 /// and removed from any thread. The main thread must never wait for the watcher's thread.
+///
+/// A path that cannot be watched because a limit of the system is used up is logged, and tried
+/// again every few seconds. Once it is watched, what changed meanwhile is read.
 class VXStatusQueueCentral : public QObject {
     Q_OBJECT
 
@@ -60,7 +67,7 @@ class VXStatusQueueCentral : public QObject {
     VXStatusQueueCentral(std::unique_ptr<KernelQueue> queue,
                          VXStatusQueueDependencies dependencies);
 
-    /// A watcher on a new kernel queue; null if the kernel cannot provide one.
+    /// A watcher on a new kernel queue; null if the kernel cannot provide one, which is logged.
     [[nodiscard]] static std::unique_ptr<VXStatusQueueCentral>
     init(VXStatusQueueDependencies dependencies);
 
@@ -98,6 +105,12 @@ class VXStatusQueueCentral : public QObject {
         return filesinWatchedFolder_;
     }
 
+    /// Whether a used-up limit keeps any path from being watched.
+    [[nodiscard]] bool hasUnwatchedPaths() const;
+
+    /// Announces the newest log, as after a write, because changes may have been missed.
+    void catchUp();
+
     /// The entry of a watched path, null if it is not watched.
     [[nodiscard]] std::shared_ptr<VXStatusQueuePathEntry> entry(const QString& path) const;
     /// How many paths are watched.
@@ -115,7 +128,21 @@ class VXStatusQueueCentral : public QObject {
   private:
     using Entry = std::shared_ptr<VXStatusQueuePathEntry>;
 
+    /// A path that a used-up limit keeps from being watched.
+    struct Unwatched {
+        QString path;
+        std::vector<std::uint32_t> requests; // that are to be made again; none if there is an entry
+        Error error;
+        bool isLogged = false;
+    };
+
     void submit(const Entry& entry, std::uint32_t notes);
+    [[nodiscard]] Result<Entry> open(const QString& path, std::uint32_t notes) const;
+    void keepForLater(const QString& path, const Error& error,
+                      std::vector<std::uint32_t> requests = {});
+    [[nodiscard]] bool isUnwatched(const QString& path) const;
+    void tryAgainLater();
+    void tryAgain();
     void startThreadOnce();
     void watcherThread();
     void handleNextEvent(KernelQueue& queue);
@@ -130,9 +157,12 @@ class VXStatusQueueCentral : public QObject {
 
     mutable std::recursive_mutex mutex_;
     std::map<QString, Entry> watchedFiles_;
+    std::vector<Unwatched> unwatched_; // in the order in which they were asked for
+    QTimer nextTry_;                   // main thread only
 
     std::vector<std::string> filesinWatchedFolder_;
     std::atomic<bool> keepThreadRunning_ = false;
+    std::atomic<bool> isBehind_ = false;
     std::future<void> thread_;
 };
 

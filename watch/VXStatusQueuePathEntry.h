@@ -16,8 +16,9 @@ namespace veltra {
 /// Call the functions under the lock of the watcher that holds the entry, unless stated otherwise.
 class VXStatusQueuePathEntry {
   public:
-    /// An entry with one holder, or null if `path` cannot be opened. The descriptor is used only
-    /// for watching, and blocks the path's file system as little as possible.
+    /// An entry with one holder, or null, with errno set, if `path` cannot be opened. The
+    /// descriptor is used only for watching, and blocks the path's file system as little as
+    /// possible.
     [[nodiscard]] static std::shared_ptr<VXStatusQueuePathEntry> initWithPath(const QString& path,
                                                                               std::uint32_t flags);
 

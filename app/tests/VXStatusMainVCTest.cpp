@@ -4,14 +4,18 @@
 #include "platform/base/Folder.h"
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/desktop/fakes/FakeWorkspace.h"
+#include "platform/desktop/tests/QtEventLoop.h"
 #include "platform/kqueue/fakes/FakeKernelQueue.h"
 #include "platform/log/SystemLog.h"
 #include "platform/log/tests/RecordingSink.h"
 #include "watch/VXStatusQueue.h"
+#include "watch/tests/CrampedKernelQueue.h"
 
 #include <QStringList>
 
+#include <atomic>
 #include <barrier>
+#include <chrono>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -140,6 +144,60 @@ TEST_F(VXStatusMainVCTest, WatchesTheLogsInTheOrderOfTheirListing)
 
     expected.emplace_back(path(), 0x7FU);
     EXPECT_EQ(registrations(paths + QStringList{path()}), expected);
+}
+
+TEST_F(VXStatusMainVCTest, WatchesTheFolderAndTheNewestLogsWhenThereIsNoRoomForAll)
+{
+    const auto now = std::filesystem::file_time_type::clock::now();
+    for (int number = 0; number < 20; ++number) {
+        const std::string name = "vxsvc_" + std::to_string(number) + ".log";
+        logs_.write(name, "");
+        std::filesystem::last_write_time(logs_.file(name),
+                                         now + std::chrono::seconds{number * 7 % 20});
+    }
+    auto queue = std::make_unique<CrampedKernelQueue>(4);
+    CrampedKernelQueue& cramped = *queue;
+    watcher_ = std::make_unique<VXStatusQueueCentral>(
+        std::move(queue), VXStatusQueueDependencies{.notifications = notifications_,
+                                                    .workspace = workspace_,
+                                                    .resources = resources_,
+                                                    .pathReceiver = {},
+                                                    .installation = installation_});
+    VXStatusMainVC controller{dependencies()};
+
+    controller.awakeFromNib();
+
+    std::vector<int> expected;
+    for (const QString& each :
+         {path(), path("vxsvc_17.log"), path("vxsvc_14.log"), path("vxsvc_11.log")})
+        expected.push_back(watcher_->entry(each)->watchedFD());
+    EXPECT_EQ(cramped.watchedDescriptors(), expected);
+    EXPECT_TRUE(watcher_->hasUnwatchedPaths());
+}
+
+TEST_F(VXStatusMainVCTest, WatchesAndCatchesUpOnceThereIsAWatcher)
+{
+    logs_.write("vxsvc_1.log", "");
+    bool isThere = false;
+    std::atomic<bool> isCaughtUp = false;
+    const auto registration = notifications_.addObserver(
+        QStringLiteral("VXStatusNotification"), nullptr, [&isCaughtUp](const Notification&) {
+            isCaughtUp = true;
+            MainQueue::post([] {});
+        });
+    VXStatusMainDependencies withDelay = dependencies();
+    withDelay.fileWatcher = [&] { return isThere ? watcher_.get() : nullptr; };
+    withDelay.retryInterval = std::chrono::milliseconds{10};
+    VXStatusMainVC controller{withDelay};
+
+    controller.awakeFromNib();
+    runLoopFor(std::chrono::milliseconds{50});
+    EXPECT_TRUE(queue_->changes().empty());
+    isThere = true;
+
+    EXPECT_TRUE(runLoopUntil([&] { return isCaughtUp.load(); }));
+    EXPECT_EQ(watcher_->watchedFileCount(), 2U);
+    watcher_->stop();
 }
 
 TEST_F(VXStatusMainVCTest, WatchesNothingBeforeItIsAwake)

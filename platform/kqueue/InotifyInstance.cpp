@@ -18,6 +18,17 @@ namespace {
 
 using Handler = std::function<void(const InotifyInstance::Record&)>;
 
+const std::string watchLimit = " (the limit is fs.inotify.max_user_watches)";
+
+// Either the user's instances or this process's descriptors are used up.
+std::string nameOfUsedUpLimit()
+{
+    const int error = errno;
+    const bool hasDescriptors = static_cast<bool>(Fd{::dup(STDERR_FILENO)});
+    errno = error;
+    return error == EMFILE && hasDescriptors ? "(the limit is fs.inotify.max_user_instances)" : "";
+}
+
 // The kernel writes complete records only.
 void parse(std::span<const char> bytes, const Handler& handle)
 {
@@ -35,7 +46,7 @@ Result<InotifyInstance> InotifyInstance::open()
 {
     Fd descriptor{inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
     if (!descriptor)
-        return Error::last("make inotify instance");
+        return Error::last("make inotify instance", nameOfUsedUpLimit());
 
     return InotifyInstance{std::move(descriptor)};
 }
@@ -44,6 +55,8 @@ Result<int> InotifyInstance::add(int descriptor, std::uint32_t mask)
 {
     const std::string link = descriptorPath(descriptor);
     const int wd = inotify_add_watch(descriptor_.get(), link.c_str(), mask | IN_MASK_ADD);
+    if (wd < 0 && errno == ENOSPC)
+        return Error::last("watch descriptor", std::to_string(descriptor) + watchLimit);
     if (wd < 0)
         return Error::last("watch descriptor", std::to_string(descriptor));
 

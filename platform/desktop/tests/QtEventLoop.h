@@ -30,6 +30,14 @@ namespace veltra {
     return true;
 }
 
+/// Runs the main thread's event loop for that time.
+inline void runLoopFor(std::chrono::milliseconds time)
+{
+    QEventLoop loop;
+    QTimer::singleShot(time, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
 /// Runs `work`, which must not throw, on another thread while the main thread runs its event loop;
 /// false if it does not end within a minute.
 [[nodiscard]] inline bool runOnWorker(const std::function<void()>& work)

@@ -176,6 +176,64 @@ TEST_F(InotifyLimits, LeavesNothingBehindWhenTheQueueGoes)
     EXPECT_EQ(openDescriptors(), before);
 }
 
+namespace {
+
+// Only in a child: sets a limit of a user namespace of its own.
+bool setLimit(const std::string& name, int value)
+{
+    if (unshare(CLONE_NEWUSER) != 0)
+        return false;
+
+    std::ofstream file{"/proc/sys/user/" + name};
+    file << value << std::flush;
+    return file.good();
+}
+
+} // namespace
+
+TEST_F(InotifyLimits, NamesTheLimitWhenTheInstancesAreUsedUp)
+{
+    const int result = runInChild([] {
+        if (!setLimit("max_inotify_instances", 0))
+            return notPermitted;
+
+        const auto queue = KernelQueue::open();
+        EXPECT_FALSE(queue);
+        EXPECT_EQ(queue.error().message(),
+                  "make inotify instance (the limit is fs.inotify.max_user_instances): Too many "
+                  "open files");
+        return 0;
+    });
+
+    if (result == notPermitted)
+        GTEST_SKIP() << "for want of leave to have a user namespace";
+    EXPECT_EQ(result, 0);
+}
+
+TEST_F(InotifyLimits, NamesTheLimitWhenTheWatchesAreUsedUp)
+{
+    folder_.write("file", "");
+    const Fd file = openPath(path("file"));
+
+    const int result = runInChild([&] {
+        if (!setLimit("max_inotify_watches", 0))
+            return notPermitted;
+
+        const auto queue = KernelQueue::open();
+        EXPECT_TRUE(queue);
+        const auto refused = queue.value()->watch(file.get(), everyNote, {});
+        EXPECT_FALSE(refused);
+        EXPECT_EQ(refused.error().message(),
+                  "watch descriptor " + std::to_string(file.get()) +
+                      " (the limit is fs.inotify.max_user_watches): No space left on device");
+        return 0;
+    });
+
+    if (result == notPermitted)
+        GTEST_SKIP() << "for want of leave to have a user namespace";
+    EXPECT_EQ(result, 0);
+}
+
 TEST_F(InotifyLimits, RefusesAFileThatMayNotBeRead)
 {
     folder_.write("secret", "");
