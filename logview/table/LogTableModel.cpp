@@ -100,7 +100,6 @@ QVariant LogTableModel::data(const QModelIndex& index, int role) const
     const std::string_view cell = row[fields[static_cast<std::size_t>(index.column())]];
     switch (role) {
     case Qt::DisplayRole:
-    case Qt::ToolTipRole:
         return shortened(cell);
     case Qt::DecorationRole:
         return index.column() == messageTypeColumn ? QVariant{severityIcon(cell)} : QVariant{};

@@ -3,12 +3,16 @@
 #include "logview/rows/TabSeparatedRow.h"
 #include "logview/table/LogTableModel.h"
 #include "logview/table/LogText.h"
+#include "logview/table/PlainToolTip.h"
 
+#include <QAbstractItemDelegate>
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QStyle>
+#include <QToolTip>
 
 #include <algorithm>
 #include <vector>
@@ -95,6 +99,34 @@ void LogTableView::rowsInserted(const QModelIndex& parent, int first, int last)
 {
     UniformRowTableView::rowsInserted(parent, first, last);
     makeTopRowCurrent();
+}
+
+bool LogTableView::viewportEvent(QEvent* event)
+{
+    if (event->type() != QEvent::ToolTip)
+        return UniformRowTableView::viewportEvent(event);
+    showToolTip(*static_cast<QHelpEvent*>(event));
+    return true;
+}
+
+void LogTableView::showToolTip(const QHelpEvent& event)
+{
+    const QModelIndex index = indexAt(event.pos());
+    if (isCutShort(index))
+        QToolTip::showText(event.globalPos(), plainToolTip(index.data().toString()), viewport(),
+                           visualRect(index));
+    else
+        QToolTip::hideText();
+}
+
+bool LogTableView::isCutShort(const QModelIndex& index) const
+{
+    if (!index.isValid())
+        return false;
+    QStyleOptionViewItem option;
+    initViewItemOption(&option);
+    const QSize wanted = itemDelegateForIndex(index)->sizeHint(option, index);
+    return wanted.width() > columnWidth(index.column());
 }
 
 // Assistive technology asks a table for its current cell, and may fail if there is none.

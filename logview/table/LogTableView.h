@@ -2,10 +2,13 @@
 
 #include "logview/table/UniformRowTableView.h"
 
+class QHelpEvent;
+
 namespace veltra {
 
-/// The log table: selects whole rows and supports the copy shortcut. Once there are rows, one of
-/// them is the current row. Main thread only.
+/// The log table: selects whole rows and supports the copy shortcut. Where a cell is too narrow for
+/// its text, a tool tip shows it. Once there are rows, one of them is the current row. Main thread
+/// only.
 class LogTableView : public UniformRowTableView {
     Q_OBJECT
 
@@ -24,10 +27,13 @@ class LogTableView : public UniformRowTableView {
 
   protected:
     void rowsInserted(const QModelIndex& parent, int first, int last) override;
+    bool viewportEvent(QEvent* event) override;
 
   private:
     void makeCopyAction();
     void makeTopRowCurrent();
+    void showToolTip(const QHelpEvent& event);
+    [[nodiscard]] bool isCutShort(const QModelIndex& index) const;
 };
 
 } // namespace veltra

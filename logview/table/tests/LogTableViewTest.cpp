@@ -2,18 +2,27 @@
 
 #include "logview/rows/tests/LogTexts.h"
 #include "logview/table/LogTableModel.h"
+#include "platform/base/Fd.h"
+#include "platform/base/tests/TemporaryFolder.h"
 
 #include <QApplication>
 #include <QClipboard>
 #include <QHeaderView>
+#include <QHelpEvent>
 #include <QScrollBar>
 #include <QStandardItemModel>
 #include <QTest>
+#include <QToolTip>
 
+#include <atomic>
+#include <chrono>
 #include <string>
+#include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 namespace veltra {
 namespace {
@@ -63,6 +72,15 @@ class LogTableViewTest : public testing::Test {
         for (const QModelIndex& index : view_.selectionModel()->selectedRows())
             messages.push_back(message(index.row()));
         return messages;
+    }
+
+    /// The tool tip that appears when the pointer rests on a cell of the top row; empty if none.
+    QString toolTipAt(int column)
+    {
+        const QPoint cell = view_.visualRect(model_.index(0, column)).center();
+        QHelpEvent rest{QEvent::ToolTip, cell, view_.viewport()->mapToGlobal(cell)};
+        QCoreApplication::sendEvent(view_.viewport(), &rest);
+        return QToolTip::text();
     }
 
     void pressCopy() { QTest::keyClick(&view_, Qt::Key_C, Qt::ControlModifier); }
@@ -300,6 +318,66 @@ TEST_F(LogTableViewTest, GivesColumnsRoomForTheirUsualTexts)
     EXPECT_GT(view().columnWidth(LogTableModel::messageTypeColumn),
               view().fontMetrics().horizontalAdvance(QStringLiteral("Warning")) + 16);
     EXPECT_TRUE(view().horizontalHeader()->stretchLastSection());
+}
+
+/// A FIFO that notices when somebody opens it, and does not let him wait.
+class OpeningNoticed {
+  public:
+    explicit OpeningNoticed(std::string path) : path_{std::move(path)}
+    {
+        EXPECT_EQ(::mkfifo(path_.c_str(), 0600), 0);
+    }
+    ~OpeningNoticed()
+    {
+        isOver_ = true;
+        thread_.join();
+    }
+    OpeningNoticed(const OpeningNoticed&) = delete;
+    OpeningNoticed& operator=(const OpeningNoticed&) = delete;
+
+    [[nodiscard]] bool wasOpened() const { return wasOpened_; }
+
+  private:
+    // Opening it for writing succeeds only while somebody has it open for reading.
+    void watch()
+    {
+        while (!isOver_) {
+            if (Fd{::open(path_.c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC)})
+                wasOpened_ = true;
+            std::this_thread::sleep_for(std::chrono::milliseconds{1});
+        }
+    }
+
+    std::string path_;
+    std::atomic<bool> isOver_ = false;
+    std::atomic<bool> wasOpened_ = false;
+    std::thread thread_{[this] { watch(); }};
+};
+
+TEST_F(LogTableViewTest, ShowsALinesTextAsItIsInItsToolTip)
+{
+    const TemporaryFolder folder;
+    const OpeningNoticed fifo{folder.file("image.png")};
+    addMessage("<img src=\"" + folder.file("image.png") + "\"> " + std::string(200, 'x'));
+
+    const QString toolTip = toolTipAt(LogTableModel::messageColumn);
+
+    QToolTip::hideText();
+    EXPECT_TRUE(QTest::qWaitFor([] { return !QToolTip::isVisible(); }, 60'000));
+    EXPECT_TRUE(toolTip.contains(QStringLiteral("&lt;img src=&quot;"))) << toolTip.toStdString();
+    EXPECT_FALSE(toolTip.contains(QStringLiteral("<img")));
+    EXPECT_FALSE(fifo.wasOpened());
+}
+
+TEST_F(LogTableViewTest, ShowsAToolTipOnlyWhereACellIsCutShort)
+{
+    // One that is shown is hidden only after a while.
+    ASSERT_EQ(QToolTip::text().toStdString(), "");
+    view().layOutColumns();
+    addMessage(std::string(200, 'x'));
+
+    EXPECT_EQ(toolTipAt(LogTableModel::dateColumn).toStdString(), "");
+    EXPECT_NE(toolTipAt(LogTableModel::messageColumn).toStdString(), "");
 }
 
 } // namespace
