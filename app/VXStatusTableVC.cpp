@@ -77,8 +77,10 @@ void VXStatusTableVC::prepareHelper()
     helperInstalled_ = QFile::exists(dependencies_.helperTool) && isHelperInstalled();
     if (!helperInstalled_)
         helperControllerObj_->installHelper();
-    if (!QFile::exists(dependencies_.helperTool))
+    if (!QFile::exists(dependencies_.helperTool)) {
+        SystemLog::log("The program ends, since it cannot be used without its helper");
         dependencies_.endProcess();
+    }
     helperControllerObj_->LaunchHelper();
 }
 

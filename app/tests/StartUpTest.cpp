@@ -97,7 +97,10 @@ TEST_F(StartUpTest, EndsTheProcessWhenTheHelperIsStillMissing)
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "Failed to install helper\n");
     EXPECT_EQ(installations(), 0U);
     EXPECT_EQ(askedForPath(), 0);
-    EXPECT_TRUE(log().messages().empty());
+    EXPECT_EQ(log().messages(),
+              (Lines{"The helper was not installed: "
+                     "Optional(The authorization was cancelled by the user)",
+                     "The program ends, since it cannot be used without its helper"}));
     EXPECT_TRUE(helper().connections.empty());
     EXPECT_FALSE(isRightRegistered());
 }

@@ -4,6 +4,7 @@
 #include "channel/protocol/HelperConstants.h"
 #include "platform/bundle/ExecutableInformation.h"
 #include "platform/desktop/MainQueue.h"
+#include "platform/log/SystemLog.h"
 
 #include <QFile>
 
@@ -84,8 +85,10 @@ void HelperToolController::installHelper()
 {
     hasKeyPaths_ = true;
     try {
-        helperInstall();
-    } catch (const std::exception&) {
+        if (!helperInstall())
+            SystemLog::log("The helper was not installed; no reason was given");
+    } catch (const std::exception& error) {
+        SystemLog::log({"The helper was not installed: ", error.what()});
         MainQueue::post([] { print("Failed to install helper"); });
     }
 }
@@ -104,7 +107,8 @@ void HelperToolController::LaunchHelper()
 {
     try {
         HelperAuthorization::authorizationRightsUpdateDatabase(dependencies_->authorization);
-    } catch (const std::exception&) {
+    } catch (const std::exception& error) {
+        SystemLog::log({"The helper's rights were not registered: ", error.what()});
         print("unable to launch helper");
     }
 }

@@ -130,6 +130,8 @@ class Helper(unittest.TestCase):
 
         self.assertEqual(program.returncode, 0)
         self.assertNotIn(b"read line", program.stderr)
+        self.assertIn(b"The helper was not installed: ", program.stderr)
+        self.assertIn(b"The program ends, since", program.stderr)
 
     def test_sends_the_command_of_each_button(self):
         monitor = self.open()

@@ -4,6 +4,7 @@
 #include "channel/protocol/HelperConstants.h"
 #include "platform/desktop/MainQueue.h"
 #include "platform/desktop/tests/QtEventLoop.h"
+#include "platform/log/tests/RecordedLog.h"
 
 #include <QThread>
 
@@ -355,20 +356,27 @@ TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedFromTheMainQueue
 
 TEST_F(HelperToolControllerTest, PrintsThatTheInstallationFailedWithAnError)
 {
+    RecordedLog log;
     dependencies.serviceManagement.outcome = {
         .error = Error{std::make_error_code(std::errc::io_error), "install"}};
 
     EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "Failed to install helper\n");
+
+    EXPECT_EQ(log.messages(), std::vector<std::string>{
+                                  "The helper was not installed: install: Input/output error"});
 }
 
-TEST_F(HelperToolControllerTest, SaysNothingOfARefusalWithoutAReason)
+TEST_F(HelperToolControllerTest, PrintsNothingOfARefusalWithoutAReason)
 {
+    RecordedLog log;
     dependencies.serviceManagement.outcome = {};
     EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "");
 
     dependencies.authorization.empty.insert("AuthorizationCreate");
     EXPECT_EQ(printedDuring([&] { controller->installHelper(); }), "");
     EXPECT_EQ(dependencies.serviceManagement.calls().size(), 1U);
+    EXPECT_EQ(log.messages(),
+              std::vector<std::string>(2, "The helper was not installed; no reason was given"));
 }
 
 TEST_F(HelperToolControllerTest, UsesANewConnectionAfterAnInstallation)
