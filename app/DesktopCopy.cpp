@@ -1,15 +1,13 @@
 #include "app/DesktopCopy.h"
 
-#include "platform/base/Fd.h"
+#include "app/RegularFile.h"
+#include "platform/base/ReplacementFile.h"
+#include "platform/base/WriteAll.h"
 #include "platform/desktop/FileName.h"
 
-#include <QSaveFile>
-
 #include <algorithm>
-#include <cstdint>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -19,50 +17,59 @@ namespace {
 
 constexpr std::size_t blockSize = std::size_t{1} << 20;
 
-// Empty and 0 if there is nothing to copy.
-struct Source {
-    Fd file;
-    std::uint64_t size = 0;
-};
-
-Source openRegular(const QString& path)
+std::size_t sizeOf(const Fd& file)
 {
-    // Without O_NONBLOCK, opening a FIFO would wait for a writer.
-    Source source{
-        Fd{::open(bytesOfPath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)}};
     struct stat status {};
-    if (source.file && ::fstat(source.file.get(), &status) == 0 && S_ISREG(status.st_mode))
-        source.size = static_cast<std::uint64_t>(status.st_size);
-    return source;
+    return ::fstat(file.get(), &status) == 0 ? static_cast<std::size_t>(status.st_size) : 0;
 }
 
-bool copyInto(QSaveFile& target, const Source& source)
+// What the user's new files get.
+mode_t usualPermissions()
+{
+    const mode_t mask = ::umask(077);
+    ::umask(mask);
+    return 0666 & ~mask;
+}
+
+Result<DesktopCopy> copyInto(int target, const Fd& source, const std::string& targetPath)
 {
     std::vector<char> block(blockSize);
-    for (std::uint64_t left = source.size; left > 0;) {
-        const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, blockSize));
-        const ssize_t size = ::read(source.file.get(), block.data(), wanted);
-        // The source was truncated meanwhile, or cannot be read: the copy contains what was read so
-        // far.
-        if (size <= 0)
-            return true;
-        if (target.write(block.data(), size) != size)
-            return false;
-        left -= static_cast<std::uint64_t>(size);
+    for (std::size_t left = sizeOf(source); left > 0;) {
+        const ssize_t size = ::read(source.get(), block.data(), std::min(left, blockSize));
+        if (size < 0)
+            return DesktopCopy{.unread = Error::last("read the log for", targetPath)};
+        if (size == 0) // It was truncated meanwhile.
+            break;
+        if (!writeAll(target, {block.data(), static_cast<std::size_t>(size)}))
+            return Error::last("write", targetPath);
+        left -= static_cast<std::size_t>(size);
     }
-    return true;
+    return DesktopCopy{};
 }
 
 } // namespace
 
-void copyReplacing(const QString& source, const QString& target)
+Result<DesktopCopy> copyReplacing(const QString& source, const QString& target)
 {
-    QSaveFile copy{target};
-    if (!copy.open(QIODevice::WriteOnly))
-        return;
-    // A copy that is not committed is removed.
-    if (copyInto(copy, openRegular(source)))
-        copy.commit();
+    const std::string path = bytesOfPath(target);
+    auto file = ReplacementFile::createBeside(path);
+    if (!file)
+        return file.error();
+
+    const auto log = openRegularFile(source);
+    auto copy = log ? copyInto(file.value().descriptor(), log.value(), path)
+                    : Result<DesktopCopy>{DesktopCopy{.unread = log.error()}};
+    if (!copy)
+        return copy;
+
+    struct stat status {};
+    status.st_mode = usualPermissions();
+    status.st_uid = ::geteuid();
+    status.st_gid = ::getegid();
+    if (const auto replaced = file.value().replace(status); !replaced)
+        return replaced.error();
+
+    return copy;
 }
 
 } // namespace veltra

@@ -5,7 +5,7 @@
 #include "platform/log/SystemLog.h"
 #include "watch/VXStatusQueue.h"
 
-#include <QDir>
+#include <QStandardPaths>
 
 #include <chrono>
 #include <cstdlib>
@@ -51,7 +51,7 @@ VXStatusButtonDependencies buttonDependencies(HelperControllers& helperControlle
     return {.resources = resources(),
             .helperController = [&helperControllers] { return helperControllers.make(); },
             .logFolder = QString::fromStdString(AgentInstallation{}.logFolder),
-            .homeDirectory = QDir::homePath()};
+            .desktopFolder = QStandardPaths::writableLocation(QStandardPaths::DesktopLocation)};
 }
 
 } // namespace

@@ -57,8 +57,9 @@ void VXStatusButton::run(const QString& option, const QPointer<CommandButton>& b
 
 void VXStatusButton::saveContentsToDesktop(QObject* /*sender*/)
 {
-    copyReplacing(dependencies_.logFolder + dependencies_.resources.getLogFileName(),
-                  dependencies_.homeDirectory + QStringLiteral("/Desktop/Agent_Monitor.log"));
+    [[maybe_unused]] const auto copy =
+        copyReplacing(dependencies_.logFolder + dependencies_.resources.getLogFileName(),
+                      dependencies_.desktopFolder + QStringLiteral("/Agent_Monitor.log"));
 }
 
 void VXStatusButton::close(QObject* /*sender*/)

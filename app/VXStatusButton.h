@@ -21,7 +21,7 @@ struct VXStatusButtonDependencies {
     /// Creates a controller of the helper, a new one for every command.
     std::function<std::shared_ptr<HelperToolController>()> helperController;
     QString logFolder;     ///< the agent's, with a trailing slash
-    QString homeDirectory; ///< the user's
+    QString desktopFolder; ///< the user's
 };
 
 /// The controller of the six buttons under the log table. Main thread only.

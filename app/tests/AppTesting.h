@@ -69,7 +69,7 @@ class TextsInBundle {
 [[nodiscard]] inline VXStatusButtonDependencies
 buttonDependencies(const VXStatusResourceController& resources)
 {
-    return {.resources = resources, .helperController = {}, .logFolder = {}, .homeDirectory = {}};
+    return {.resources = resources, .helperController = {}, .logFolder = {}, .desktopFolder = {}};
 }
 
 } // namespace veltra

@@ -47,7 +47,7 @@ class VXStatusButtonActionsTest : public testing::Test {
     VXStatusButton controller{{.resources = resources,
                                .helperController = [this] { return helper.makeController(); },
                                .logFolder = QString::fromStdString(installation.logFolder),
-                               .homeDirectory = QString::fromStdString(folder.path())}};
+                               .desktopFolder = QString::fromStdString(folder.file("Desktop"))}};
 };
 
 TEST_F(VXStatusButtonActionsTest, TheFirstFourSendTheirCommands)

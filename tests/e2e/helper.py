@@ -170,6 +170,21 @@ class Helper(unittest.TestCase):
         with open(copy, "rb") as saved, open(f"{LOGS}/vxsvc_1.log", "rb") as log:
             self.assertEqual(saved.read(), log.read())
 
+    def test_saves_to_the_folder_that_the_desktop_names(self):
+        home = os.environ["HOME"]
+        os.makedirs(f"{home}/.config", exist_ok=True)
+        os.makedirs(f"{home}/Schreibtisch", exist_ok=True)
+        with open(f"{home}/.config/user-dirs.dirs", "w", encoding="utf-8") as names:
+            names.write('XDG_DESKTOP_DIR="$HOME/Schreibtisch"\n')
+        self.addCleanup(os.remove, f"{home}/.config/user-dirs.dirs")
+        monitor = self.open()
+
+        monitor.press("Save Log to Desktop")
+
+        copy = f"{home}/Schreibtisch/Agent_Monitor.log"
+        monitor.expect(lambda: os.path.exists(copy), bool, "the copy is there")
+        self.assertEqual(os.listdir(f"{home}/Desktop"), [])
+
     def test_lives_on_when_the_helper_is_killed_in_the_middle_of_a_command(self):
         monitor = self.open()
         monitor.expect_information(VERSION, SERVER)
