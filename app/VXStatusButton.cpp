@@ -49,7 +49,7 @@ void VXStatusButton::run(const QString& option, const QPointer<CommandButton>& b
     if (button)
         button->commandStarted(
             dependencies_.resources.getLocalisedString(QStringLiteral("COMMAND_RUNNING")));
-    dependencies_.helperController()->runCommand(option, [button] {
+    dependencies_.helperController()->runCommand(option, [button](const auto&) {
         if (button)
             button->commandEnded();
     });

@@ -37,7 +37,7 @@ class Client {
     {
         std::promise<bool> isAnswered;
         const auto start = std::chrono::steady_clock::now();
-        remoteObjectProxyWithErrorHandler(connection_, [&] {
+        remoteObjectProxyWithErrorHandler(connection_, [&](const auto&) {
             isAnswered.set_value(false);
         })->getVersion([&](const auto&) { isAnswered.set_value(true); });
         if (!isAnswered.get_future().get())

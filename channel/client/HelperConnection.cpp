@@ -30,7 +30,7 @@ class SystemHelperConnection : public HelperConnection,
     void invalidate() override { connection_.invalidate(); }
 
     std::shared_ptr<HelperProtocol>
-    remoteObjectProxyWithErrorHandler(std::function<void()> onFailure) override
+    remoteObjectProxyWithErrorHandler(std::function<void(const HelperFailure&)> onFailure) override
     {
         return veltra::remoteObjectProxyWithErrorHandler({shared_from_this(), &connection_},
                                                          std::move(onFailure));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "channel/protocol/AppProtocol.h"
+#include "channel/protocol/HelperFailure.h"
 #include "channel/protocol/HelperProtocol.h"
 
 #include <functional>
@@ -29,7 +30,7 @@ class HelperConnection {
 
     /// The helper; `onFailure` is called if a completion will never be called.
     [[nodiscard]] virtual std::shared_ptr<HelperProtocol>
-    remoteObjectProxyWithErrorHandler(std::function<void()> onFailure) = 0;
+    remoteObjectProxyWithErrorHandler(std::function<void(const HelperFailure&)> onFailure) = 0;
 };
 
 /// A connection over the system bus.

@@ -157,7 +157,7 @@ void HelperToolController::disconnectHelper()
 void HelperToolController::helperStatusWithCompletion(const Status& completion)
 {
     const auto version = versionOfCopy();
-    const auto proxy = version ? helper(completion) : nullptr;
+    const auto proxy = version ? helper(completion, {}) : nullptr;
     if (!proxy) {
         completion(false);
         return;
@@ -174,15 +174,19 @@ std::optional<std::string> HelperToolController::versionOfCopy() const
     return information ? information.value().text("CFBundleShortVersionString") : std::nullopt;
 }
 
-std::shared_ptr<HelperProtocol> HelperToolController::helper(const Status& completion)
+std::shared_ptr<HelperProtocol> HelperToolController::helper(const Status& completion,
+                                                             const Failure& failed)
 {
     const auto connection = helperConnection();
     if (!connection)
         return nullptr;
-    return connection->remoteObjectProxyWithErrorHandler([completion] {
-        if (completion)
-            completion(false);
-    });
+    return connection->remoteObjectProxyWithErrorHandler(
+        [completion, failed](const HelperFailure& failure) {
+            if (failed)
+                failed(failure);
+            if (completion)
+                completion(false);
+        });
 }
 
 bool HelperToolController::helperInstall()
@@ -210,39 +214,55 @@ bool HelperToolController::helperInstall()
     return true;
 }
 
-void HelperToolController::runCommand(const QString& option, std::function<void()> ended)
+void HelperToolController::runCommand(const QString& option,
+                                      std::function<void(const CommandEnd&)> ended)
 {
-    const auto tell = [ended = std::move(ended)] {
+    const auto tell = [ended = std::move(ended)](const CommandEnd& end) {
         if (ended)
-            MainQueue::post(ended);
+            MainQueue::post([ended, end] { ended(end); });
     };
-    const auto failed = [tell](bool) { tell(); };
-    const auto data = helper(failed) ? authorizationData() : std::nullopt;
-    // The connection may have ended while the authorization was made.
-    const auto proxy = data ? helper(failed) : nullptr;
-    if (!proxy) {
-        tell();
+    const auto reach = [this, &tell] {
+        auto proxy = helper({}, tell);
+        if (!proxy)
+            tell(HelperFailure{HelperFailure::Kind::notReachable, "there is no connection"});
+        return proxy;
+    };
+    if (!reach())
+        return;
+    const auto data = authorizationData();
+    if (const auto* const failure = std::get_if<HelperFailure>(&data)) {
+        tell(*failure);
         return;
     }
+    // The connection may have ended while the authorization was made.
+    const auto proxy = reach();
+    if (!proxy)
+        return;
     {
         const QMutexLocker lock{&mutex_};
         exchange_.command = option;
     }
     // Only output reaches the user, not the exit status, even if an authorization failed.
-    proxy->runCommand(option.toStdString(), *data, [tell](std::int32_t /*exitStatus*/) { tell(); });
+    proxy->runCommand(option.toStdString(), std::get<HelperProtocol::AuthorizationData>(data),
+                      tell);
 }
 
-std::optional<HelperProtocol::AuthorizationData> HelperToolController::authorizationData()
+std::variant<HelperProtocol::AuthorizationData, HelperFailure>
+HelperToolController::authorizationData()
 {
+    constexpr auto notRun = HelperFailure::Kind::notRun;
     if (!currentHelperAuthData_.isNull())
         return HelperProtocol::AuthorizationData{currentHelperAuthData_.begin(),
                                                  currentHelperAuthData_.end()};
     try {
-        return HelperAuthorization::emptyAuthorizationExternalFormData(
-            dependencies_->authorization);
-    } catch (const std::exception&) {
+        auto data =
+            HelperAuthorization::emptyAuthorizationExternalFormData(dependencies_->authorization);
+        if (!data)
+            return HelperFailure{notRun, "there is no authorization"};
+        return std::move(*data);
+    } catch (const std::exception& error) {
         print("Command execution failed");
-        return std::nullopt;
+        return HelperFailure{notRun, error.what()};
     }
 }
 
@@ -274,6 +294,8 @@ void HelperToolController::take(const QString& text)
         exchange_.commandOutPut = text;
         isInformation = exchange_.command == QStringLiteral("-i");
     }
+    if (dependencies_->outputTaken)
+        dependencies_->outputTaken(text);
     if (isInformation)
         dependencies_->notifications.postNotificationName(QStringLiteral("commandUpdate"));
 }

@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <variant>
 
 namespace veltra {
 
@@ -25,6 +26,9 @@ struct HelperToolDependencies {
     std::function<std::shared_ptr<HelperConnection>()> connect;
     /// The copy of the helper in the program's bundle.
     QString helperCopy;
+    /// Called with every piece of output that is not empty, on the connection's thread. May be
+    /// empty.
+    std::function<void(const QString&)> outputTaken = {};
 };
 
 /// The program's client of the privileged helper: installs it, asks it for its version, sends it
@@ -46,6 +50,11 @@ class HelperToolController : public QObject {
   public:
     /// Receives whether a helper of the same version as the copy answers.
     using Status = std::function<void(bool)>;
+    /// Receives why the helper will not answer.
+    using Failure = std::function<void(const HelperFailure&)>;
+
+    /// How a command ended: the tool's exit status, or why there is none.
+    using CommandEnd = std::variant<std::int32_t, HelperFailure>;
 
     using Dependencies = std::shared_ptr<const HelperToolDependencies>;
 
@@ -65,9 +74,9 @@ class HelperToolController : public QObject {
 
     /// Has the helper run the agent's command-line tool with one option. Its output arrives through
     /// logWithStdOut() and logWithStdErr(). `ended`, if set, is called on the main thread when the
-    /// command is over: its exit status has come, or never will.
+    /// command is over.
     Q_INVOKABLE void runCommand(const QString& option) { runCommand(option, {}); }
-    void runCommand(const QString& option, std::function<void()> ended);
+    void runCommand(const QString& option, std::function<void(const CommandEnd&)> ended);
 
     /// Releases the connection, which then no longer keeps the controller alive. Used when the
     /// program ends.
@@ -111,8 +120,8 @@ class HelperToolController : public QObject {
     /// The current connection; a new one if there is none.
     virtual std::shared_ptr<HelperConnection> helperConnection();
     /// The helper. If it fails, `completion`, if set, is called with false on the connection's
-    /// thread.
-    virtual std::shared_ptr<HelperProtocol> helper(const Status& completion);
+    /// thread, and before it `failed`, if set.
+    virtual std::shared_ptr<HelperProtocol> helper(const Status& completion, const Failure& failed);
     /// Whether the helper was installed. Throws if it was refused with a reason.
     virtual bool helperInstall();
 
@@ -128,7 +137,8 @@ class HelperToolController : public QObject {
     void accept(const std::shared_ptr<HelperConnection>& from, const QString& text);
     void take(const QString& text);
     void forgetConnection(const std::shared_ptr<HelperConnection>& ended);
-    std::optional<HelperProtocol::AuthorizationData> authorizationData();
+    [[nodiscard]] std::variant<HelperProtocol::AuthorizationData, HelperFailure>
+    authorizationData();
     [[nodiscard]] std::optional<std::string> versionOfCopy() const;
 
     Dependencies dependencies_;

@@ -1,6 +1,7 @@
 #include "channel/protocol/ClientSide.h"
 
 #include "channel/protocol/ProtocolNames.h"
+#include "platform/bus/ConnectionNames.h"
 
 #include <utility>
 
@@ -8,9 +9,18 @@ namespace veltra {
 
 namespace {
 
+// Only an error that the helper itself replied with means that it was reached.
+HelperFailure failureOf(const BusError& error)
+{
+    const bool isReached = error.name == connections::failedError;
+    return {isReached ? HelperFailure::Kind::notRun : HelperFailure::Kind::notReachable,
+            error.message};
+}
+
 class RemoteHelper : public HelperProtocol {
   public:
-    RemoteHelper(std::shared_ptr<ClientConnection> connection, std::function<void()> onFailure)
+    RemoteHelper(std::shared_ptr<ClientConnection> connection,
+                 std::function<void(const HelperFailure&)> onFailure)
         : connection_{std::move(connection)}, onFailure_{std::move(onFailure)}
     {
     }
@@ -39,22 +49,22 @@ class RemoteHelper : public HelperProtocol {
     template <typename Value, typename Completion>
     void send(const char* method, std::function<void(BusMessage&)> append, Completion completion)
     {
-        const auto fail = [onFailure = onFailure_] {
+        const auto fail = [onFailure = onFailure_](const BusError& error) {
             if (onFailure)
-                onFailure();
+                onFailure(failureOf(error));
         };
         const auto take = [completion = std::move(completion), fail](BusMessage& results) {
             Value value{};
             if (results.read(value))
                 completion(value);
             else
-                fail();
+                fail({connections::failedError, "its answer cannot be read"});
         };
         connection_->send({protocol::helperInterface, method, std::move(append), take, fail});
     }
 
     std::shared_ptr<ClientConnection> connection_;
-    std::function<void()> onFailure_;
+    std::function<void(const HelperFailure&)> onFailure_;
 };
 
 } // namespace
@@ -74,7 +84,7 @@ ClientConnection::Receiver exportAppProtocol(std::shared_ptr<AppProtocol> app)
 
 std::shared_ptr<HelperProtocol>
 remoteObjectProxyWithErrorHandler(std::shared_ptr<ClientConnection> connection,
-                                  std::function<void()> onFailure)
+                                  std::function<void(const HelperFailure&)> onFailure)
 {
     return std::make_shared<RemoteHelper>(std::move(connection), std::move(onFailure));
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "channel/protocol/AppProtocol.h"
+#include "channel/protocol/HelperFailure.h"
 #include "channel/protocol/HelperProtocol.h"
 #include "platform/bus/ClientConnection.h"
 
@@ -17,9 +18,9 @@ namespace veltra {
 
 /// The helper at the other end of `connection`. Its functions may be called from any thread and
 /// never wait; completions are called on the bus's thread. If a completion will never be called,
-/// `onFailure` is called there instead.
+/// `onFailure` is called there instead, with the reason.
 [[nodiscard]] std::shared_ptr<HelperProtocol>
 remoteObjectProxyWithErrorHandler(std::shared_ptr<ClientConnection> connection,
-                                  std::function<void()> onFailure);
+                                  std::function<void(const HelperFailure&)> onFailure);
 
 } // namespace veltra

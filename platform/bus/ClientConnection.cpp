@@ -32,6 +32,11 @@ bool isUnseen(const BusError& error)
     return error.name == unknownObjectError;
 }
 
+BusError unreachable(const std::string& reason)
+{
+    return {"org.freedesktop.DBus.Error.Disconnected", reason};
+}
+
 } // namespace
 
 /// A connection's state on the bus's thread, the only thread that uses it, except for the handler.
@@ -58,7 +63,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     void send(const std::shared_ptr<const ServiceCall>& call)
     {
         if (isInvalid_) {
-            call->fail();
+            call->fail(unreachable("the connection has ended"));
             return;
         }
         queue_.push_back({call, 0});
@@ -68,7 +73,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     void invalidate()
     {
         closeAtServer();
-        end();
+        end("the connection has ended");
     }
 
     [[nodiscard]] std::string_view service() const override { return service_; }
@@ -199,7 +204,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
         isOpening_ = false;
         openAttempts_ = 0;
         SystemLog::log({"no connection to ", service_, ": ", reason});
-        end();
+        end(reason);
     }
 
     void transmit(const Queued& queued, const ServiceBus::CallUnderWay& underWay)
@@ -225,7 +230,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
             return;
         }
         --callsUnderWay_;
-        queued.call->fail();
+        queued.call->fail(unreachable(sent.error().message()));
         closeWhenDone();
     }
 
@@ -242,16 +247,16 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
         }
         closeWhenDone();
         if (error)
-            queued.call->fail();
+            queued.call->fail(*error);
         else
             queued.call->takeResults(answer);
     }
 
-    void end()
+    void end(const std::string& reason)
     {
         notifyOfEnd();
         for (const Queued& queued : std::exchange(queue_, {}))
-            queued.call->fail();
+            queued.call->fail(unreachable(reason));
     }
 
     void notifyOfEnd()

@@ -15,7 +15,8 @@ struct ServiceCall {
     const char* method;
     std::function<void(BusMessage&)> appendArguments; ///< empty if there are none
     std::function<void(BusMessage&)> takeResults;
-    std::function<void()> fail; ///< called when there will be no results
+    /// Called when there will be no results, with the service's or the bus's reason.
+    std::function<void(const BusError&)> fail;
 };
 
 /// A client's connection to a service on the system bus.

@@ -8,7 +8,8 @@ namespace {
 
 class FakeHelper : public HelperProtocol {
   public:
-    FakeHelper(std::shared_ptr<FakeHelperConnection> connection, std::function<void()> onFailure)
+    FakeHelper(std::shared_ptr<FakeHelperConnection> connection,
+               std::function<void(const HelperFailure&)> onFailure)
         : connection_{std::move(connection)}, onFailure_{std::move(onFailure)}
     {
     }
@@ -35,7 +36,7 @@ class FakeHelper : public HelperProtocol {
 
   private:
     std::shared_ptr<FakeHelperConnection> connection_;
-    std::function<void()> onFailure_;
+    std::function<void(const HelperFailure&)> onFailure_;
 };
 
 } // namespace
@@ -50,8 +51,8 @@ void FakeHelperConnection::setInvalidationHandler(std::function<void()> handler)
     onEnd_ = std::move(handler);
 }
 
-std::shared_ptr<HelperProtocol>
-FakeHelperConnection::remoteObjectProxyWithErrorHandler(std::function<void()> onFailure)
+std::shared_ptr<HelperProtocol> FakeHelperConnection::remoteObjectProxyWithErrorHandler(
+    std::function<void(const HelperFailure&)> onFailure)
 {
     return std::make_shared<FakeHelper>(shared_from_this(), std::move(onFailure));
 }
@@ -78,7 +79,7 @@ void FakeHelperConnection::end()
         onEnd();
     for (const Call& call : calls_)
         if (call.onFailure)
-            call.onFailure();
+            call.onFailure({HelperFailure::Kind::notReachable, "the connection has ended"});
 }
 
 } // namespace veltra

@@ -18,7 +18,7 @@ class FakeHelperConnection : public HelperConnection,
         HelperProtocol::AuthorizationData authData;
         HelperProtocol::Version version;
         HelperProtocol::ExitStatus exitStatus;
-        std::function<void()> onFailure;
+        std::function<void(const HelperFailure&)> onFailure;
     };
 
     void setExportedObject(std::shared_ptr<AppProtocol> app) override;
@@ -26,7 +26,7 @@ class FakeHelperConnection : public HelperConnection,
     void resume() override { isResumed_ = true; }
     void invalidate() override { end(); }
     [[nodiscard]] std::shared_ptr<HelperProtocol>
-    remoteObjectProxyWithErrorHandler(std::function<void()> onFailure) override;
+    remoteObjectProxyWithErrorHandler(std::function<void(const HelperFailure&)> onFailure) override;
 
     /// The calls so far, in order; answered calls stay in the list.
     [[nodiscard]] std::vector<Call>& calls() { return calls_; }

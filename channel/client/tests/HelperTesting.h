@@ -5,6 +5,8 @@
 #include "platform/rights/fakes/FakeAuthorization.h"
 #include "platform/rights/fakes/FakeServiceManagement.h"
 
+#include <QStringList>
+
 #include <memory>
 #include <vector>
 
@@ -45,7 +47,8 @@ class FakeHelperDependencies {
                     connections.back()->setCallHandler(onCall);
                     return connections.back();
                 },
-            .helperCopy = helperCopy_});
+            .helperCopy = helperCopy_,
+            .outputTaken = [this](const QString& text) { output.append(text); }});
     }
 
     /// The newest connection.
@@ -57,6 +60,8 @@ class FakeHelperDependencies {
     FakeAuthorization authorization;
     FakeServiceManagement serviceManagement;
     std::vector<std::shared_ptr<FakeHelperConnection>> connections;
+    /// What the controllers were sent so far.
+    QStringList output;
     /// Called for every call on connections that are made from then on.
     std::function<void(FakeHelperConnection&, const FakeHelperConnection::Call&)> onCall;
 

@@ -11,6 +11,8 @@
 #include <optional>
 #include <string>
 #include <thread>
+#include <variant>
+#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -192,39 +194,75 @@ TEST_F(HelperToolControllerTest, DropsACommandSilentlyWhenThereIsNoExternalForm)
     EXPECT_TRUE(dependencies.connection().calls().empty());
 }
 
-TEST_F(HelperToolControllerTest, TellsOfTheEndOfEveryCommand)
-{
-    int ended = 0;
-    const auto countEnd = [&] { ++ended; };
+/// How the commands ended, in words.
+class CommandEndTest : public HelperToolControllerTest {
+  protected:
+    void run()
+    {
+        controller->runCommand(QStringLiteral("-c"),
+                               [this](const auto& end) { ends.push_back(inWords(end)); });
+    }
 
-    controller->runCommand(QStringLiteral("-c"), countEnd);
+    static std::string inWords(const HelperToolController::CommandEnd& end)
+    {
+        if (const auto* const status = std::get_if<std::int32_t>(&end))
+            return "exited " + std::to_string(*status);
+        const auto& failure = std::get<HelperFailure>(end);
+        const bool isReached = failure.kind == HelperFailure::Kind::notRun;
+        return (isReached ? "not run: " : "not reachable: ") + failure.reason;
+    }
+
+    std::vector<std::string> ends;
+};
+
+TEST_F(CommandEndTest, IsTheExitStatus)
+{
+    run();
     dependencies.call().exitStatus(0);
     turn();
-    EXPECT_EQ(ended, 1);
-    controller->runCommand(QStringLiteral("-c"), countEnd);
+    run();
     dependencies.call().exitStatus(kAuthorizationFailedExitCode);
     turn();
-    EXPECT_EQ(ended, 2);
-    dependencies.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
-    EXPECT_NE(printedDuring([&] { controller->runCommand(QStringLiteral("-c"), countEnd); }), "");
-    EXPECT_EQ(ended, 3);
+
+    EXPECT_EQ(ends, (std::vector<std::string>{"exited 0", "exited 503340"}));
 }
 
-TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandWhoseConnectionEnds)
+TEST_F(CommandEndTest, IsWhyThereIsNoAuthorization)
 {
-    int ended = 0;
-    controller->runCommand(QStringLiteral("-c"), [&] { ++ended; });
+    dependencies.authorization.failing["AuthorizationCreate"] = errAuthorizationInternal;
+    EXPECT_NE(printedDuring([&] { run(); }), "");
+    dependencies.authorization.failing.clear();
+    dependencies.authorization.empty.insert("AuthorizationCreate");
+    EXPECT_EQ(printedDuring([&] { run(); }), "");
+
+    EXPECT_EQ(ends, (std::vector<std::string>{
+                        "not run: Optional(The authorization services failed or cannot be reached)",
+                        "not run: there is no authorization"}));
+}
+
+TEST_F(CommandEndTest, IsTheHelpersOwnFailure)
+{
+    run();
+
+    dependencies.call().onFailure({HelperFailure::Kind::notRun, "no such tool"});
+    turn();
+
+    EXPECT_EQ(ends, std::vector<std::string>{"not run: no such tool"});
+}
+
+TEST_F(CommandEndTest, IsTheEndOfTheConnection)
+{
+    run();
 
     const std::string printed = printedDuring([&] { dependencies.connection().end(); });
 
-    EXPECT_EQ(ended, 1);
+    EXPECT_EQ(ends, std::vector<std::string>{"not reachable: the connection has ended"});
     EXPECT_EQ(printed, "");
 }
 
-TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnection)
+TEST_F(CommandEndTest, MayOutlastTheConnectionAndTheController)
 {
-    int ended = 0;
-    controller->runCommand(QStringLiteral("-c"), [&] { ++ended; });
+    run();
     const std::weak_ptr<HelperToolController> weak = controller;
     auto call = dependencies.call();
     dependencies.call().onFailure = {};
@@ -232,11 +270,22 @@ TEST_F(HelperToolControllerTest, TellsOfTheEndOfACommandThatOutlastsItsConnectio
 
     dependencies.connection().end();
     turn();
-    call.onFailure();
+    call.onFailure({HelperFailure::Kind::notReachable, "too late"});
     turn();
 
-    EXPECT_EQ(ended, 1);
+    EXPECT_EQ(ends, std::vector<std::string>{"not reachable: too late"});
     EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(HelperToolControllerTest, PassesEveryPieceOfOutputOn)
+{
+    controller->runCommand(QStringLiteral("-p"));
+
+    dependencies.connection().app().logWithStdOut("out");
+    dependencies.connection().app().logWithStdErr("error");
+    dependencies.connection().app().logWithStdOut("");
+
+    EXPECT_EQ(dependencies.output, (QStringList{QStringLiteral("out"), QStringLiteral("error")}));
 }
 
 TEST_F(HelperToolControllerTest, KeepsTheOutputOfTheInformationCommandAndAnnouncesIt)

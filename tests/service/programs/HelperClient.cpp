@@ -165,7 +165,7 @@ void openConnection(const std::string& name, const std::string& manner)
 std::shared_ptr<HelperProtocol> helper(const std::string& name)
 {
     return remoteObjectProxyWithErrorHandler(connections.at(name),
-                                             [name] { say(name + " failed"); });
+                                             [name](const auto&) { say(name + " failed"); });
 }
 
 void askVersion(const std::string& name, const std::string&)
@@ -215,7 +215,7 @@ void cycle(const std::string& name, const std::string& count)
         for (std::promise<bool>& isAnswered : answers) {
             opened.push_back(newConnection());
             opened.back()->resume();
-            remoteObjectProxyWithErrorHandler(opened.back(), [&] {
+            remoteObjectProxyWithErrorHandler(opened.back(), [&](const auto&) {
                 isAnswered.set_value(false);
             })->getVersion([&](const auto&) { isAnswered.set_value(true); });
             std::this_thread::sleep_for(std::chrono::microseconds{left * 37 % 900});
