@@ -2,21 +2,40 @@
 #include "app/MainInterface.h"
 #include "app/ProcessSetUp.h"
 #include "app/WindowPalette.h"
+#include "platform/desktop/Bundle.h"
 #include "platform/desktop/MainQueue.h"
 #include "platform/log/SystemLog.h"
 
 #include <QApplication>
+#include <QIcon>
 #include <QTimer>
+
+#include <array>
 
 #include <sys/prctl.h>
 
 namespace {
 
-int run(int argc, char** argv, const veltra::EndSignals& signals)
+QIcon programIcon()
 {
-    QApplication application{argc, argv};
+    QIcon icon;
+    if (const auto bundle = veltra::Bundle::mainBundle())
+        for (const char* const size : {"32", "64", "128"})
+            icon.addFile(bundle->resourcePath() +
+                         QStringLiteral("/icon-%1.png").arg(QLatin1String{size}));
+    return icon;
+}
+
+// `program` is null if the program was started without a name.
+int run(char* program, const veltra::EndSignals& signals)
+{
+    // The program takes no options, and neither does Qt.
+    std::array<char*, 2> name{program, nullptr};
+    int count = program ? 1 : 0;
+    QApplication application{count, name.data()};
     QApplication::setApplicationName(QStringLiteral("VeltraAgentStatusMonitor"));
     QApplication::setDesktopFileName(QStringLiteral("com.veltra.vxStatusMonitorApp"));
+    QApplication::setWindowIcon(programIcon());
 
     const veltra::WindowPalette palette;
     const auto onSignal = signals.quitApplication();
@@ -37,7 +56,7 @@ int main(int argc, char** argv)
 
     veltra::setUpProcess();
     const veltra::EndSignals signals;
-    const int status = run(argc, argv, signals);
+    const int status = run(argc > 0 ? argv[0] : nullptr, signals);
     veltra::EndSignals::endProcess(veltra::SystemLog::shared());
     return status;
 }

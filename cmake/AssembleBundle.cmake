@@ -23,6 +23,9 @@ function(veltra_assemble_bundle program)
     configure_file("${resources}/HelperApplication.bundle/Info.plist.in" "${texts}/Info.plist"
                    @ONLY)
 
+    # Drawn from the scalable icon with rsvg-convert.
+    file(COPY "${resources}/icons/" DESTINATION "${contents}/Resources")
+
     foreach(language en de)
         veltra_catalogue(catalogue
             "${resources}/translations/VeltraAgentStatusMonitor_${language}.ts"
