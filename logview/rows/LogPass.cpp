@@ -96,6 +96,7 @@ std::uint64_t runLogPass(LogRows& rows, const std::string& path, std::uint64_t o
                     return reached;
             }
             parser.parse(*batch);
+            rows.addLinesRead(batch->block.lines.size());
         }
     } catch (const std::bad_alloc& error) {
         // What has been logged must not be read again, so the pass only ends early.

@@ -79,6 +79,10 @@ class LogRows {
     /// readers.
     void publish();
 
+    /// How many lines were read for these rows, shown or not. Any thread.
+    void addLinesRead(std::size_t count) noexcept { linesRead_ += count; }
+    [[nodiscard]] std::size_t linesRead() const noexcept { return linesRead_; }
+
     /// The number of published rows.
     [[nodiscard]] std::size_t count() const noexcept;
 
@@ -97,6 +101,7 @@ class LogRows {
     RowMemory memory_;
 
     std::atomic<std::size_t> published_ = 0;
+    std::atomic<std::size_t> linesRead_ = 0;
 
     // The rows themselves, in the order in which they were appended, are written before they are
     // published and never again. Only the lists, which move as they grow, are shared.
