@@ -1,5 +1,6 @@
 #include "app/CommandButton.h"
 
+#include <QKeyEvent>
 #include <QResizeEvent>
 
 namespace veltra {
@@ -35,6 +36,15 @@ void CommandButton::commandEnded()
 QSize CommandButton::sizeHint() const
 {
     return QPushButton::sizeHint() + QSize{2 * (indicator_.sizeHint().width() + margin), 0};
+}
+
+void CommandButton::keyPressEvent(QKeyEvent* event)
+{
+    const bool isEnter = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
+    if (isEnter && !event->isAutoRepeat())
+        click();
+    else
+        QPushButton::keyPressEvent(event);
 }
 
 void CommandButton::resizeEvent(QResizeEvent* event)

@@ -6,8 +6,8 @@
 
 namespace veltra {
 
-/// A push button that shows when its commands run, and can still be pressed meanwhile. Main thread
-/// only.
+/// A push button that shows when its commands run, and can still be pressed meanwhile. The Enter
+/// key presses it as the space bar does. Main thread only.
 class CommandButton : public QPushButton {
     Q_OBJECT
 
@@ -24,6 +24,7 @@ class CommandButton : public QPushButton {
     [[nodiscard]] QSize sizeHint() const override;
 
   protected:
+    void keyPressEvent(QKeyEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
   private:

@@ -5,6 +5,8 @@
 #include "platform/rights/PolkitAuthorization.h"
 #include "platform/rights/SystemServiceManagement.h"
 
+#include <utility>
+
 namespace veltra {
 
 namespace {
@@ -19,13 +21,14 @@ QString helperCopy()
 
 } // namespace
 
-HelperControllers::HelperControllers()
+HelperControllers::HelperControllers(std::function<void(const QString&)> outputTaken)
     : dependencies_{std::make_shared<const HelperToolDependencies>(HelperToolDependencies{
           .notifications = NotificationCenter::defaultCenter(),
           .authorization = systemAuthorization(),
           .serviceManagement = systemServiceManagement(),
           .connect = [] { return makeSystemHelperConnection(HelperConstants::machServiceName); },
-          .helperCopy = helperCopy()})}
+          .helperCopy = helperCopy(),
+          .outputTaken = std::move(outputTaken)})}
 {
 }
 

@@ -2,6 +2,7 @@
 
 #include "channel/client/HelperToolController.h"
 
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -11,7 +12,8 @@ namespace veltra {
 /// other alive; destroying this object releases both. Main thread only.
 class HelperControllers {
   public:
-    HelperControllers();
+    /// `outputTaken` receives what the agent's tool prints, on the connections' thread.
+    explicit HelperControllers(std::function<void(const QString&)> outputTaken);
     HelperControllers(const HelperControllers&) = delete;
     HelperControllers& operator=(const HelperControllers&) = delete;
     ~HelperControllers();

@@ -5,6 +5,8 @@
 #include "platform/log/SystemLog.h"
 #include "watch/VXStatusQueue.h"
 
+#include <QCoreApplication>
+#include <QLibraryInfo>
 #include <QStandardPaths>
 
 #include <chrono>
@@ -56,8 +58,18 @@ VXStatusButtonDependencies buttonDependencies(HelperControllers& helperControlle
 
 } // namespace
 
+MainInterface::QtTexts::QtTexts()
+{
+    const QString language = resources().getLocalisedString(QStringLiteral("LANGUAGE"));
+    if (translator.load(QStringLiteral("qtbase_") + language,
+                        QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        QCoreApplication::installTranslator(&translator);
+}
+
 MainInterface::MainInterface()
-    : window_{NotificationCenter::defaultCenter()}, mainVC_{mainDependencies()},
+    : toolOutput_{[this](const QString& text) { window_.toolOutput()->add(text); }},
+      helperControllers_{[this](const QString& text) { toolOutput_.add(text); }},
+      window_{NotificationCenter::defaultCenter()}, mainVC_{mainDependencies()},
       tableVC_{tableDependencies(helperControllers_)},
       button_{buttonDependencies(helperControllers_)}, monitorWC_{resources()}
 {
@@ -83,6 +95,8 @@ void MainInterface::connectTable(MainWindow& window, VXStatusTableVC& tableVC)
     tableVC.setStatusImg(window.statusImage());
     tableVC.setVersionlabel(window.versionLabel());
     tableVC.setZelServerIpLabel(window.serverLabel());
+    tableVC.setEmptyTableLabel(window.emptyTableLabel());
+    tableVC.setFooter(window.footer());
     window.table()->layOutColumns();
 }
 
@@ -95,6 +109,8 @@ void MainInterface::connectButtons()
     button_.setButton3(buttons[3]);
     button_.setButton4(buttons[4]);
     button_.setButton5(buttons[5]);
+    button_.setFooter(window_.footer());
+    button_.setToolOutput(window_.toolOutput());
     using Action = void (VXStatusButton::*)(QObject*);
     const auto connectAction = [this](QPushButton* button, Action action) {
         QObject::connect(button, &QPushButton::clicked, &button_,
@@ -110,6 +126,7 @@ void MainInterface::connectButtons()
 
 void MainInterface::connectWindow()
 {
+    window_.setTexts(resources());
     mainVC_.setMainWindow(&window_);
     monitorWC_.setMainWindow(&window_);
 }

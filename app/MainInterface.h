@@ -2,10 +2,13 @@
 
 #include "app/HelperControllers.h"
 #include "app/MainWindow.h"
+#include "app/ToolOutput.h"
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMainVC.h"
 #include "app/VXStatusMonitorWC.h"
 #include "app/VXStatusTableVC.h"
+
+#include <QTranslator>
 
 namespace veltra {
 
@@ -34,7 +37,16 @@ class MainInterface {
         ~WatcherThread();
     };
 
+    /// Qt's own texts, such as those of context menus, in the language of the program's.
+    struct QtTexts {
+        QtTexts();
+
+        QTranslator translator;
+    };
+
     WatcherThread watcherThread_;
+    QtTexts qtTexts_;
+    ToolOutput toolOutput_;
     HelperControllers helperControllers_;
     MainWindow window_;
     VXStatusMainVC mainVC_;

@@ -1,6 +1,8 @@
 #pragma once
 
 #include "app/CommandButton.h"
+#include "app/Footer.h"
+#include "app/ToolOutputView.h"
 #include "channel/client/HelperToolController.h"
 #include "watch/VXStatusResourceController.h"
 
@@ -38,6 +40,8 @@ class VXStatusButton : public QObject {
     void setButton3(CommandButton* button) { buttons_[3] = button; }
     void setButton4(CommandButton* button) { buttons_[4] = button; }
     void setButton5(CommandButton* button) { buttons_[5] = button; }
+    void setFooter(Footer* footer) { footer_ = footer; }
+    void setToolOutput(ToolOutputView* view) { toolOutput_ = view; }
 
     // Not used by the program itself; part of the interface.
     [[nodiscard]] CommandButton* button() const { return buttons_[0]; }
@@ -53,22 +57,30 @@ class VXStatusButton : public QObject {
     // The actions of the buttons, in the same order. The sender is ignored.
 
     /// The four commands: have the helper run the agent's tool. The command's button shows that it
-    /// runs until it ends.
+    /// runs until it ends; then the footer says how it ended. The earlier commands' output is
+    /// cleared unless one of them still runs.
     Q_INVOKABLE void collectAndSend(QObject* sender);
     Q_INVOKABLE void sendEvents(QObject* sender);
     Q_INVOKABLE void checkNewPolicies(QObject* sender);
     Q_INVOKABLE void enforcePolicies(QObject* sender);
     /// Copies the newest log to the user's Desktop; it replaces an earlier copy only when it is
-    /// complete. A log that cannot be read makes an empty copy; a copy that cannot be written is
-    /// not reported.
+    /// complete. A log that cannot be read makes an empty copy. The footer says what came of it.
     Q_INVOKABLE void saveContentsToDesktop(QObject* sender);
     /// Ends the program.
     Q_INVOKABLE void close(QObject* sender);
 
   private:
-    void run(const QString& option, const QPointer<CommandButton>& button);
+    using Outcome = Footer::Outcome;
+
+    void run(const QString& option, std::size_t index);
+    void commandEnded(std::size_t index, const HelperToolController::CommandEnd& end);
+    [[nodiscard]] QString text(const QString& key, const QStringList& arguments = {}) const;
+    void tell(const QString& event, Outcome outcome);
 
     VXStatusButtonDependencies dependencies_;
+    QPointer<Footer> footer_;
+    QPointer<ToolOutputView> toolOutput_;
+    int runningCommands_ = 0;
     std::array<QPointer<CommandButton>, 6> buttons_;
 };
 

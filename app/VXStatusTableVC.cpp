@@ -2,6 +2,8 @@
 
 #include "app/AgentInformation.h"
 #include "app/AgentStateIcon.h"
+#include "app/EmptyTableReason.h"
+#include "app/FilledText.h"
 #include "platform/desktop/FileName.h"
 #include "platform/desktop/MainQueue.h"
 #include "platform/log/SystemLog.h"
@@ -9,9 +11,11 @@
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
+#include <QLocale>
 #include <QScopeGuard>
 #include <QTableView>
 
+#include <chrono>
 #include <exception>
 #include <utility>
 
@@ -25,19 +29,14 @@ bool isSameObject(const QString& one, const QString& other) noexcept
     return one.constData() == other.constData();
 }
 
-// Replaces each "%@" with the next argument; a null text becomes "(null)".
-QString filled(const QString& format, const QStringList& arguments)
+// The last part of a path; empty if that is a folder.
+QString nameOf(const QString& path)
 {
-    const QString place = QStringLiteral("%@");
-    QStringList pieces = format.split(place);
-    QString text = pieces.takeFirst();
-    for (int index = 0; index < pieces.size(); ++index) {
-        const QString argument = arguments.value(index);
-        text += argument.isNull() ? QStringLiteral("(null)") : argument;
-        text += pieces[index];
-    }
-    return text;
+    return path.section(u'/', -1);
 }
+
+// Rows may come many times a second, and need not be counted out.
+constexpr std::chrono::milliseconds countInterval{200};
 
 } // namespace
 
@@ -101,13 +100,11 @@ void VXStatusTableVC::takeInitialFilePath()
 {
     followed_.filepath = dependencies_.initalFilePath();
     followed_.lastfilepath = dependencies_.initalFilePath();
+    followedName_ = nameOf(followed_.filepath);
 }
 
 void VXStatusTableVC::fetchTitles()
 {
-    const auto text = [this](const QString& key) {
-        return dependencies_.resources.getLocalisedString(key);
-    };
     DATE_ = text(QStringLiteral("DATE"));
     TIME_ = text(QStringLiteral("TIME"));
     messageType_ = text(QStringLiteral("Message_Type"));
@@ -140,6 +137,25 @@ void VXStatusTableVC::setActivityIndicator(ActivityIndicator* indicator)
         indicator->startAnimation();
 }
 
+void VXStatusTableVC::setEmptyTableLabel(QLabel* label)
+{
+    emptyTableLabel_ = label;
+    connect(&list_, &QAbstractItemModel::rowsInserted, label, &QWidget::hide);
+}
+
+void VXStatusTableVC::setFooter(Footer* footer)
+{
+    footer_ = footer;
+    followedLogTimer_.setSingleShot(true);
+    followedLogTimer_.setInterval(countInterval);
+    connect(&followedLogTimer_, &QTimer::timeout, this, &VXStatusTableVC::showFollowedLog);
+    connect(&list_, &QAbstractItemModel::rowsInserted, this, [this] {
+        if (!followedLogTimer_.isActive())
+            followedLogTimer_.start();
+    });
+    showFollowedLog();
+}
+
 void VXStatusTableVC::awakeFromNib()
 {
     if (tableview_)
@@ -150,22 +166,40 @@ void VXStatusTableVC::awakeFromNib()
 
 void VXStatusTableVC::updatelogs()
 {
+    QString why;
     // Also if the pass throws, since nothing else would end the activity.
-    const auto finish =
-        qScopeGuard([this] { onMainThread([](VXStatusTableVC& self) { self.finishPass(); }); });
-    const std::lock_guard lock{followedMutex_};
-    const auto shown =
-        isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all : ShownLines::errorsAndInfos;
-    const std::string path = bytesOfPath(followed_.filepath);
-    followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
+    const auto finish = qScopeGuard(
+        [&] { onMainThread([why](VXStatusTableVC& self) { self.finishPass(why); }); });
+    {
+        const std::lock_guard lock{followedMutex_};
+        const auto shown = isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all
+                                                                     : ShownLines::errorsAndInfos;
+        const std::string path = bytesOfPath(followed_.filepath);
+        followed_.offset = runLogPass(rows_, path, followed_.offset, shown, stop_.get_token());
+    }
+    why = whyEmpty();
+}
+
+// Null if the table is not empty.
+QString VXStatusTableVC::whyEmpty()
+{
+    return rows_.count() > 0
+               ? QString{}
+               : whyTableIsEmpty(filepath(), rows_.linesRead(), dependencies_.resources);
 }
 
 void VXStatusTableVC::handleNotification(const Notification& notification)
 {
-    adopt(notification.object.toMap().value(QStringLiteral("newLogFilePath")).toString());
+    const QString newest =
+        notification.object.toMap().value(QStringLiteral("newLogFilePath")).toString();
+    adopt(newest);
     if (filepath().isEmpty())
         return;
-    onMainThread([](VXStatusTableVC& self) { self.startActivity(); });
+    const QString newerName = newest == filepath() ? QString{} : nameOf(newest);
+    onMainThread([newerName](VXStatusTableVC& self) {
+        self.startActivity();
+        self.showNewerLog(newerName);
+    });
     updatelogs();
 }
 
@@ -176,14 +210,11 @@ void VXStatusTableVC::populateDictionary()
         SystemLog::log("Not able to fetch Zel server IP and VX Version");
         return;
     }
-    const auto text = [this](const QString& key) {
-        return dependencies_.resources.getLocalisedString(key);
-    };
-    const QString versionLine = filled(QStringLiteral("Veltra Agent %@ %@"),
-                                       {text(QStringLiteral("VERSION")), information->version});
+    const QString versionLine = filledText(QStringLiteral("Veltra Agent %@ %@"),
+                                           {text(QStringLiteral("VERSION")), information->version});
     const QString serverLine =
         information->hasServer()
-            ? filled(text(QStringLiteral("Zel Server IP %@")), {information->server})
+            ? filledText(text(QStringLiteral("Zel Server IP %@")), {information->server})
             : QString{};
     onMainThread([versionLine, serverLine](VXStatusTableVC& self) {
         self.showAgentInformation(versionLine, serverLine);
@@ -265,9 +296,10 @@ void VXStatusTableVC::startActivity()
         activityIndicator_->startAnimation();
 }
 
-void VXStatusTableVC::finishPass()
+void VXStatusTableVC::finishPass(const QString& whyEmpty)
 {
     isActive_ = false;
+    whyEmpty_ = whyEmpty;
     showing_.request();
 }
 
@@ -276,6 +308,38 @@ void VXStatusTableVC::showPasses()
     if (activityIndicator_ && !isActive_)
         activityIndicator_->stopAnimation();
     list_.adoptPublishedRows();
+    if (!emptyTableLabel_ || whyEmpty_.isNull() || list_.rowCount() > 0)
+        return;
+    emptyTableLabel_->setText(whyEmpty_);
+    emptyTableLabel_->show();
+}
+
+void VXStatusTableVC::showFollowedLog()
+{
+    if (!footer_)
+        return;
+    const int rows = list_.rowCount();
+    const QLocale locale{text(QStringLiteral("LANGUAGE"))};
+    if (followedName_.isEmpty())
+        footer_->showFollowedLog(text(QStringLiteral("NO_LOG_FOLLOWED")));
+    else if (rows == 1)
+        footer_->showFollowedLog(
+            filledText(text(QStringLiteral("FOLLOWED_LOG_ROW")), {followedName_}));
+    else
+        footer_->showFollowedLog(filledText(text(QStringLiteral("FOLLOWED_LOG_ROWS")),
+                                            {followedName_, locale.toString(rows)}));
+}
+
+void VXStatusTableVC::showNewerLog(const QString& name)
+{
+    if (footer_)
+        footer_->showState(name.isEmpty() ? QString{}
+                                          : filledText(text(QStringLiteral("NEWER_LOG")), {name}));
+}
+
+QString VXStatusTableVC::text(const QString& key) const
+{
+    return dependencies_.resources.getLocalisedString(key);
 }
 
 void VXStatusTableVC::showAgentState(AgentState state)
@@ -286,9 +350,8 @@ void VXStatusTableVC::showAgentState(AgentState state)
     }
     if (label_) {
         const bool isRunning = state == AgentState::running;
-        label_->setText(dependencies_.resources.getLocalisedString(
-            isRunning ? QStringLiteral("AGENT_SERVICE_RUNNING")
-                      : QStringLiteral("AGENT_SERVICE_SHUTTING")));
+        label_->setText(text(isRunning ? QStringLiteral("AGENT_SERVICE_RUNNING")
+                                       : QStringLiteral("AGENT_SERVICE_SHUTTING")));
     }
 }
 

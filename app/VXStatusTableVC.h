@@ -2,6 +2,7 @@
 
 #include "agentmon/AgentProcessMonitor.h"
 #include "app/ActivityIndicator.h"
+#include "app/Footer.h"
 #include "channel/client/HelperToolController.h"
 #include "logview/rows/LogPass.h"
 #include "logview/table/LogTableModel.h"
@@ -14,6 +15,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QTimer>
 
 #include <cstdint>
 #include <functional>
@@ -73,6 +75,10 @@ class VXStatusTableVC : public QObject {
     void setStatusImg(QLabel* image) { statusImg_ = image; }
     void setVersionlabel(QLabel* label) { versionlabel_ = label; }
     void setZelServerIpLabel(QLabel* label) { zelServerIpLabel_ = label; }
+    /// Says why the table is empty, until its first row.
+    void setEmptyTableLabel(QLabel* label);
+    /// Names the followed log and the number of its rows, and a log that is newer.
+    void setFooter(Footer* footer);
 
     /// Called once the outlets are connected: hides or shows the component column and starts to
     /// show whether the agent service runs. Blocks while it looks for the service.
@@ -139,8 +145,12 @@ class VXStatusTableVC : public QObject {
     [[nodiscard]] bool isSwitchOn(const QString& key) const;
     void onMainThread(std::function<void(VXStatusTableVC&)> action);
     void startActivity();
-    void finishPass();
+    void finishPass(const QString& whyEmpty);
     void showPasses();
+    [[nodiscard]] QString whyEmpty();
+    void showFollowedLog();
+    void showNewerLog(const QString& name);
+    [[nodiscard]] QString text(const QString& key) const;
     void showAgentState(AgentState state);
     void showAgentInformation(const QString& versionLine, const QString& serverLine);
 
@@ -166,7 +176,12 @@ class VXStatusTableVC : public QObject {
     QPointer<QLabel> statusImg_;
     QPointer<QLabel> versionlabel_;
     QPointer<QLabel> zelServerIpLabel_;
+    QPointer<QLabel> emptyTableLabel_;
+    QPointer<Footer> footer_;
+    QString followedName_; // of the log, without its folder
+    QTimer followedLogTimer_;
     bool isActive_ = false;
+    QString whyEmpty_; // after the pass that ended last; null if there were rows
     OncePerFrame showing_{[this] { showPasses(); }}; // of the passes that have ended
 
     std::shared_ptr<VXStatusTableVC*> self_; // work posted to the main thread holds it weakly

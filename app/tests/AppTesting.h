@@ -44,14 +44,21 @@ enum class LoopEnd { quit, byTheTest, tooLate };
     }
 }
 
-/// A bundle with the program's own texts, and the resources that are looked up in it.
+/// A bundle with the program's own texts in one language, whatever the user's is, and the resources
+/// that are looked up in it.
 class TextsInBundle {
   public:
-    TextsInBundle() { bundle_.addTexts(VELTRA_TEST_CATALOGUES); }
-
-    [[nodiscard]] VXStatusResourceController resources() const
+    explicit TextsInBundle(const QString& language = QStringLiteral("en"))
     {
-        return VXStatusResourceController{{}, bundle_.open()};
+        bundle_.addTextsWithoutCatalogue();
+        bundle_.addCatalogue(QStringLiteral(VELTRA_TEST_CATALOGUES) +
+                             QStringLiteral("/VeltraAgentStatusMonitor_%1.qm").arg(language));
+    }
+
+    [[nodiscard]] VXStatusResourceController
+    resources(const AgentInstallation& installation = {}) const
+    {
+        return VXStatusResourceController{installation, bundle_.open()};
     }
 
   private:

@@ -1,8 +1,10 @@
 #include "app/MainWindow.h"
 
+#include "app/tests/AppTesting.h"
 #include "logview/table/LogTableModel.h"
 #include "platform/desktop/tests/QtEventLoop.h"
 
+#include <QScreen>
 #include <QStandardItemModel>
 #include <QTest>
 
@@ -82,10 +84,106 @@ TEST_F(MainWindowTest, TheTabKeyLeadsFromTheTableThroughTheButtonsAndBack)
     EXPECT_EQ(order, expected);
 }
 
-TEST_F(MainWindowTest, ShowsTextsOfTheAgentAsTheyAre)
+TEST_F(MainWindowTest, EnterPressesTheButtonThatHasTheKeyboard)
 {
-    for (const QLabel* label :
-         {window_.statusLabel(), window_.versionLabel(), window_.serverLabel()})
+    window_.show();
+    for (CommandButton* button : window_.buttons()) {
+        int presses = 0;
+        QObject::connect(button, &QPushButton::clicked, [&] { ++presses; });
+
+        QTest::keyClick(button, Qt::Key_Return);
+        QTest::keyClick(button, Qt::Key_Enter);
+        QTest::keyClick(button, Qt::Key_Space);
+
+        EXPECT_EQ(presses, 3);
+    }
+}
+
+TEST_F(MainWindowTest, ClosesWithTheUsualKeys)
+{
+    for (const Qt::Key key : {Qt::Key_W, Qt::Key_Q}) {
+        window_.show();
+        window_.activateWindow();
+        ASSERT_TRUE(runLoopUntil([this] { return window_.isActiveWindow(); }));
+
+        QTest::keyClick(window_.focusWidget(), key, Qt::ControlModifier);
+
+        EXPECT_FALSE(window_.isVisible());
+    }
+}
+
+TEST_F(MainWindowTest, TheTitlesKeyLeadsToTheTable)
+{
+    const TextsInBundle texts;
+    const auto resources = texts.resources();
+    window_.setTexts(resources);
+    window_.show();
+    window_.activateWindow();
+    ASSERT_TRUE(runLoopUntil([this] { return window_.isActiveWindow(); }));
+    window_.buttons()[2]->setFocus();
+    const QString title = resources.getLocalisedString(QStringLiteral("LOG_TITLE"));
+    const char key = title.at(title.indexOf(u'&') + 1).toLatin1();
+
+    QTest::keyClick(window_.focusWidget(), key, Qt::AltModifier);
+
+    EXPECT_EQ(window_.focusWidget(), window_.table());
+}
+
+TEST_F(MainWindowTest, TellsAScreenReaderWhatEverythingIsInTheUsersLanguage)
+{
+    const TextsInBundle texts;
+    const auto resources = texts.resources();
+    const auto text = [&](const char* key) {
+        return resources.getLocalisedString(QLatin1String{key});
+    };
+
+    window_.setTexts(resources);
+
+    EXPECT_EQ(window_.table()->accessibleName(), text("LOG_TABLE"));
+    EXPECT_EQ(window_.statusImage()->accessibleName(), text("AGENT_STATE"));
+    EXPECT_EQ(window_.statusLabel()->accessibleDescription(), text("AGENT_STATE"));
+    EXPECT_EQ(window_.versionLabel()->accessibleDescription(), text("AGENT_VERSION"));
+    EXPECT_EQ(window_.serverLabel()->accessibleDescription(), text("AGENT_SERVER"));
+    EXPECT_FALSE(window_.toolOutput()->accessibleName().contains(u'&'));
+    for (const QWidget* widget : window_.findChildren<QWidget*>())
+        for (const QString& heard : {widget->accessibleName(), widget->accessibleDescription()})
+            EXPECT_TRUE(heard.isEmpty() || heard != widget->objectName()) << heard.toStdString();
+}
+
+TEST_F(MainWindowTest, OpensWhatTheToolPrintedFromTheFooterAndClosesItAgain)
+{
+    window_.show();
+    window_.activateWindow();
+    ASSERT_TRUE(runLoopUntil([this] { return window_.isActiveWindow(); }));
+    QToolButton* const opener = window_.footer()->toolOutputButton();
+    EXPECT_FALSE(opener->isVisible());
+    EXPECT_FALSE(window_.toolOutput()->isVisible());
+
+    window_.toolOutput()->add(QStringLiteral("output"));
+    EXPECT_TRUE(opener->isVisible());
+    opener->click();
+    EXPECT_TRUE(window_.toolOutput()->isVisible());
+    EXPECT_EQ(window_.focusWidget(), window_.toolOutput());
+    QTest::keyClick(window_.focusWidget(), Qt::Key_Escape);
+
+    EXPECT_FALSE(window_.toolOutput()->isVisible());
+    EXPECT_FALSE(opener->isChecked());
+    EXPECT_EQ(window_.focusWidget(), window_.table());
+}
+
+TEST_F(MainWindowTest, OpensNoLargerThanTheScreen)
+{
+    const QSize room = window_.screen()->availableSize();
+    ASSERT_LT(room.width(), 1040) << "the screen of the tests is too large for this one";
+
+    EXPECT_LE(window_.width(), room.width());
+    EXPECT_LE(window_.height(), room.height());
+}
+
+TEST_F(MainWindowTest, ShowsTextsAsTheyAre)
+{
+    for (const QLabel* label : {window_.statusLabel(), window_.versionLabel(),
+                                window_.serverLabel(), window_.emptyTableLabel()})
         EXPECT_EQ(label->textFormat(), Qt::PlainText);
 }
 

@@ -9,6 +9,7 @@
 #include <QSet>
 
 #include <array>
+#include <map>
 
 #include <gtest/gtest.h>
 
@@ -29,8 +30,38 @@ const std::array keys{QStringLiteral("VELTRA_AGENT_MONITOR"),
                       QStringLiteral("COMPONENT"),
                       QStringLiteral("AGENT_SERVICE_RUNNING"),
                       QStringLiteral("AGENT_SERVICE_SHUTTING"),
-                      QStringLiteral("Zel Server IP %@"),
-                      QStringLiteral("VERSION")};
+                      QStringLiteral("VERSION"),
+                      QStringLiteral("LOG_TABLE"),
+                      QStringLiteral("AGENT_STATE"),
+                      QStringLiteral("AGENT_VERSION"),
+                      QStringLiteral("AGENT_SERVER"),
+                      QStringLiteral("EMPTY_TABLE"),
+                      QStringLiteral("FOLLOWED_LOG"),
+                      QStringLiteral("NEWEST_EVENT"),
+                      QStringLiteral("LASTING_STATE"),
+                      QStringLiteral("LOG_TITLE"),
+                      QStringLiteral("NO_LOG_FOLLOWED"),
+                      QStringLiteral("TOOL_OUTPUT"),
+                      QStringLiteral("COMMAND_RUNNING")};
+
+/// The texts that are filled in, and in how many places.
+const std::map<QString, int> places{{QStringLiteral("Zel Server IP %@"), 1},
+                                    {QStringLiteral("FOLLOWED_LOG_ROW"), 1},
+                                    {QStringLiteral("FOLLOWED_LOG_ROWS"), 2},
+                                    {QStringLiteral("NEWER_LOG"), 1},
+                                    {QStringLiteral("NO_LOG_FOLDER"), 1},
+                                    {QStringLiteral("LOG_FOLDER_UNREADABLE"), 2},
+                                    {QStringLiteral("NO_LOG_IN_FOLDER"), 1},
+                                    {QStringLiteral("LOG_UNREADABLE"), 2},
+                                    {QStringLiteral("NO_ROWS_YET"), 2},
+                                    {QStringLiteral("SAVED"), 1},
+                                    {QStringLiteral("SAVED_UNREAD"), 2},
+                                    {QStringLiteral("NOT_SAVED"), 1},
+                                    {QStringLiteral("COMMAND_DONE"), 1},
+                                    {QStringLiteral("COMMAND_STATUS"), 2},
+                                    {QStringLiteral("COMMAND_NOT_AUTHORIZED"), 1},
+                                    {QStringLiteral("COMMAND_NOT_RUN"), 2},
+                                    {QStringLiteral("HELPER_NOT_REACHABLE"), 2}};
 
 TranslationCatalogue catalogue(const QString& language)
 {
@@ -56,13 +87,70 @@ TEST_P(EveryLanguage, HasATextForEveryKey)
     }
 }
 
-TEST_P(EveryLanguage, TheServersTextKeepsThePlaceForTheAddress)
+TEST_P(EveryLanguage, TextsHaveThePlacesThatAreFilledIn)
 {
-    EXPECT_EQ(catalogue_.text(QStringLiteral("Zel Server IP %@")).count(QStringLiteral("%@")), 1);
-    for (const QString& key : keys) {
-        const bool hasPlace = catalogue_.text(key).contains(QStringLiteral("%@"));
-        EXPECT_EQ(hasPlace, key == u"Zel Server IP %@") << key.toStdString();
+    for (const auto& [key, count] : places) {
+        EXPECT_NE(catalogue_.text(key), key) << key.toStdString();
+        EXPECT_EQ(catalogue_.text(key).count(QStringLiteral("%@")), count) << key.toStdString();
     }
+    for (const QString& key : keys)
+        EXPECT_FALSE(catalogue_.text(key).contains(QStringLiteral("%@"))) << key.toStdString();
+}
+
+TEST_P(EveryLanguage, EveryButtonAndTheTableHaveAKeyOfTheirOwn)
+{
+    QStringList texts{catalogue_.text(QStringLiteral("LOG_TITLE")),
+                      catalogue_.text(QStringLiteral("TOOL_OUTPUT"))};
+    for (std::size_t button = 1; button <= 6; ++button)
+        texts += catalogue_.text(keys[button]);
+
+    QSet<QString> mnemonics;
+    for (const QString& text : texts) {
+        EXPECT_EQ(text.count(u'&'), 1) << text.toStdString();
+        mnemonics += text.mid(text.indexOf(u'&') + 1, 1).toLower();
+    }
+    EXPECT_EQ(mnemonics.size(), texts.size());
+}
+
+TEST_P(EveryLanguage, SaysWhichOneItIs)
+{
+    EXPECT_EQ(catalogue_.text(QStringLiteral("LANGUAGE")), QLatin1String{GetParam()});
+}
+
+TEST_P(EveryLanguage, TheWindowFitsASmallScreen)
+{
+    const TextsInBundle texts{QString::fromLatin1(GetParam())};
+    const auto resources = texts.resources();
+    ASSERT_EQ(resources.getLocalisedString(QStringLiteral("LANGUAGE")), QLatin1String{GetParam()});
+    NotificationCenter notifications;
+    MainWindow window{notifications};
+    window.setTexts(resources);
+    VXStatusButton controller{buttonDependencies(resources)};
+    const auto buttons = window.buttons();
+    controller.setButton(buttons[0]);
+    controller.setButton1(buttons[1]);
+    controller.setButton2(buttons[2]);
+    controller.setButton3(buttons[3]);
+    controller.setButton4(buttons[4]);
+    controller.setButton5(buttons[5]);
+    controller.awakeFromNib();
+    window.serverLabel()->setText(QString(300, QLatin1Char{'s'}));
+    window.footer()->showState(QStringLiteral("a state"));
+
+    window.resize(640, 480);
+    window.show();
+    QCoreApplication::processEvents();
+
+    EXPECT_EQ(window.size(), (QSize{640, 480}));
+    QSet<int> rows;
+    for (const CommandButton* button : buttons) {
+        const QRect place{button->mapTo(&window, QPoint{}), button->size()};
+        EXPECT_TRUE(window.rect().contains(place)) << button->text().toStdString();
+        EXPECT_GE(button->width(), button->sizeHint().width()) << button->text().toStdString();
+        rows += place.y();
+    }
+    EXPECT_EQ(rows.size(), 2);
+    EXPECT_GT(window.table()->height(), 150);
 }
 
 TEST_P(EveryLanguage, NoTwoButtonsAreCalledTheSame)

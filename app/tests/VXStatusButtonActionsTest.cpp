@@ -3,6 +3,7 @@
 #include "app/VXStatusButton.h"
 #include "app/tests/AppTesting.h"
 #include "channel/client/tests/HelperTesting.h"
+#include "channel/protocol/HelperConstants.h"
 #include "platform/base/tests/FileBytes.h"
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/desktop/tests/QtEventLoop.h"
@@ -165,6 +166,92 @@ TEST_F(VXStatusButtonActionsTest, TheCopyIsEmptyWithoutALog)
 
     ASSERT_TRUE(std::filesystem::exists(folder.file("Desktop/Agent_Monitor.log")));
     EXPECT_EQ(bytesOf(folder.file("Desktop/Agent_Monitor.log")), "");
+}
+
+/// The same with the texts of a footer, and a view of what the tool prints.
+class CommandEventsTest : public VXStatusButtonActionsTest {
+  protected:
+    CommandEventsTest()
+    {
+        speaking.setFooter(&footer);
+        speaking.setToolOutput(&output);
+        footer.setTexts(english, nullptr);
+    }
+
+    /// The newest event in the footer, without its time.
+    std::string event() const
+    {
+        for (const QLabel* label : footer.findChildren<QLabel*>())
+            if (label->accessibleDescription() == QStringLiteral("Newest event"))
+                return label->text().section(QStringLiteral("  "), 1).toStdString();
+        return "there is no such label";
+    }
+
+    /// The event when a command has ended.
+    std::string eventAfter(const std::function<void(FakeHelperConnection::Call&)>& end)
+    {
+        speaking.sendEvents(nullptr);
+        end(helper.call());
+        turn();
+        return event();
+    }
+
+    TextsInBundle englishTexts;
+    VXStatusResourceController english = englishTexts.resources(installation);
+    Footer footer;
+    ToolOutputView output;
+    VXStatusButton speaking{{.resources = english,
+                             .helperController = [this] { return helper.makeController(); },
+                             .logFolder = QString::fromStdString(installation.logFolder),
+                             .desktopFolder = QString::fromStdString(folder.file("Desktop"))}};
+};
+
+TEST_F(CommandEventsTest, TellHowACommandEnded)
+{
+    EXPECT_EQ(eventAfter([](auto& call) { call.exitStatus(0); }), "Send Events: done");
+    EXPECT_EQ(eventAfter([](auto& call) { call.exitStatus(3); }),
+              "Send Events: ended with status 3");
+    EXPECT_EQ(eventAfter([](auto& call) { call.exitStatus(kAuthorizationFailedExitCode); }),
+              "Send Events: not authorized");
+    EXPECT_EQ(eventAfter([](auto& call) {
+                  call.onFailure({HelperFailure::Kind::notRun, "no such file"});
+              }),
+              "Send Events: could not be run: no such file");
+    EXPECT_EQ(eventAfter([this](auto&) { helper.connection().end(); }),
+              "Send Events: the helper is not reachable: the connection has ended");
+}
+
+TEST_F(CommandEventsTest, TellWhereTheLogWasSavedOrWhyNot)
+{
+    const std::string copy = folder.file("Desktop/Agent_Monitor.log");
+    speaking.saveContentsToDesktop(nullptr);
+    EXPECT_EQ(event(), "Saved to " + copy + ", but the log could not be read: Is a directory");
+    folder.write("logs/vxsvc_1.log", "text");
+    speaking.saveContentsToDesktop(nullptr);
+    EXPECT_EQ(event(), "Saved to " + copy);
+    std::filesystem::remove_all(folder.file("Desktop"));
+
+    speaking.saveContentsToDesktop(nullptr);
+
+    EXPECT_EQ(event(), "Not saved: No such file or directory");
+}
+
+TEST_F(CommandEventsTest, ClearTheOutputOfEarlierCommandsButNotOfThoseThatRun)
+{
+    output.add(QStringLiteral("earlier"));
+    speaking.sendEvents(nullptr);
+    EXPECT_EQ(output.toPlainText().toStdString(), "");
+    output.add(QStringLiteral("first"));
+    speaking.checkNewPolicies(nullptr);
+    EXPECT_EQ(output.toPlainText().toStdString(), "first");
+    for (const auto& connection : helper.connections)
+        connection->calls()[0].exitStatus(0);
+    turn();
+    EXPECT_EQ(output.toPlainText().toStdString(), "first");
+
+    speaking.sendEvents(nullptr);
+
+    EXPECT_EQ(output.toPlainText().toStdString(), "");
 }
 
 } // namespace

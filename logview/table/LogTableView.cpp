@@ -9,6 +9,7 @@
 #include <QAction>
 #include <QApplication>
 #include <QClipboard>
+#include <QCoreApplication>
 #include <QHeaderView>
 #include <QHelpEvent>
 #include <QStyle>
@@ -49,7 +50,8 @@ LogTableView::LogTableView(QWidget* parent) : UniformRowTableView{parent}
 
 void LogTableView::makeCopyAction()
 {
-    auto* copy = new QAction{QAction::tr("&Copy"), this};
+    // Qt has this text in every language, for its own context menus.
+    auto* copy = new QAction{QCoreApplication::translate("QWidgetTextControl", "&Copy"), this};
     copy->setShortcut(QKeySequence::Copy);
     copy->setShortcutContext(Qt::WidgetWithChildrenShortcut);
     connect(copy, &QAction::triggered, this, &LogTableView::copySelectedRows);

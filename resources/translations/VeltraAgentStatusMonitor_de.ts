@@ -9,27 +9,27 @@
     </message>
     <message id="COLLECT_SEND_PROP">
         <source></source>
-        <translation>Eigenschaften senden</translation>
+        <translation>&amp;Eigenschaften senden</translation>
     </message>
     <message id="SEND_EVENTS">
         <source></source>
-        <translation>Ereignisse senden</translation>
+        <translation>E&amp;reignisse senden</translation>
     </message>
     <message id="CHECK_NEW_POLICIES">
         <source></source>
-        <translation>Neue Richtlinien suchen</translation>
+        <translation>&amp;Neue Richtlinien suchen</translation>
     </message>
     <message id="ENFORECE_POLICIES">
         <source></source>
-        <translation>Richtlinien durchsetzen</translation>
+        <translation>Richtlinien &amp;durchsetzen</translation>
     </message>
     <message id="SAVE_TO_DESKTOP">
         <source></source>
-        <translation>Protokoll auf Desktop sichern</translation>
+        <translation>Protokoll &amp;auf Desktop sichern</translation>
     </message>
     <message id="CLOSE">
         <source></source>
-        <translation>Schließen</translation>
+        <translation>&amp;Schließen</translation>
     </message>
     <message id="COMMAND_RUNNING">
         <source></source>
@@ -70,6 +70,118 @@
     <message id="VERSION">
         <source></source>
         <translation>Version</translation>
+    </message>
+    <message id="LANGUAGE">
+        <source></source>
+        <translation>de</translation>
+    </message>
+    <message id="LOG_TABLE">
+        <source></source>
+        <translation>Protokoll des Agenten</translation>
+    </message>
+    <message id="AGENT_STATE">
+        <source></source>
+        <translation>Zustand des Agentendienstes</translation>
+    </message>
+    <message id="AGENT_VERSION">
+        <source></source>
+        <translation>Version des Agenten</translation>
+    </message>
+    <message id="AGENT_SERVER">
+        <source></source>
+        <translation>Verwaltungsserver des Agenten</translation>
+    </message>
+    <message id="EMPTY_TABLE">
+        <source></source>
+        <translation>Warum die Tabelle leer ist</translation>
+    </message>
+    <message id="FOLLOWED_LOG">
+        <source></source>
+        <translation>Verfolgtes Protokoll</translation>
+    </message>
+    <message id="NEWEST_EVENT">
+        <source></source>
+        <translation>Neuestes Ereignis</translation>
+    </message>
+    <message id="LASTING_STATE">
+        <source></source>
+        <translation>Hinweis</translation>
+    </message>
+    <message id="LOG_TITLE">
+        <source></source>
+        <translation>&amp;Protokoll:</translation>
+    </message>
+    <message id="NO_LOG_FOLLOWED">
+        <source></source>
+        <translation>keines</translation>
+    </message>
+    <message id="FOLLOWED_LOG_ROW">
+        <source></source>
+        <translation>%@, 1 Zeile</translation>
+    </message>
+    <message id="FOLLOWED_LOG_ROWS">
+        <source></source>
+        <translation>%@, %@ Zeilen</translation>
+    </message>
+    <message id="TOOL_OUTPUT">
+        <source></source>
+        <translation>Werkzeugaus&amp;gabe</translation>
+    </message>
+    <message id="NEWER_LOG">
+        <source></source>
+        <translation>Ein neueres Protokoll hat begonnen: %@. Zum Lesen das Fenster neu öffnen.</translation>
+    </message>
+    <message id="NO_LOG_FOLDER">
+        <source></source>
+        <translation>Es gibt keinen Protokollordner %@. Öffnen Sie dieses Fenster erneut, sobald der Agent installiert ist und ein Protokoll begonnen hat.</translation>
+    </message>
+    <message id="LOG_FOLDER_UNREADABLE">
+        <source></source>
+        <translation>Der Protokollordner %@ kann nicht gelesen werden: %@</translation>
+    </message>
+    <message id="NO_LOG_IN_FOLDER">
+        <source></source>
+        <translation>In %@ gibt es noch kein Protokoll des Agenten. Öffnen Sie dieses Fenster erneut, sobald der Agent eines begonnen hat.</translation>
+    </message>
+    <message id="LOG_UNREADABLE">
+        <source></source>
+        <translation>Das Protokoll %@ kann nicht gelesen werden: %@</translation>
+    </message>
+    <message id="NO_ROWS_YET">
+        <source></source>
+        <translation>Von den Zeilen in %@ ist noch keine anzuzeigen (gelesene Zeilen: %@).</translation>
+    </message>
+    <message id="SAVED">
+        <source></source>
+        <translation>Gesichert als %@</translation>
+    </message>
+    <message id="SAVED_UNREAD">
+        <source></source>
+        <translation>Gesichert als %@, aber das Protokoll konnte nicht gelesen werden: %@</translation>
+    </message>
+    <message id="NOT_SAVED">
+        <source></source>
+        <translation>Nicht gesichert: %@</translation>
+    </message>
+    <message id="COMMAND_DONE">
+        <source></source>
+        <translation>%@: fertig</translation>
+    </message>
+    <message id="COMMAND_STATUS">
+        <source></source>
+        <translation>%@: mit Status %@ beendet</translation>
+    </message>
+    <message id="COMMAND_NOT_AUTHORIZED">
+        <source></source>
+        <translation>%@: nicht berechtigt</translation>
+    </message>
+    <message id="COMMAND_NOT_RUN">
+        <source></source>
+        <translation>%@: nicht ausführbar: %@</translation>
+    </message>
+    <message id="HELPER_NOT_REACHABLE">
+        <source></source>
+        <translation>%@: Der Hilfsdienst ist nicht erreichbar: %@</translation>
     </message>
 </context>
 </TS>

@@ -143,8 +143,25 @@ class Helper(unittest.TestCase):
             monitor.press(name)
             monitor.expect(self.calls, lambda seen, o=option: seen[-1:] == [o], f"{name} was sent")
             monitor.expect_ended(name)
+            monitor.expect_label("Newest event", f"{name}: done")
 
         self.assertEqual(self.calls(), ["-i", "-p", "-f", "-c", "-e"])
+
+    def test_tells_how_a_command_failed_and_shows_what_the_tool_printed(self):
+        monitor = self.open()
+        monitor.expect_information(VERSION, SERVER)
+        self.answer("#!/bin/sh\necho '<b>the last words</b>' >&2\nexit 3\n")
+
+        monitor.press("Send Events")
+
+        monitor.expect_label("Newest event", "Send Events: ended with status 3")
+        monitor.press("Tool Output")
+        monitor.expect(
+            monitor.tool_output, lambda text: text == "<b>the last words</b>\n", "the output"
+        )
+        os.remove(TOOL)
+        monitor.press("Send Events")
+        monitor.expect_label("Newest event", "Send Events: could not be run: ")
 
     def test_sends_two_commands_for_two_quick_clicks_and_shows_that_they_run(self):
         monitor = self.open()
@@ -167,6 +184,7 @@ class Helper(unittest.TestCase):
         monitor.press("Save Log to Desktop")
 
         monitor.expect(lambda: os.path.exists(copy), bool, "the copy is there")
+        monitor.expect_label("Newest event", f"Saved to {copy}")
         with open(copy, "rb") as saved, open(f"{LOGS}/vxsvc_1.log", "rb") as log:
             self.assertEqual(saved.read(), log.read())
 
@@ -208,6 +226,7 @@ class Helper(unittest.TestCase):
         monitor.press("Send Events")
         monitor.expect_logged("there is no bus")
         monitor.expect_ended("Send Events")
+        monitor.expect_label("Newest event", "Send Events: the helper is not reachable: ")
         os.remove("/run/dbus/system_bus_socket")
         subprocess.Popen(start, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         eventually(lambda: os.path.exists("/run/dbus/system_bus_socket"), bool, "the bus is back")

@@ -13,6 +13,7 @@ gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi, GLib  # noqa: E402 (the version has to be named first)
 
 PATIENCE_SECONDS = 60
+BUTTONS = (Atspi.Role.PUSH_BUTTON, Atspi.Role.TOGGLE_BUTTON, Atspi.Role.CHECK_BOX)
 
 
 def eventually(read, wanted, why, obstacle=lambda: None):
@@ -88,16 +89,21 @@ class Monitor:
     def table(self):
         return next(n for n in descendants(self.frame) if n.get_role() == Atspi.Role.TABLE)
 
-    def label(self, outlet):
-        """The label that is connected to the outlet of that name."""
+    def label(self, description):
+        """The label that a screen reader hears that description of."""
         return next(
             n
             for n in descendants(self.frame)
-            if n.get_role() == Atspi.Role.LABEL and n.get_description() == outlet
+            if n.get_role() == Atspi.Role.LABEL and n.get_description() == description
+        )
+
+    def expect_label(self, description, text):
+        self.expect(
+            lambda: self.label(description).get_name(), lambda seen: text in seen, f"{text} is shown"
         )
 
     def status(self):
-        return self.label("label").get_name()
+        return self.label("State of the agent service").get_name()
 
     def expect_status(self, text, why):
         self.expect(self.status, lambda seen: seen == text, why)
@@ -106,7 +112,7 @@ class Monitor:
         return next(
             n
             for n in descendants(self.frame)
-            if n.get_role() == Atspi.Role.PUSH_BUTTON and n.get_name() == name
+            if n.get_role() in BUTTONS and n.get_name() == name
         )
 
     def press(self, name):
@@ -117,6 +123,11 @@ class Monitor:
         """Whether the button shows that a command of it runs."""
         return self.button(name).get_description() == "A command is running"
 
+    def tool_output(self):
+        """What is shown of the tool's output."""
+        view = next(n for n in descendants(self.frame) if n.get_name() == "Tool Output" and n.get_text_iface())
+        return view.get_text_iface().get_text(0, -1)
+
     def expect_running(self, name):
         self.expect(lambda: self.is_running(name), bool, f"the command of {name} is not shown")
 
@@ -125,7 +136,8 @@ class Monitor:
 
     def information(self):
         """What is shown of the agent: its version and its server."""
-        return [self.label(outlet).get_name() for outlet in ("versionlabel", "zelServerIpLabel")]
+        descriptions = ("Version of the agent", "Management server of the agent")
+        return [self.label(description).get_name() for description in descriptions]
 
     def expect_information(self, version="7.4.2", server="10.0.40.12"):
         expected = [f"Veltra Agent version {version}", f"Management server: {server}"]

@@ -2,13 +2,14 @@
 
 import os
 import shutil
+import subprocess
 import sys
 import time
 import unittest
 
 from gi.repository import Atspi
 
-from monitor import PATIENCE_SECONDS, Monitor
+from monitor import PATIENCE_SECONDS, Monitor, descendants
 
 PROGRAM = sys.argv.pop()
 FOLDER = "/var/Veltra/agent/logs"
@@ -98,6 +99,9 @@ class Window(unittest.TestCase):
         titles = [table.get_column_description(column) for column in range(5)]
         self.assertEqual(monitor.frame.get_name(), "Veltra Agent Status Monitor")
         self.assertEqual(titles, ["Date", "Time", "Component", "Message Type", "Message"])
+        self.assertEqual(monitor.table().get_name(), "Agent log")
+        names = [node.get_name() for node in descendants(monitor.frame)]
+        self.assertIn("State of the agent service", names)
 
     def test_ends_with_status_0_when_close_is_pressed(self):
         self.write("vxsvc_1.log", lines([1, 2]))
@@ -108,11 +112,76 @@ class Window(unittest.TestCase):
 
         self.assertEqual(monitor.process.wait(PATIENCE_SECONDS), 0)
 
-    def test_starts_without_a_log_folder_and_says_so_in_the_log_alone(self):
+    def test_takes_no_options_and_lets_qt_take_none(self):
+        self.write("vxsvc_1.log", lines([1, 2]))
+        options = ("-platform", "offscreen", "-name", "other", "-style", "nonsense", "--help")
+        self.monitors.append(Monitor(PROGRAM, *options))
+
+        self.monitors[-1].expect_rows(rows([2]), "the first row")
+
+        found = subprocess.run(
+            ("xdotool", "search", "--classname", "^VeltraAgentStatusMonitor$"), check=False
+        )
+        self.assertEqual(found.returncode, 0)
+
+    def test_is_known_to_the_desktop_by_name_and_icon(self):
+        self.write("vxsvc_1.log", lines([1, 2]))
+        self.open().expect_rows(rows([2]), "the first row")
+
+        search = ("xdotool", "search", "--onlyvisible", "--class", "^VeltraAgentStatusMonitor$")
+        window = subprocess.check_output(search, text=True).split()[0]
+        show = ("xprop", "-id", window, "-notype", "_NET_WM_ICON", "WM_CLASS")
+        shown = subprocess.check_output(show, text=True)
+
+        self.assertIn("Icon (128 x 128)", shown)
+        self.assertIn('"VeltraAgentStatusMonitor", "VeltraAgentStatusMonitor"', shown)
+
+    def test_speaks_german_where_the_user_does_and_so_does_qt(self):
+        self.write("vxsvc_1.log", lines([1, 2]))
+        self.monitors.append(Monitor("env", "LANGUAGE=de", PROGRAM))
+        monitor = self.monitors[-1]
+        monitor.expect_label("Verfolgtes Protokoll", "vxsvc_1.log, 1 Zeile")
+        monitor.button("Schließen")
+
+        window = subprocess.check_output(
+            ("xdotool", "search", "--onlyvisible", "--class", "^VeltraAgentStatusMonitor$"), text=True
+        ).split()[0]
+        subprocess.run(("xdotool", "windowfocus", "--sync", window, "key", "Menu"), check=True)
+
+        monitor.expect(
+            lambda: [node.get_name() for node in descendants(monitor.frame.get_application())],
+            lambda names: "Kopieren" in names,
+            "the context menu is German",
+        )
+
+    def test_says_in_the_footer_what_it_follows_and_that_a_newer_log_has_begun(self):
+        self.write("vxsvc_1.log", lines(range(1, 5)))
+        monitor = self.open()
+        monitor.expect_label("Followed log", "vxsvc_1.log, 3 rows")
+
+        self.write("vxsvc_2.log", lines(range(40, 50)))
+
+        monitor.expect_label("Notice", "A newer log has begun: vxsvc_2.log.")
+        self.append("vxsvc_1.log", lines([5, 6]))
+        monitor.expect_label("Followed log", "vxsvc_1.log, 4 rows")
+
+    def test_says_why_the_table_is_empty_until_the_first_row(self):
+        self.write("vxsvc_1.log", "no row\n" * 3)
+        monitor = self.open()
+        monitor.expect_label("Why the table is empty", "(lines read: 3)")
+
+        self.append("vxsvc_1.log", lines([1, 2]))
+
+        monitor.expect_rows(rows([2]), "the first row")
+        notice = monitor.label("Why the table is empty").get_state_set()
+        self.assertFalse(notice.contains(Atspi.StateType.SHOWING))
+
+    def test_starts_without_a_log_folder_and_says_so_in_its_place(self):
         monitor = self.open()
 
         monitor.expect_logged("Error in reading files: ")
         monitor.expect_logged("No vxsvc log file present")
+        monitor.expect_label("Why the table is empty", f"There is no log folder {FOLDER}/.")
         self.assertEqual(monitor.shown(), [])
         self.assertEqual(monitor.windows(), [Atspi.Role.FRAME])
 
@@ -120,6 +189,7 @@ class Window(unittest.TestCase):
         os.makedirs(FOLDER)
         monitor = self.open()
         monitor.expect_logged("No logs available to parse")
+        monitor.expect_label("Why the table is empty", f"There is no log of the agent in {FOLDER}/")
 
         self.write("vxsvc_1.log", lines(range(1, 5)))
 

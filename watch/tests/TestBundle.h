@@ -33,6 +33,14 @@ class TestBundle {
         writeInformation(textContents, "com.veltra.agentMonitor.helperApplication", {});
     }
 
+    /// Makes a catalogue that of the fallback language, so that it is used whatever the user's is.
+    void addCatalogue(const QString& path) const
+    {
+        const std::string resources = folder_.file(textContents + "/Resources");
+        std::filesystem::create_directories(resources);
+        std::filesystem::copy(path.toStdString(), resources + "/VeltraAgentStatusMonitor_en.qm");
+    }
+
     [[nodiscard]] std::shared_ptr<Bundle> open() const
     {
         return Bundle::open(QString::fromStdString(folder_.path())).value();
