@@ -5,6 +5,8 @@
 #include <QAccessible>
 #include <QRegularExpression>
 
+#include <algorithm>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
