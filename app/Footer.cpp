@@ -43,7 +43,8 @@ void Footer::makeNewsLine()
     setSign(eventSign_, severityIcon("Error"));
     eventSign_.hide();
     line->addWidget(&eventSign_);
-    event_.setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Preferred);
+    // The event gets the room that the log's name leaves.
+    event_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     line->addWidget(&event_, 1);
     toolOutputButton_.setCheckable(true);
     toolOutputButton_.setAutoRaise(true);
