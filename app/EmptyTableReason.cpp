@@ -4,8 +4,8 @@
 #include "app/FilledText.h"
 #include "app/RegularFile.h"
 #include "platform/base/Folder.h"
+#include "platform/desktop/FileName.h"
 
-#include <QFile>
 #include <QLocale>
 
 namespace veltra {
@@ -14,7 +14,7 @@ namespace {
 
 QString whyThereIsNoLog(const QString& folder, const VXStatusResourceController& resources)
 {
-    const auto listed = contentsOfDirectory(QFile::encodeName(folder).toStdString());
+    const auto listed = contentsOfDirectory(bytesOfPath(folder));
     const auto text = [&](const QString& key) {
         return filledText(resources.getLocalisedString(key),
                           {folder, listed ? QString{} : reasonOf(listed.error())});
