@@ -133,17 +133,17 @@ std::optional<std::string> outputOf(const char* command, Patience patience)
     return patience.waitFor(running.shell().descriptor()) ? std::optional{output} : std::nullopt;
 }
 
-// What is read as lines of text ends, in each line, at a NUL byte.
+// A line ends at a NUL byte; what stands behind it, with the line break, is lost.
 std::string withoutLostParts(const std::string& output)
 {
     std::string text;
     bool isLost = false;
     for (const char c : output) {
-        if (c == '\n')
-            isLost = false;
         isLost = isLost || c == '\0';
         if (!isLost)
             text += c;
+        if (c == '\n')
+            isLost = false;
     }
     return text;
 }
