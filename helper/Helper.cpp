@@ -49,6 +49,9 @@ Result<> Helper::run()
     while (!shouldQuit_)
         if (auto served = serveFor(setting_.shouldQuitCheckInterval); !served)
             return served;
+    if (!std::exchange(isEnding_, true))
+        if (auto served = waitForTasks(); !served)
+            return served;
     return end();
 }
 
@@ -56,12 +59,18 @@ Result<> Helper::run()
 Result<> Helper::end()
 {
     Result<> ended = listener_.end();
-    if (runningTasks_ > 0)
-        if (const auto served = serveFor(setting_.shouldQuitCheckInterval); !served && ended)
-            ended = served;
+    if (const auto served = waitForTasks(); !served && ended)
+        ended = served;
     if (const auto flushed = listener_.flush(); !flushed && ended)
         ended = flushed;
     return hasBus_ ? ended : success;
+}
+
+Result<> Helper::waitForTasks()
+{
+    if (runningTasks_.expired())
+        return success;
+    return serveFor(setting_.shouldQuitCheckInterval);
 }
 
 Result<> Helper::prepareUnits()
@@ -79,8 +88,10 @@ Result<> Helper::prepareUnits()
 void Helper::quit()
 {
     // Only once: a second stop would interrupt the wait for the tools.
-    if (!std::exchange(shouldQuit_, true))
-        loop_->stop();
+    if (std::exchange(isEnding_, true))
+        return;
+    shouldQuit_ = true;
+    loop_->stop();
 }
 
 bool Helper::listener(ServiceListener&,
@@ -135,20 +146,19 @@ void Helper::runCommand(const std::string& withPath, const std::optional<Authori
 void Helper::runTask(const std::string& command, const std::vector<std::string>& arguments,
                      ExitStatus completion)
 {
+    const auto running = runningTasks();
     Task task{.launchPath = command,
               .arguments = arguments,
               .environment = environmentOfTool(),
-              .standardOutput = [this](auto chunk) { forward(chunk, &AppProtocol::logWithStdOut); },
-              .standardError = [this](auto chunk) { forward(chunk, &AppProtocol::logWithStdErr); },
+              .standardOutput =
+                  [this, running](auto chunk) { forward(chunk, &AppProtocol::logWithStdOut); },
+              .standardError =
+                  [this, running](auto chunk) { forward(chunk, &AppProtocol::logWithStdErr); },
               .terminationHandler =
-                  [this, completion = std::move(completion)](int status) {
-                      taskEnded();
-                      completion(status);
-                  },
+                  [running, completion = std::move(completion)](int status) { completion(status); },
               .gate = gate_};
     if (const auto started = start(std::move(task)); !started)
         throw std::runtime_error{started.error().message()};
-    ++runningTasks_;
 }
 
 // The helper's confinement under systemd must not apply to the agent's tool.
@@ -156,16 +166,20 @@ Result<> Helper::start(Task task)
 {
     if (!units_)
         return launch(*loop_, std::move(task));
-    return units_->launch(task, [this](const std::string& reason) {
+    return units_->launch(task, [](const std::string& reason) {
         SystemLog::log({"the agent's tool cannot be started: ", reason});
-        taskEnded();
     });
 }
 
-void Helper::taskEnded()
+// A task runs until its process and both streams have ended. When none is left, the loop's run
+// ends, because somebody may wait for that.
+std::shared_ptr<void> Helper::runningTasks()
 {
-    if (--runningTasks_ == 0 && shouldQuit_)
-        loop_->stop();
+    auto running = runningTasks_.lock();
+    if (!running)
+        running = std::shared_ptr<void>{nullptr, [&loop = *loop_](auto) { loop.stop(); }};
+    runningTasks_ = running;
+    return running;
 }
 
 // The newest connection gets the output, no matter which one sent the command.

@@ -33,11 +33,13 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     explicit Helper(std::shared_ptr<EventLoop> loop, Setting setting);
 
     /// Serves until the first connection ends or quit() is called, and at most one interval longer.
-    /// It then releases the service's name without losing calls that were sent to it, and waits at
-    /// most one interval for tools that still run. Fails if it cannot serve.
+    /// Unless quit() was called, it goes on for at most another interval while tools run, so that a
+    /// client that has just come gets their output. It then releases the service's name without
+    /// losing calls that were sent to it, and waits at most one interval for tools that still run.
+    /// Fails if it cannot serve.
     [[nodiscard]] Result<> run();
 
-    /// Makes run() end its serving at once. Call it on run()'s thread.
+    /// Makes run() end its serving at once, unless it is about to end. Call it on run()'s thread.
     void quit();
 
     void getVersion(Version completion) override;
@@ -62,7 +64,8 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     void runTask(const std::string& command, const std::vector<std::string>& arguments,
                  ExitStatus completion);
     [[nodiscard]] Result<> start(Task task);
-    void taskEnded();
+    [[nodiscard]] std::shared_ptr<void> runningTasks();
+    [[nodiscard]] Result<> waitForTasks();
     void forward(std::string_view chunk, Log log);
     [[nodiscard]] bool mayReadOutput() const;
     [[nodiscard]] Result<> prepareUnits();
@@ -73,6 +76,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     std::vector<Connection> connections_; // in the order of acceptance
     bool shouldQuit_ = false;
     bool hasBus_ = true; // without it, its failures at the end are no news
+    bool isEnding_ = false;
 
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();
     std::shared_ptr<EventLoop> loop_;
@@ -81,7 +85,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     std::shared_ptr<ReadingGate> gate_ =
         std::make_shared<ReadingGate>(*loop_, [this] { return mayReadOutput(); });
     std::unique_ptr<TransientUnits> units_; // null if systemd does not run
-    int runningTasks_ = 0;
+    std::weak_ptr<void> runningTasks_;      // held by the handlers of all running tasks
 };
 
 } // namespace veltra
