@@ -52,11 +52,11 @@ int main(int argc, char** argv)
     const QApplication application{argc, argv};
     const AgentInstallation installation;
     const VXStatusResourceController resources{installation};
-    HelperControllers controllers;
+    HelperControllers controllers{[](const QString&) {}};
     VXStatusButton buttons{{.resources = resources,
                             .helperController = [&] { return controllers.make(); },
                             .logFolder = {},
-                            .homeDirectory = {}}};
+                            .desktopFolder = {}}};
     CommandButton button;
     buttons.setButton(&button);
     QObject::connect(&button, &CommandButton::clicked, &buttons,
