@@ -33,7 +33,6 @@ case $1 in
 -i)
     for line in 'AgentMode: 1' 'ZelServerLastUsed: 10.0.0.5' 'Version: 5.7.1'; do
         echo "$line"
-        sleep 0.02
     done
     ;;
 -e) until [[ -e /var/Veltra/go ]]; do sleep 0.02; done ;;
