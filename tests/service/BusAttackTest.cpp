@@ -12,7 +12,11 @@ TEST(BusAttack, NobodyButRootMayOwnTheName)
 
     EXPECT_NE(outputOf("setpriv --reuid=65534 --clear-groups " + request).find("AccessDenied"),
               std::string::npos);
-    EXPECT_NE(outputOf(request).find("uint32 1"), std::string::npos);
+    // Calls that an earlier test left behind may have started a helper.
+    EXPECT_TRUE(becomesTrue([&] {
+        killHelper();
+        return outputOf(request).find("uint32 1") != std::string::npos;
+    }));
 }
 
 TEST(BusAttack, AClientTakesOutputFromTheHelperAlone)
