@@ -15,43 +15,38 @@ Footer::Footer(QWidget* parent) : QStatusBar{parent}
     auto* lines = new QVBoxLayout{&content_};
     lines->setContentsMargins(9, 0, 9, 2);
     lines->setSpacing(2);
-    makeStateLine();
-    makeNewsLine();
-    addWidget(&content_, 1);
-}
-
-void Footer::makeStateLine()
-{
-    auto* line = new QHBoxLayout{&stateLine_};
-    line->setContentsMargins({});
+    makeLine(stateLine_, stateSign_, state_);
     setSign(stateSign_, severityIcon("Warning"));
     QFont font = state_.font();
     font.setBold(true);
     state_.setFont(font);
-    line->addWidget(&stateSign_);
-    line->addWidget(&state_, 1);
-    stateLine_.hide();
-    content_.layout()->addWidget(&stateLine_);
+    makeLine(eventLine_, eventSign_, event_);
+    setSign(eventSign_, severityIcon("Error"));
+    makeLogLine();
+    addWidget(&content_, 1);
 }
 
-void Footer::makeNewsLine()
+void Footer::makeLine(QWidget& line, QLabel& sign, ElidedLabel& text)
 {
-    auto* line = new QHBoxLayout;
-    line->addWidget(&logTitle_);
-    line->addWidget(&followedLog_);
-    line->addSpacing(12);
-    setSign(eventSign_, severityIcon("Error"));
-    eventSign_.hide();
-    line->addWidget(&eventSign_);
-    // The event gets the room that the log's name leaves.
-    event_.setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    line->addWidget(&event_, 1);
+    auto* row = new QHBoxLayout{&line};
+    row->setContentsMargins({});
+    row->addWidget(&sign);
+    row->addWidget(&text, 1);
+    line.hide();
+    content_.layout()->addWidget(&line);
+}
+
+void Footer::makeLogLine()
+{
+    auto* row = new QHBoxLayout;
+    row->addWidget(&logTitle_);
+    row->addWidget(&followedLog_, 1);
     toolOutputButton_.setCheckable(true);
     toolOutputButton_.setAutoRaise(true);
     toolOutputButton_.setFocusPolicy(Qt::StrongFocus);
     toolOutputButton_.hide();
-    line->addWidget(&toolOutputButton_);
-    static_cast<QVBoxLayout*>(content_.layout())->addLayout(line);
+    row->addWidget(&toolOutputButton_);
+    static_cast<QVBoxLayout*>(content_.layout())->addLayout(row);
 }
 
 void Footer::setSign(QLabel& sign, const QIcon& icon)
@@ -89,6 +84,7 @@ void Footer::showState(const QString& text)
 void Footer::tell(const QString& event, Outcome outcome)
 {
     const QString time = QTime::currentTime().toString(QStringLiteral("HH:mm:ss"));
+    eventLine_.show();
     eventSign_.setVisible(outcome == Outcome::bad);
     event_.setText(QStringLiteral("%1  %2").arg(time, event));
 }

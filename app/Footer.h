@@ -9,9 +9,9 @@
 
 namespace veltra {
 
-/// The line at the bottom of the window: the followed log, and the newest event with its time. A
-/// state that lasts has a line of its own above, in bold and with a sign, as long as it lasts. What
-/// changes is told to a screen reader. Main thread only.
+/// The bottom of the window. Its last line names the followed log; above, once there is one, stands
+/// the newest event with its time; above that, in bold and with a sign, a state as long as it
+/// lasts. What changes is told to a screen reader. Main thread only.
 class Footer : public QStatusBar {
     Q_OBJECT
 
@@ -36,18 +36,19 @@ class Footer : public QStatusBar {
     [[nodiscard]] QToolButton* toolOutputButton() { return &toolOutputButton_; }
 
   private:
-    void makeStateLine();
-    void makeNewsLine();
+    void makeLine(QWidget& line, QLabel& sign, ElidedLabel& text);
+    void makeLogLine();
     void setSign(QLabel& sign, const QIcon& icon);
 
     QWidget content_;
     QWidget stateLine_;
     QLabel stateSign_;
     ElidedLabel state_;
-    QLabel logTitle_;
-    ElidedLabel followedLog_;
+    QWidget eventLine_;
     QLabel eventSign_;
     ElidedLabel event_;
+    QLabel logTitle_;
+    ElidedLabel followedLog_;
     QToolButton toolOutputButton_;
 };
 

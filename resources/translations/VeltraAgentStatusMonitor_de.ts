@@ -129,7 +129,7 @@
     </message>
     <message id="NEWER_LOG">
         <source></source>
-        <translation>Ein neueres Protokoll hat begonnen: %@. Zum Lesen das Fenster neu öffnen.</translation>
+        <translation>Neueres Protokoll: %@. Zum Lesen das Fenster neu öffnen.</translation>
     </message>
     <message id="NO_LOG_FOLDER">
         <source></source>

@@ -146,7 +146,8 @@ class Window(unittest.TestCase):
         window = subprocess.check_output(
             ("xdotool", "search", "--onlyvisible", "--class", "^VeltraAgentStatusMonitor$"), text=True
         ).split()[0]
-        subprocess.run(("xdotool", "windowfocus", "--sync", window, "key", "Menu"), check=True)
+        click = ("xdotool", "mousemove", "--window", window, "200", "150", "click", "3")
+        subprocess.run(click, check=True)
 
         monitor.expect(
             lambda: [node.get_name() for node in descendants(monitor.frame.get_application())],
