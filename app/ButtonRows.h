@@ -24,6 +24,8 @@ class ButtonRows : public QLayout {
     [[nodiscard]] QSize sizeHint() const override;
     /// The size that lets the rows be as they are now; fewer columns need less width.
     [[nodiscard]] QSize minimumSize() const override;
+    /// Not upwards: what is above the rows gets the room.
+    [[nodiscard]] Qt::Orientations expandingDirections() const override { return Qt::Horizontal; }
     [[nodiscard]] bool hasHeightForWidth() const override { return true; }
     [[nodiscard]] int heightForWidth(int width) const override;
     void setGeometry(const QRect& area) override;

@@ -20,6 +20,13 @@ const std::array titleKeys{
     QStringLiteral("CHECK_NEW_POLICIES"), QStringLiteral("ENFORECE_POLICIES"), // sic
     QStringLiteral("SAVE_TO_DESKTOP"),    QStringLiteral("CLOSE")};
 
+// The catalogue names the letter beside the title, which thus stays what it is.
+QString withMnemonic(QString title, const QString& letter)
+{
+    const auto place = letter.size() == 1 ? title.indexOf(letter) : -1;
+    return place < 0 ? title : title.insert(place, QLatin1Char{'&'});
+}
+
 } // namespace
 
 VXStatusButton::VXStatusButton(VXStatusButtonDependencies dependencies)
@@ -31,7 +38,8 @@ void VXStatusButton::awakeFromNib()
 {
     for (std::size_t index = 0; index < buttons_.size(); ++index)
         if (buttons_[index])
-            buttons_[index]->setText(text(titleKeys[index]));
+            buttons_[index]->setText(
+                withMnemonic(text(titleKeys[index]), text(titleKeys[index] + u"_LETTER")));
 }
 
 void VXStatusButton::collectAndSend(QObject* /*sender*/)
@@ -73,7 +81,7 @@ void VXStatusButton::commandEnded(std::size_t index, const HelperToolController:
     --runningCommands_;
     if (buttons_[index])
         buttons_[index]->commandEnded();
-    const QString title = text(titleKeys[index]).remove(QLatin1Char{'&'});
+    const QString title = text(titleKeys[index]);
     if (const auto* const failure = std::get_if<HelperFailure>(&end)) {
         const bool isNotRun = failure->kind == HelperFailure::Kind::notRun;
         tell(text(isNotRun ? QStringLiteral("COMMAND_NOT_RUN")

@@ -2,20 +2,16 @@
 
 #include "app/tests/AppTesting.h"
 
-#include <QAccessible>
 #include <QRegularExpression>
 
 #include <algorithm>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 namespace veltra {
 namespace {
-
-std::vector<std::string>* heardNames = nullptr;
 
 class FooterTest : public testing::Test {
   protected:
@@ -92,27 +88,6 @@ TEST_F(FooterTest, ShowsAStateOtherwiseThanAnEventAndAsLongAsItLasts)
     footer_.showState({});
     EXPECT_FALSE(label("LASTING_STATE").isVisible());
     EXPECT_EQ(signsShown(), 0);
-}
-
-TEST_F(FooterTest, TellsAScreenReaderWhatChanges)
-{
-    std::vector<std::string> names;
-    heardNames = &names;
-    const auto earlier = QAccessible::installUpdateHandler([](QAccessibleEvent* event) {
-        if (event->type() == QAccessible::NameChanged && event->accessibleInterface())
-            heardNames->push_back(
-                event->accessibleInterface()->text(QAccessible::Name).toStdString());
-    });
-    QAccessible::setActive(true);
-
-    footer_.showState(QStringLiteral("a state"));
-    footer_.tell(QStringLiteral("an event"), Footer::Outcome::good);
-    QAccessible::setActive(false);
-    QAccessible::installUpdateHandler(earlier);
-
-    ASSERT_EQ(names.size(), 2U);
-    EXPECT_EQ(names[0], "a state");
-    EXPECT_TRUE(names[1].ends_with("an event"));
 }
 
 TEST_F(FooterTest, NeedsNoWidthForItsTexts)

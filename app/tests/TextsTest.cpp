@@ -8,6 +8,7 @@
 
 #include <QSet>
 
+#include <algorithm>
 #include <array>
 #include <map>
 
@@ -99,17 +100,19 @@ TEST_P(EveryLanguage, TextsHaveThePlacesThatAreFilledIn)
 
 TEST_P(EveryLanguage, EveryButtonAndTheTableHaveAKeyOfTheirOwn)
 {
-    QStringList texts{catalogue_.text(QStringLiteral("LOG_TITLE")),
-                      catalogue_.text(QStringLiteral("TOOL_OUTPUT"))};
-    for (std::size_t button = 1; button <= 6; ++button)
-        texts += catalogue_.text(keys[button]);
-
     QSet<QString> mnemonics;
-    for (const QString& text : texts) {
+    for (const char* const key : {"LOG_TITLE", "TOOL_OUTPUT"}) {
+        const QString text = catalogue_.text(QLatin1String{key});
         EXPECT_EQ(text.count(u'&'), 1) << text.toStdString();
         mnemonics += text.mid(text.indexOf(u'&') + 1, 1).toLower();
     }
-    EXPECT_EQ(mnemonics.size(), texts.size());
+    for (std::size_t button = 1; button <= 6; ++button) {
+        const QString letter = catalogue_.text(keys[button] + u"_LETTER");
+        EXPECT_EQ(letter.size(), 1) << letter.toStdString();
+        EXPECT_TRUE(catalogue_.text(keys[button]).contains(letter)) << letter.toStdString();
+        mnemonics += letter.toLower();
+    }
+    EXPECT_EQ(mnemonics.size(), 8);
 }
 
 TEST_P(EveryLanguage, SaysWhichOneItIs)
@@ -237,7 +240,9 @@ TEST_F(VXStatusButtonTest, TitlesTheButtonsWithTheirTextsInOrder)
     QStringList expected;
     for (std::size_t button = 1; button <= 6; ++button)
         expected += resources.getLocalisedString(keys[button]);
-    EXPECT_EQ(titles, expected);
+    EXPECT_TRUE(
+        std::ranges::all_of(titles, [](const auto& title) { return title.contains(u'&'); }));
+    EXPECT_EQ(titles.join(u'|').remove(u'&'), expected.join(u'|'));
     EXPECT_NE(titles[3], QStringLiteral("ENFORECE_POLICIES"));
 }
 

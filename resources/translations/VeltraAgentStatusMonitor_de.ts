@@ -9,27 +9,51 @@
     </message>
     <message id="COLLECT_SEND_PROP">
         <source></source>
-        <translation>&amp;Eigenschaften senden</translation>
+        <translation>Eigenschaften senden</translation>
+    </message>
+    <message id="COLLECT_SEND_PROP_LETTER">
+        <source></source>
+        <translation>E</translation>
     </message>
     <message id="SEND_EVENTS">
         <source></source>
-        <translation>E&amp;reignisse senden</translation>
+        <translation>Ereignisse senden</translation>
+    </message>
+    <message id="SEND_EVENTS_LETTER">
+        <source></source>
+        <translation>r</translation>
     </message>
     <message id="CHECK_NEW_POLICIES">
         <source></source>
-        <translation>&amp;Neue Richtlinien suchen</translation>
+        <translation>Neue Richtlinien suchen</translation>
+    </message>
+    <message id="CHECK_NEW_POLICIES_LETTER">
+        <source></source>
+        <translation>N</translation>
     </message>
     <message id="ENFORECE_POLICIES">
         <source></source>
-        <translation>Richtlinien &amp;durchsetzen</translation>
+        <translation>Richtlinien durchsetzen</translation>
+    </message>
+    <message id="ENFORECE_POLICIES_LETTER">
+        <source></source>
+        <translation>d</translation>
     </message>
     <message id="SAVE_TO_DESKTOP">
         <source></source>
-        <translation>Protokoll &amp;auf Desktop sichern</translation>
+        <translation>Protokoll auf Desktop sichern</translation>
+    </message>
+    <message id="SAVE_TO_DESKTOP_LETTER">
+        <source></source>
+        <translation>a</translation>
     </message>
     <message id="CLOSE">
         <source></source>
-        <translation>&amp;Schließen</translation>
+        <translation>Schließen</translation>
+    </message>
+    <message id="CLOSE_LETTER">
+        <source></source>
+        <translation>S</translation>
     </message>
     <message id="COMMAND_RUNNING">
         <source></source>

@@ -9,27 +9,51 @@
     </message>
     <message id="COLLECT_SEND_PROP">
         <source></source>
-        <translation>Collect and Send &amp;Properties</translation>
+        <translation>Collect and Send Properties</translation>
+    </message>
+    <message id="COLLECT_SEND_PROP_LETTER">
+        <source></source>
+        <translation>P</translation>
     </message>
     <message id="SEND_EVENTS">
         <source></source>
-        <translation>Send &amp;Events</translation>
+        <translation>Send Events</translation>
+    </message>
+    <message id="SEND_EVENTS_LETTER">
+        <source></source>
+        <translation>E</translation>
     </message>
     <message id="CHECK_NEW_POLICIES">
         <source></source>
-        <translation>Check for &amp;New Policies</translation>
+        <translation>Check for New Policies</translation>
+    </message>
+    <message id="CHECK_NEW_POLICIES_LETTER">
+        <source></source>
+        <translation>N</translation>
     </message>
     <message id="ENFORECE_POLICIES">
         <source></source>
-        <translation>En&amp;force Policies</translation>
+        <translation>Enforce Policies</translation>
+    </message>
+    <message id="ENFORECE_POLICIES_LETTER">
+        <source></source>
+        <translation>f</translation>
     </message>
     <message id="SAVE_TO_DESKTOP">
         <source></source>
-        <translation>&amp;Save Log to Desktop</translation>
+        <translation>Save Log to Desktop</translation>
+    </message>
+    <message id="SAVE_TO_DESKTOP_LETTER">
+        <source></source>
+        <translation>S</translation>
     </message>
     <message id="CLOSE">
         <source></source>
-        <translation>&amp;Close</translation>
+        <translation>Close</translation>
+    </message>
+    <message id="CLOSE_LETTER">
+        <source></source>
+        <translation>C</translation>
     </message>
     <message id="COMMAND_RUNNING">
         <source></source>

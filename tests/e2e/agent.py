@@ -5,9 +5,9 @@ import sys
 import time
 import unittest
 
-from gi.repository import Atspi, GLib
+from gi.repository import Atspi
 
-from monitor import PATIENCE_SECONDS, Monitor
+from monitor import PATIENCE_SECONDS, Monitor, pump
 
 PROGRAM = sys.argv.pop()
 SERVICE = "/Library/Veltra/agent/bin/vxsvc"
@@ -95,12 +95,6 @@ class Agent(unittest.TestCase):
             pump()
 
         self.assertIn(DOWN, heard)
-
-
-def pump():
-    """Hands out the events that have arrived."""
-    while GLib.MainContext.default().iteration(False):
-        pass
 
 
 if __name__ == "__main__":

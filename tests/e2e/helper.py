@@ -223,7 +223,7 @@ class Helper(unittest.TestCase):
 
         os.kill(bus, signal.SIGKILL)
         monitor.press("Send Events")
-        monitor.expect_logged("there is no bus")
+        monitor.expect_logged("no connection to com.veltra.agentMonitor.helper: ")
         monitor.expect_ended("Send Events")
         monitor.expect_label("Newest event", "Send Events: the helper is not reachable: ")
         os.remove("/run/dbus/system_bus_socket")

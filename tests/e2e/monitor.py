@@ -38,6 +38,12 @@ def eventually(read, wanted, why, obstacle=lambda: None):
         time.sleep(0.005)
 
 
+def pump():
+    """Hands out the events that have arrived."""
+    while GLib.MainContext.default().iteration(False):
+        pass
+
+
 def descendants(node, depth=0):
     """All widgets below `node`; the cells of a table are not visited."""
     yield node

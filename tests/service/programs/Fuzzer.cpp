@@ -14,7 +14,6 @@
 #include <iterator>
 #include <memory>
 #include <random>
-#include <regex>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -116,16 +115,17 @@ void learn(sd_bus* bus, const std::string& path, Vocabulary& vocabulary)
 {
     const std::string description =
         call(bus, helper, path, "org.freedesktop.DBus.Introspectable", "Introspect").front();
-    const std::regex tag{R"re(<(interface|method|signal|arg|node)((?: \w+="[^"]*")+))re"};
     std::string interface;
-    for (std::sregex_iterator it{description.begin(), description.end(), tag}, end; it != end;
-         ++it) {
-        const std::string kind = (*it)[1];
-        const std::string attributes = (*it)[2];
-        const auto attribute = [&attributes](const std::string& name) {
-            std::smatch found;
-            std::regex_search(attributes, found, std::regex{" " + name + "=\"([^\"]*)\""});
-            return found.empty() ? std::string{} : found[1].str();
+    for (auto at = description.find('<'); at != std::string::npos;
+         at = description.find('<', at + 1)) {
+        const std::string tag = description.substr(at + 1, description.find('>', at) - at - 1);
+        const std::string kind = tag.substr(0, tag.find(' '));
+        const auto attribute = [&tag](const std::string& name) {
+            const auto found = tag.find(" " + name + "=\"");
+            if (found == std::string::npos)
+                return std::string{};
+            const auto value = found + name.size() + 3;
+            return tag.substr(value, tag.find('"', value) - value);
         };
         if (kind == "interface")
             interface = attribute("name");
