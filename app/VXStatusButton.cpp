@@ -38,8 +38,8 @@ void VXStatusButton::awakeFromNib()
 {
     for (std::size_t index = 0; index < buttons_.size(); ++index)
         if (buttons_[index])
-            buttons_[index]->setText(
-                withMnemonic(text(titleKeys[index]), text(titleKeys[index] + u"_LETTER")));
+            buttons_[index]->setText(withMnemonic(
+                text(titleKeys[index]), text(titleKeys[index] + QLatin1String{"_LETTER"})));
 }
 
 void VXStatusButton::collectAndSend(QObject* /*sender*/)

@@ -107,7 +107,7 @@ TEST_P(EveryLanguage, EveryButtonAndTheTableHaveAKeyOfTheirOwn)
         mnemonics += text.mid(text.indexOf(u'&') + 1, 1).toLower();
     }
     for (std::size_t button = 1; button <= 6; ++button) {
-        const QString letter = catalogue_.text(keys[button] + u"_LETTER");
+        const QString letter = catalogue_.text(keys[button] + QLatin1String{"_LETTER"});
         EXPECT_EQ(letter.size(), 1) << letter.toStdString();
         EXPECT_TRUE(catalogue_.text(keys[button]).contains(letter)) << letter.toStdString();
         mnemonics += letter.toLower();

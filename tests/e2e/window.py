@@ -142,10 +142,10 @@ class Window(unittest.TestCase):
         monitor = self.monitors[-1]
         monitor.expect_label("Verfolgtes Protokoll", "vxsvc_1.log, 1 Zeile")
 
-        # Qt's own name of what can be done with a button.
+        # Qt's own words for what can be done with a button.
         monitor.expect(
-            lambda: monitor.button("Schließen").get_action_iface().get_localized_name(0),
-            lambda name: name == "Drücken",
+            lambda: monitor.button("Schließen").get_action_iface().get_action_description(0),
+            lambda text: text == "Aktion auslösen",
             "Qt speaks German",
         )
 
