@@ -346,12 +346,16 @@ TEST_F(WithJournal, GivesTheMemoryOfAHugeMessageBack)
         const auto sink = makeJournalSink();
         if (!sink)
             return 1;
-        const std::size_t before = residentBytes();
+        [[maybe_unused]] const std::size_t before = residentBytes();
 
         sink->write(std::string(2 * bound, 'x'));
 
-        EXPECT_LT(residentBytes(), before + bound);
-        return 0;
+        const std::size_t after = residentBytes();
+        // A sanitizer keeps what was freed for a while.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+        EXPECT_LT(after, before + bound);
+#endif
+        return after > 0 ? 0 : 1;
     });
 
     EXPECT_EQ(result, 0);
