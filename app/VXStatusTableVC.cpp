@@ -168,8 +168,8 @@ void VXStatusTableVC::updatelogs()
 {
     QString why;
     // Also if the pass throws, since nothing else would end the activity.
-    const auto finish = qScopeGuard(
-        [&] { onMainThread([why](VXStatusTableVC& self) { self.finishPass(why); }); });
+    const auto finish =
+        qScopeGuard([&] { onMainThread([why](VXStatusTableVC& self) { self.finishPass(why); }); });
     {
         const std::lock_guard lock{followedMutex_};
         const auto shown = isSwitchOn(QStringLiteral("SHOWALLLOGS")) ? ShownLines::all
