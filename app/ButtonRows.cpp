@@ -63,7 +63,7 @@ void ButtonRows::setGeometry(const QRect& area)
     const int columns = columnsIn(area.width());
     QPoint place = area.topLeft();
     for (int first = 0; first < count(); first += columns) {
-        std::size_t index = static_cast<std::size_t>(first);
+        auto index = static_cast<std::size_t>(first);
         for (const int width : widthsInRow(first, columns, area.width())) {
             const QRect cell{place, QSize{width, rowHeight()}};
             items_[index]->setGeometry(

@@ -21,11 +21,11 @@ QSize ElidedLabel::minimumSizeHint() const
 
 bool ElidedLabel::event(QEvent* event)
 {
-    if (event->type() != QEvent::ToolTip)
+    const auto* const help = dynamic_cast<const QHelpEvent*>(event);
+    if (!help || help->type() != QEvent::ToolTip)
         return QLabel::event(event);
     const bool isCutShort = shownText() != text();
-    QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(),
-                       isCutShort ? plainToolTip(text()) : QString{}, this);
+    QToolTip::showText(help->globalPos(), isCutShort ? plainToolTip(text()) : QString{}, this);
     return true;
 }
 

@@ -46,7 +46,7 @@ void Footer::makeLogLine()
     toolOutputButton_.setFocusPolicy(Qt::StrongFocus);
     toolOutputButton_.hide();
     row->addWidget(&toolOutputButton_);
-    static_cast<QVBoxLayout*>(content_.layout())->addLayout(row);
+    qobject_cast<QVBoxLayout*>(content_.layout())->addLayout(row);
 }
 
 void Footer::setSign(QLabel& sign, const QIcon& icon)
