@@ -26,12 +26,11 @@ QIcon programIcon()
     return icon;
 }
 
-// `program` is null if the program was started without a name.
-int run(char* program, const veltra::EndSignals& signals)
+int run(int argc, char** argv, const veltra::EndSignals& signals)
 {
     // The program takes no options, and neither does Qt.
-    std::array<char*, 2> name{program, nullptr};
-    int count = program ? 1 : 0;
+    std::array<char*, 2> name{argc > 0 ? argv[0] : nullptr, nullptr};
+    int count = argc > 0 ? 1 : 0;
     QApplication application{count, name.data()};
     QApplication::setApplicationName(QStringLiteral("VeltraAgentStatusMonitor"));
     QApplication::setDesktopFileName(QStringLiteral("com.veltra.vxStatusMonitorApp"));
@@ -56,7 +55,7 @@ int main(int argc, char** argv)
 
     veltra::setUpProcess();
     const veltra::EndSignals signals;
-    const int status = run(argc > 0 ? argv[0] : nullptr, signals);
+    const int status = run(argc, argv, signals);
     veltra::EndSignals::endProcess(veltra::SystemLog::shared());
     return status;
 }

@@ -318,9 +318,11 @@ TEST(Attack, OneUserIsLookedAtNoMoreThan32TimesAtOnce)
 
     EXPECT_EQ(crowd.lines(34), expected);
 
-    // None of them is running any more.
-    ClientProgram next{asNobody({signedAttacker, "honest"})};
-    EXPECT_TRUE(next.line().starts_with("granted "));
+    // Their places become free as the helper is done with them.
+    EXPECT_TRUE(becomesTrue([] {
+        ClientProgram next{asNobody({signedAttacker, "honest"})};
+        return next.line().starts_with("granted ");
+    }));
 }
 
 TEST(Attack, AProgramHasNoMoreThan4096Connections)
@@ -373,16 +375,22 @@ TEST(Attack, AFloodOfAllThatAStrangerMaySendKeepsNobodyElseFromBeingServed)
     Client first{asSomebody({trusted})};
     EXPECT_EQ(first.version(), "a version 1.0.0");
     const pid_t helper = helperProcess();
-    ClientProgram flooder{asNobody({signedAttacker, "floods", "100000"})};
+    // A helper with a sanitizer is many times slower.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+    const std::string messages = "100000";
+#else
+    const std::string messages = "5000";
+#endif
+    ClientProgram flooder{asNobody({signedAttacker, "floods", messages})};
     bool isFlooded = false;
-    std::thread reader{[&] { isFlooded = flooder.line(10min) == "flooded"; }};
+    std::jthread reader{[&] { isFlooded = flooder.line(10min) == "flooded"; }};
 
     Client other{asSomebody({trusted})};
     EXPECT_EQ(other.version(), "a version 1.0.0");
     for (int i = 0; i < 100; ++i) {
         const std::string name = "c" + std::to_string(i);
         other.tell("connect " + name);
-        ASSERT_EQ(other.version(name), name + " version 1.0.0");
+        EXPECT_EQ(other.version(name), name + " version 1.0.0");
     }
 
     reader.join();
