@@ -81,7 +81,7 @@ std::string sendable(std::string_view text)
 }
 
 // Of output that the client has not acknowledged.
-constexpr std::size_t mostOnTheWay = 1024 * 1024;
+constexpr std::size_t mostOnTheWay = std::size_t{1024} * 1024;
 // What a message costs besides its text.
 constexpr std::size_t costOfMessage = 512;
 
