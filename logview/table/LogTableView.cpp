@@ -105,9 +105,10 @@ void LogTableView::rowsInserted(const QModelIndex& parent, int first, int last)
 
 bool LogTableView::viewportEvent(QEvent* event)
 {
-    if (event->type() != QEvent::ToolTip)
+    const auto* const help = dynamic_cast<const QHelpEvent*>(event);
+    if (!help || help->type() != QEvent::ToolTip)
         return UniformRowTableView::viewportEvent(event);
-    showToolTip(*static_cast<QHelpEvent*>(event));
+    showToolTip(*help);
     return true;
 }
 
