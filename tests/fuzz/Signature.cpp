@@ -19,7 +19,7 @@ struct SignedFile {
         file.write(bytes);
         const auto signature = CodeSignature::read(file.descriptor()).object;
         if (!signature)
-            throw std::runtime_error{"the seed is not signed"};
+            throw std::runtime_error{"this file carries no signature"};
         content = bytes.substr(0, signature->signedSize());
         certificates = signature->certificates();
     }
