@@ -140,12 +140,12 @@ TEST(Exec, EndsWithoutAMessageWhenItIsStopped)
     const SystemLog::Redirection redirection{log};
     std::stop_source stop;
     std::jthread stopping{[&stop] {
-        while (processesWith("sleep 7654321.4").empty())
+        while (processesWith("sleep 8765432.1").empty())
             std::this_thread::yield();
         stop.request_stop();
     }};
 
-    EXPECT_EQ(exec("exec sleep 7654321.4", 1h, stop.get_token()), std::nullopt);
+    EXPECT_EQ(exec("exec sleep 8765432.1", 1h, stop.get_token()), std::nullopt);
 
     log.drain();
     EXPECT_EQ(recording->count(), 0U);
