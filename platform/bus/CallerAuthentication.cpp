@@ -28,9 +28,14 @@ void CallerAuthentication::start(Handler onEnd)
 {
     onEnd_ = std::move(onEnd);
     deadline_ = setting_.loop->callAfter(patience, [this] { refuse(refusal(Refusal::isTooSlow)); });
-    auto question = setting_.bus->busCall("GetConnectionCredentials");
+    askBus("GetConnectionCredentials", &CallerAuthentication::takeCredentials);
+}
+
+void CallerAuthentication::askBus(const char* method, AnswerHandler take)
+{
+    auto question = setting_.bus->busCall(method);
     auto sent = setting_.bus->call(question.append(caller_.uniqueName),
-                                   [this](BusMessage& answer) { takeCredentials(answer); });
+                                   [this, take](BusMessage& answer) { (this->*take)(answer); });
     if (sent)
         question_ = std::move(sent.value());
     else
@@ -54,10 +59,9 @@ void CallerAuthentication::takeCredentials(BusMessage& answer)
         refuse(refusal(Refusal::isOneOfTooMany));
         return;
     }
-    // Newer buses provide a pidfd that they have held since the process connected. Without it, the
-    // number may already be that of another process. That one cannot answer the challenge: what it
-    // answers would have to name this caller.
-    auto* const pidfd = findProperty<Fd>(credentials, "ProcessFD");
+    // Newer buses provide a pidfd that they have held since the process connected.
+    auto* const pidfd = setting_.takesPidfds ? findProperty<Fd>(credentials, "ProcessFD") : nullptr;
+    isPinnedByBus_ = pidfd != nullptr;
     examine(pidfd ? std::move(*pidfd) : Fd{});
 }
 
@@ -96,10 +100,21 @@ void CallerAuthentication::examine(Fd pidfd)
 void CallerAuthentication::takeExamined(const Examined& examined)
 {
     process_ = examined.process;
-    if (process_)
+    if (!process_)
+        finish(examined.objection);
+    else if (isPinnedByBus_)
+        challenge();
+    else // The number was the caller's when it was opened if the caller is still there now.
+        askBus("NameHasOwner", &CallerAuthentication::takeWhetherNameLives);
+}
+
+void CallerAuthentication::takeWhetherNameLives(BusMessage& answer)
+{
+    bool lives = false;
+    if (answer.read(lives) && lives)
         challenge();
     else
-        finish(examined.objection);
+        refuse(refusal(Refusal::hasLeft));
 }
 
 void CallerAuthentication::challenge()

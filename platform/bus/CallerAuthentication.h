@@ -31,6 +31,7 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
         /// The threads that examine callers. Each caller has one of his user's places until his
         /// authentication has ended and his examination too.
         std::shared_ptr<FairWorkers> workers;
+        bool takesPidfds = true; ///< uses the pidfds that the bus provides, if it does
     };
     using Process = std::shared_ptr<const PinnedProcess>;
     /// Receives the process, or the reason why the caller is refused.
@@ -58,9 +59,13 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
         std::string objection;
     };
 
+    using AnswerHandler = void (CallerAuthentication::*)(BusMessage&);
+
+    void askBus(const char* method, AnswerHandler take);
     void takeCredentials(BusMessage& answer);
     void examine(Fd pidfd);
     void takeExamined(const Examined& examined);
+    void takeWhetherNameLives(BusMessage& answer);
     void challenge();
     void takeAnswer();
     void refuse(const Error& reason) { finish(reason.message()); }
@@ -73,6 +78,7 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
     FairWorkers::Place place_;
     EventLoop::Registration deadline_;
     BusSlot question_;
+    bool isPinnedByBus_ = false;
     Process process_;
     std::optional<CallerChallenge> challenge_;
     EventLoop::Registration answer_;

@@ -12,6 +12,8 @@ const char* textOf(Refusal reason)
     switch (reason) {
     case Refusal::isUnknown:
         return "the bus does not know who it is";
+    case Refusal::hasLeft:
+        return "it has left the bus";
     case Refusal::asksTwice:
         return "it asks again before it has proved which process it is";
     case Refusal::isOneOfTooMany:

@@ -7,6 +7,7 @@ namespace veltra {
 /// Why a caller on the bus is refused, apart from what is wrong with its process.
 enum class Refusal {
     isUnknown = 1,
+    hasLeft,
     asksTwice,
     isOneOfTooMany,
     bringsNoSocket,

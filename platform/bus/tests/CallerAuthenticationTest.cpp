@@ -3,6 +3,8 @@
 #include "platform/bus/ConnectionNames.h"
 #include "platform/bus/tests/ClientProgram.h"
 
+#include <functional>
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -30,8 +32,19 @@ class CallerAuthenticationTest : public testing::Test {
         return hasOwner;
     }
 
-    /// "accepted", or why the caller is refused. `keptEnd` is where it answers.
-    [[nodiscard]] std::string outcomeFor(const std::string& name, Fd socket, const Fd& keptEnd = {})
+    [[nodiscard]] bool providesPidfds() const
+    {
+        const auto bus = join();
+        auto credentials = bus->askBus<std::map<std::string, BusVariant<Fd>>>(
+            "GetConnectionCredentials", bus->uniqueName());
+        return credentials && findProperty<Fd>(credentials.value(), "ProcessFD");
+    }
+
+    /// "accepted", or why the caller is refused. `keptEnd` is where it answers; `examine` is called
+    /// on another thread while the caller is examined.
+    [[nodiscard]] std::string outcomeFor(
+        const std::string& name, Fd socket, const Fd& keptEnd = {},
+        const std::function<void()>& examine = [] {})
     {
         const auto bus = join();
         EXPECT_TRUE(bus->serveOn(*loop_));
@@ -44,8 +57,9 @@ class CallerAuthenticationTest : public testing::Test {
             CallerAuthentication::Setting{.loop = loop_,
                                           .bus = bus.get(),
                                           .busDaemonProcess = ::getpid(),
-                                          .examine = {},
-                                          .workers = std::make_shared<FairWorkers>(1, 1)},
+                                          .examine = [&](const auto&) { examine(); },
+                                          .workers = std::make_shared<FairWorkers>(1, 1),
+                                          .takesPidfds = takesPidfds_},
             name, std::move(socket));
         std::string outcome;
         authentication->start(
@@ -57,7 +71,24 @@ class CallerAuthenticationTest : public testing::Test {
         return outcome;
     }
 
+    /// The outcome for a caller who leaves the bus while it is examined, and who answers all the
+    /// same.
+    [[nodiscard]] std::string outcomeForOneWhoLeaves()
+    {
+        auto caller = join();
+        const std::string name = caller->uniqueName();
+        auto sockets = std::move(ChallengeSockets::make().value());
+        return outcomeFor(name, std::move(sockets.theirs), sockets.ours, [&] {
+            caller.reset();
+            while (isOnBus(name)) {
+            }
+        });
+    }
+
+    void hidePidfds() noexcept { takesPidfds_ = false; }
+
   private:
+    bool takesPidfds_ = true;
     ClientProgram daemon_{{"dbus-daemon", "--session", "--nofork", "--print-address"}};
     std::string address_ = daemon_.line();
     std::shared_ptr<EventLoop> loop_ = std::move(EventLoop::open({}).value());
@@ -67,6 +98,36 @@ TEST_F(CallerAuthenticationTest, AcceptsWhoAnswers)
 {
     if (::geteuid() != 0)
         GTEST_SKIP() << "for want of root: this program would be somebody else's";
+    const auto caller = join();
+    auto sockets = std::move(ChallengeSockets::make().value());
+
+    EXPECT_EQ(outcomeFor(caller->uniqueName(), std::move(sockets.theirs), sockets.ours),
+              "accepted");
+}
+
+// What then becomes of its connections is the listener's business.
+TEST_F(CallerAuthenticationTest, AsksForTheNameOnlyWhereTheBusProvidesNoPidfd)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "for want of root: this program would be somebody else's";
+
+    EXPECT_EQ(outcomeForOneWhoLeaves(), providesPidfds() ? "accepted" : "it has left the bus");
+}
+
+TEST_F(CallerAuthenticationTest, AsksForTheNameWherePidfdsAreHidden)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "for want of root: this program would be somebody else's";
+    hidePidfds();
+
+    EXPECT_EQ(outcomeForOneWhoLeaves(), "it has left the bus");
+}
+
+TEST_F(CallerAuthenticationTest, AcceptsWhoAnswersWherePidfdsAreHidden)
+{
+    if (::geteuid() != 0)
+        GTEST_SKIP() << "for want of root: this program would be somebody else's";
+    hidePidfds();
     const auto caller = join();
     auto sockets = std::move(ChallengeSockets::make().value());
 
