@@ -4,6 +4,7 @@
 #include "tests/service/ServiceTesting.h"
 
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 using namespace veltra;
@@ -370,12 +371,34 @@ TEST(Attack, TwoHundredThatNeverReadDoNotKeepOthersWaiting)
     }
 }
 
+// The helper's library never closes the descriptors of such a message.
+TEST(Attack, MessagesThatAreNestedTooDeepEndTheHelperAtWorst)
+{
+    Client other{asSomebody({trusted})};
+    EXPECT_EQ(other.version(), "a version 1.0.0");
+    const pid_t helper = helperProcess();
+    // As its unit sets it.
+    const rlimit most{8192, 8192};
+    ASSERT_EQ(::prlimit(helper, RLIMIT_NOFILE, &most, nullptr), 0);
+
+    ClientProgram attacker{asNobody({signedAttacker, "nests-too-deep", "1000"})};
+    EXPECT_TRUE(ends(helper));
+
+    EXPECT_EQ(attacker.line(), "sent");
+    attacker.kill(SIGKILL);
+    EXPECT_TRUE(becomesTrue([&] {
+        Client next{asSomebody({trusted})};
+        return next.version() == "a version 1.0.0";
+    }));
+}
+
 TEST(Attack, AFloodOfAllThatAStrangerMaySendKeepsNobodyElseFromBeingServed)
 {
     Client first{asSomebody({trusted})};
     EXPECT_EQ(first.version(), "a version 1.0.0");
     const pid_t helper = helperProcess();
-    // There, connections of the other client have been seen to end.
+    // Messages that such a helper has not read yet fill the bus's queue for it, and the bus then
+    // refuses everybody's.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "for want of speed: a helper with a sanitizer does not keep up with a flood";
 #endif

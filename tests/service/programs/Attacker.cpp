@@ -150,6 +150,7 @@ struct OddMessage {
     const char* types;
 };
 
+constexpr const char* helper = "com.veltra.agentMonitor.helper";
 constexpr const char* root = "/com/veltra/agentMonitor/helper";
 constexpr const char* connections = "com.veltra.agentMonitor.Connections";
 constexpr const char* busInterface = "org.freedesktop.DBus";
@@ -172,7 +173,6 @@ constexpr std::array<OddMessage, 11> oddMessages{
 void sendOdd(sd_bus* bus, const OddMessage& odd, bool isSignal, const std::string& text,
              int descriptor)
 {
-    constexpr const char* helper = "com.veltra.agentMonitor.helper";
     sd_bus_message* message = nullptr;
     if (isSignal)
         sd_bus_message_new_signal(bus, &message, odd.path, odd.interface, odd.member);
@@ -212,6 +212,33 @@ void sendOdd(sd_bus* bus, const OddMessage& odd, bool isSignal, const std::strin
         ::pause();
 }
 
+// Sends that many messages with descriptors and a signature that the bus lets through, but that is
+// too deep for the helper's library: it counts all arrays, the bus only those directly in another.
+[[noreturn]] void nestTooDeep(std::size_t count)
+{
+    const std::string nested = "{t" + std::string(32, 'a') + "y}";
+    const Fd file{::open("/dev/null", O_RDWR | O_CLOEXEC)};
+    const int descriptor = file.get();
+    sd_bus* const bus = intruder::join(connectToBus());
+    for (; count > 0; --count) {
+        sd_bus_message* message = nullptr;
+        intruder::check(
+            sd_bus_message_new_method_call(bus, &message, helper, root, connections, "Prove"),
+            "make a message");
+        for (int i = 0; i < 16; ++i)
+            intruder::check(sd_bus_message_append_basic(message, 'h', &descriptor), "append");
+        intruder::check(sd_bus_message_open_container(message, 'a', nested.c_str()), "nest");
+        intruder::check(sd_bus_message_close_container(message), "nest");
+        sd_bus_message_set_expect_reply(message, 0);
+        intruder::check(sd_bus_send(bus, message, nullptr), "send");
+        sd_bus_message_unref(message);
+        intruder::check(sd_bus_flush(bus), "flush");
+    }
+    intruder::say("sent");
+    for (;;)
+        ::pause();
+}
+
 } // namespace
 
 int main(int count, char** arguments)
@@ -236,6 +263,8 @@ int main(int count, char** arguments)
         deafCrowd(std::stoi(arguments[2]));
     } else if (mode == "floods") {
         flood(std::stoul(arguments[2]));
+    } else if (mode == "nests-too-deep") {
+        nestTooDeep(std::stoul(arguments[2]));
     } else if (mode == "forges-link") {
         intruder::forgeLinkToExecutable(trusted);
         ask(connectToBus(), answerHonestly);
