@@ -13,6 +13,7 @@
 #include <array>
 
 #include <sys/prctl.h>
+#include <unistd.h>
 
 namespace {
 
@@ -50,8 +51,10 @@ int run(int argc, char** argv, const veltra::EndSignals& signals)
 int main(int argc, char** argv)
 {
     // Otherwise other programs of the same user could take the connection to the helper out of this
-    // one; see pidfd_getfd(2).
-    ::prctl(PR_SET_DUMPABLE, 0);
+    // one; see pidfd_getfd(2). Root's can do so anyway, and in a container the helper may lack the
+    // capability to look at a program that cannot be dumped.
+    if (::getuid() != 0)
+        ::prctl(PR_SET_DUMPABLE, 0);
 
     veltra::setUpProcess();
     const veltra::EndSignals signals;
