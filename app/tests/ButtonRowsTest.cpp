@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QVBoxLayout>
+#include <QWidget>
 
 #include <array>
 #include <map>

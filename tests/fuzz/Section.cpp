@@ -2,6 +2,8 @@
 #include "platform/bundle/ExecutableInformation.h"
 #include "tests/fuzz/PropertyListOutcome.h"
 
+#include <cstdint>
+
 #include <elf.h>
 
 namespace veltra::fuzz {
