@@ -36,6 +36,7 @@ Helper::Helper(std::shared_ptr<EventLoop> loop, Setting setting)
     listener_.setInvalidationHandler([this] {
         hasBus_ = false;
         shouldQuit_ = true;
+        loop_->stop();
     });
 }
 
@@ -66,9 +67,10 @@ Result<> Helper::end()
     return hasBus_ ? ended : success;
 }
 
+// Without the bus, nobody can be told how a tool ends.
 Result<> Helper::waitForTasks()
 {
-    if (runningTasks_.expired())
+    if (!hasBus_ || runningTasks_.expired())
         return success;
     return serveFor(setting_.shouldQuitCheckInterval);
 }

@@ -36,7 +36,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     /// Unless quit() was called, it goes on for at most another interval while tools run, so that a
     /// client that has just come gets their output. It then releases the service's name without
     /// losing calls that were sent to it, and waits at most one interval for tools that still run.
-    /// Fails if it cannot serve.
+    /// When the bus goes away, it ends at once. Fails if it cannot serve.
     [[nodiscard]] Result<> run();
 
     /// Makes run() end its serving at once, unless it is about to end. Call it on run()'s thread.
@@ -75,7 +75,7 @@ class Helper : public HelperProtocol, private ServiceListenerDelegate {
     ServiceListener listener_;
     std::vector<Connection> connections_; // in the order of acceptance
     bool shouldQuit_ = false;
-    bool hasBus_ = true; // without it, its failures at the end are no news
+    bool hasBus_ = true; // without it, failures at the end are no news, and there is no waiting
     bool isEnding_ = false;
 
     std::shared_ptr<ClientSignatures> signatures_ = std::make_shared<ClientSignatures>();

@@ -13,14 +13,6 @@ void killBus()
     EXPECT_FALSE(BusConnection::open());
 }
 
-// Starts another bus in its place, as on-system-bus started the first.
-void startBus()
-{
-    outputOf("(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin dbus-daemon --system --nofork "
-             "--nopidfile --nosyslog </dev/null >>/run/bus.log 2>&1 &)");
-    EXPECT_TRUE(becomesTrue([] { return static_cast<bool>(BusConnection::open()); }));
-}
-
 } // namespace
 
 TEST(HelperLife, IsStartedByTheFirstCall)
@@ -284,6 +276,22 @@ TEST(HelperLife, OutlivesTheBusOnTheClientsSide)
     startBus();
     client.tell("connect b");
     EXPECT_EQ(client.version("b"), "b version 1.0.0");
+}
+
+TEST(HelperLife, EndsAtOnceWithTheBusThoughAToolRuns)
+{
+    installHelper("patient_helper");
+    Client client;
+    client.tell("run a echo started; until [[ -e /tmp/go ]]; do sleep 0.01; done");
+    EXPECT_EQ(client.line(), "a out started\\n");
+    const pid_t helper = helperProcess();
+
+    killBus();
+
+    EXPECT_TRUE(ends(helper));
+    EXPECT_EQ(client.lines(2), (Words{"a ended", "a failed"}));
+    std::ofstream{"/tmp/go"};
+    startBus();
 }
 
 TEST(HelperLife, FailsACallWhenThereIsNoBus)

@@ -178,6 +178,14 @@ inline bool ends(pid_t pid, std::chrono::milliseconds patience = std::chrono::se
     return !process || !process.isAliveAfter(patience);
 }
 
+/// Starts another bus in the place of one that is gone, as on-system-bus started the first.
+inline void startBus()
+{
+    outputOf("(env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin dbus-daemon --system --nofork "
+             "--nopidfile --nosyslog </dev/null >>/run/bus.log 2>&1 &)");
+    EXPECT_TRUE(becomesTrue([] { return static_cast<bool>(BusConnection::open()); }));
+}
+
 inline std::string contentOf(const std::string& path)
 {
     std::ostringstream content;
