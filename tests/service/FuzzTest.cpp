@@ -1,20 +1,7 @@
 // Random messages from somebody whom the helper does not know.
 #include "tests/service/ServiceTesting.h"
 
-#include <cstdlib>
-
 using namespace veltra;
-
-namespace {
-
-/// A number from the environment, for those who try more messages or others by hand.
-std::string numberFrom(const char* variable, const char* otherwise)
-{
-    const char* const set = std::getenv(variable);
-    return set ? set : otherwise;
-}
-
-} // namespace
 
 TEST(BusFuzz, AStrangersMessagesHarmNobody)
 {

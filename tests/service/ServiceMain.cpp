@@ -10,7 +10,7 @@ class CleanStart : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override
     {
         killHelper();
-        outputOf("rm -rf /tmp/go /tmp/done /tmp/pid /tmp/users; "
+        outputOf("rm -rf /tmp/go /tmp/done /tmp/pid /tmp/ran /tmp/users; "
                  "cp -a --no-preserve=ownership " VELTRA_TEST_SERVICE_FILES "/. /");
         startHelperLog();
     }

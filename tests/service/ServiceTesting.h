@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -79,6 +80,13 @@ inline std::string outputOf(const std::string& command)
 inline bool isUnderSystemd()
 {
     return std::filesystem::exists("/run/systemd/system");
+}
+
+/// A number from the environment, for those who try more or others by hand.
+inline std::string numberFrom(const char* variable, const char* otherwise)
+{
+    const char* const set = std::getenv(variable);
+    return set ? set : otherwise;
 }
 
 /// Asks the bus itself something about a name; empty if it answers with an error.
