@@ -132,7 +132,7 @@ class Monitor:
     def tool_output(self):
         """What is shown of the tool's output."""
         view = next(n for n in descendants(self.frame) if n.get_name() == "Tool Output" and n.get_text_iface())
-        return view.get_text_iface().get_text(0, -1)
+        return Atspi.Text.get_text(view.get_text_iface(), 0, -1)
 
     def expect_running(self, name):
         self.expect(lambda: self.is_running(name), bool, f"the command of {name} is not shown")
