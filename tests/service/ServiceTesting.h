@@ -161,7 +161,9 @@ inline long statusOf(pid_t pid, const std::string& name)
 
 inline long descriptorsOf(pid_t pid)
 {
-    const std::filesystem::directory_iterator entries{"/proc/" + std::to_string(pid) + "/fd"};
+    std::error_code ignored; // a process that has ended has none
+    const std::filesystem::directory_iterator entries{"/proc/" + std::to_string(pid) + "/fd",
+                                                      ignored};
     return std::distance(begin(entries), end(entries));
 }
 
