@@ -4,6 +4,7 @@
 #include "platform/log/SystemLog.h"
 
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -16,6 +17,9 @@ namespace {
 
 // Each attempt needs an instance of the service that is just ending; more cannot be a coincidence.
 constexpr int mostAttempts = 10;
+// While strangers flood the service, the bus may have no room for what it must deliver to it.
+constexpr int mostDeliveries = 200;
+constexpr std::chrono::milliseconds pauseBetweenDeliveries{50};
 
 // Guards the handlers of all connections, of which there are many; no handler is called under it.
 std::mutex handlerMutex;
@@ -30,6 +34,12 @@ ServiceBus::ClientNumber newNumber()
 bool isUnseen(const BusError& error)
 {
     return error.name == unknownObjectError;
+}
+
+// Whether the error means that the bus has not delivered the call, but may deliver the next one.
+bool isUndelivered(const BusError& error)
+{
+    return error.name == SD_BUS_ERROR_LIMITS_EXCEEDED;
 }
 
 BusError unreachable(const std::string& reason)
@@ -66,7 +76,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
             call->fail(unreachable("the connection has ended"));
             return;
         }
-        queue_.push_back({call, 0});
+        queue_.push_back({call});
         flush();
     }
 
@@ -104,6 +114,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     struct Queued {
         std::shared_ptr<const ServiceCall> call;
         int attempts = 0;
+        int deliveries = 0;
     };
 
     void flush()
@@ -179,6 +190,13 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     // Another instance of the service may have been started meanwhile.
     void takeRefusal(const BusError& error)
     {
+        if (isUndelivered(error) && ++openDeliveries_ < mostDeliveries) {
+            nextOpen_ = bus_.callAfter(pauseBetweenDeliveries, [self = shared_from_this()] {
+                self->isOpening_ = false;
+                self->open();
+            });
+            return;
+        }
         if ((!isUnseen(error) && error.name != unprovedError) || ++openAttempts_ >= mostAttempts) {
             failToOpen(error.name == SD_BUS_ERROR_ACCESS_DENIED
                            ? "the system bus's policy does not let this user call it"
@@ -193,6 +211,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     {
         isOpening_ = false;
         openAttempts_ = 0;
+        openDeliveries_ = 0;
         serverPath_ = path;
         serverName_ = name;
         flush();
@@ -203,6 +222,7 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     {
         isOpening_ = false;
         openAttempts_ = 0;
+        openDeliveries_ = 0;
         SystemLog::log({"no connection to ", service_, ": ", reason});
         end(reason);
     }
@@ -243,6 +263,12 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
                 serverPath_.clear();
             queue_.push_back(std::move(queued));
             flush();
+            return;
+        }
+        if (error && isUndelivered(*error) && ++queued.deliveries < mostDeliveries) {
+            queue_.push_back(std::move(queued));
+            nextDelivery_ = bus_.callAfter(pauseBetweenDeliveries,
+                                           [self = shared_from_this()] { self->flush(); });
             return;
         }
         closeWhenDone();
@@ -300,10 +326,13 @@ class ClientConnection::Link : public ServiceBusClient, public std::enable_share
     bool isOpening_ = false;
     bool isInvalid_ = false;
     int openAttempts_ = 0;
+    int openDeliveries_ = 0;
     int callsUnderWay_ = 0;
     std::string serverPath_; // empty while not opened, and when the bus is gone, like:
     std::string serverName_;
     std::vector<Queued> queue_;
+    EventLoop::Registration nextOpen_;
+    EventLoop::Registration nextDelivery_;
 };
 
 ClientConnection ClientConnection::initWithMachServiceName(const char* name, ServiceBus& bus)

@@ -4,6 +4,7 @@
 #include "platform/bus/BusConnection.h"
 #include "platform/bus/CallerProof.h"
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -53,6 +54,12 @@ class ServiceBus {
     /// Runs `work` on the thread, soon. May be called from any thread; all other functions only on
     /// the bus's thread.
     void post(EventLoop::Handler work) { loop_->post(std::move(work)); }
+
+    /// Calls `work` once, after `delay` or later, for as long as the registration lives.
+    EventLoop::Registration callAfter(std::chrono::milliseconds delay, EventLoop::Handler work)
+    {
+        return loop_->callAfter(delay, std::move(work));
+    }
 
     /// The bus, which is connected to if it is not yet. Fails if it cannot be reached now. Never
     /// null; valid until the bus goes away.

@@ -392,6 +392,25 @@ TEST(Attack, MessagesThatAreNestedTooDeepEndTheHelperAtWorst)
     }));
 }
 
+TEST(Attack, AFullQueueForTheHelperDelaysCallsAndFailsNone)
+{
+    Client other{asSomebody({trusted})};
+    EXPECT_EQ(other.version(), "a version 1.0.0");
+    const pid_t helper = helperProcess();
+    ::kill(helper, SIGSTOP);
+    ClientProgram attacker{asNobody({signedAttacker, "fills-queue"})};
+    EXPECT_EQ(attacker.line(), "filled");
+
+    other.tell("version a\nconnect b\nversion b");
+    EXPECT_EQ(other.line(500ms), "<nothing in time>");
+    ::kill(helper, SIGCONT);
+
+    Words answers = other.lines(2);
+    std::ranges::sort(answers);
+    EXPECT_EQ(answers, (Words{"a version 1.0.0", "b version 1.0.0"}));
+    EXPECT_EQ(helperProcess(), helper);
+}
+
 TEST(Attack, AFloodOfAllThatAStrangerMaySendKeepsNobodyElseFromBeingServed)
 {
     Client first{asSomebody({trusted})};

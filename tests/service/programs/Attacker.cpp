@@ -212,6 +212,33 @@ void sendOdd(sd_bus* bus, const OddMessage& odd, bool isSignal, const std::strin
         ::pause();
 }
 
+// Until the helper has dealt with what was sent, or has ended.
+void awaitHelper(sd_bus* bus)
+{
+    sd_bus_call_method(bus, helper, root, connections, "Open", nullptr, nullptr, "o", "/attacker");
+}
+
+// Sends more than the bus keeps for one that does not read. It takes less from one sender.
+[[noreturn]] void fillQueue()
+{
+    constexpr std::size_t megabytes = 70;
+    const std::string text(1024 * 1024, 'x');
+    for (int connection = 0; connection < 2; ++connection) {
+        sd_bus* const bus = intruder::join(connectToBus());
+        for (std::size_t i = 0; i < megabytes; ++i) {
+            sendOdd(bus, {root, connections, "Open", "s"}, true, text, -1);
+            intruder::check(sd_bus_flush(bus), "flush");
+        }
+        // The bus has taken all of it when it answers.
+        intruder::check(sd_bus_call_method(bus, busInterface, "/org/freedesktop/DBus", busInterface,
+                                           "GetId", nullptr, nullptr, ""),
+                        "ask the bus");
+    }
+    intruder::say("filled");
+    for (;;)
+        ::pause();
+}
+
 // Sends that many messages with descriptors and a signature that the bus lets through, but that is
 // too deep for the helper's library: it counts all arrays, the bus only those directly in another.
 [[noreturn]] void nestTooDeep(std::size_t count)
@@ -221,6 +248,9 @@ void sendOdd(sd_bus* bus, const OddMessage& odd, bool isSignal, const std::strin
     const int descriptor = file.get();
     sd_bus* const bus = intruder::join(connectToBus());
     for (; count > 0; --count) {
+        // The kernel lets a user have no more than so many descriptors under way.
+        if (count % 32 == 0)
+            awaitHelper(bus);
         sd_bus_message* message = nullptr;
         intruder::check(
             sd_bus_message_new_method_call(bus, &message, helper, root, connections, "Prove"),
@@ -234,8 +264,7 @@ void sendOdd(sd_bus* bus, const OddMessage& odd, bool isSignal, const std::strin
         sd_bus_message_unref(message);
         intruder::check(sd_bus_flush(bus), "flush");
     }
-    // Whatever comes of it, the helper has dealt with the others by then.
-    sd_bus_call_method(bus, helper, root, connections, "Open", nullptr, nullptr, "o", "/attacker");
+    awaitHelper(bus);
     intruder::say("sent");
     for (;;)
         ::pause();
@@ -265,6 +294,8 @@ int main(int count, char** arguments)
         deafCrowd(std::stoi(arguments[2]));
     } else if (mode == "floods") {
         flood(std::stoul(arguments[2]));
+    } else if (mode == "fills-queue") {
+        fillQueue();
     } else if (mode == "nests-too-deep") {
         nestTooDeep(std::stoul(arguments[2]));
     } else if (mode == "forges-link") {
