@@ -119,6 +119,6 @@ function(veltra_test name)
     if(arg_PREFIX)
         set(prefix TEST_PREFIX "${arg_PREFIX}")
     endif()
-    gtest_discover_tests(${name} ${prefix} DISCOVERY_TIMEOUT 60
+    gtest_discover_tests(${name} ${prefix} NO_PRETTY_VALUES DISCOVERY_TIMEOUT 60
         PROPERTIES ENVIRONMENT "QT_QPA_PLATFORM=offscreen")
 endfunction()
