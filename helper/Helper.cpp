@@ -112,9 +112,12 @@ bool Helper::listener(ServiceListener&,
     });
     connection->setInvalidationHandler(
         [this, connection = connection.get()] { connectionEnded(*connection); });
+    if (const auto resumed = connection->resume(); !resumed) {
+        SystemLog::log(resumed.error().message());
+        return false;
+    }
     connections_.push_back({connection, remoteAppProtocol(connection->remoteObject(),
                                                           [gate = gate_] { gate->opened(); })});
-    connection->resume();
     gate_->opened();
     return true;
 }

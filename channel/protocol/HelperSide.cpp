@@ -43,8 +43,8 @@ void runCommand(HelperProtocol& helper, const std::shared_ptr<BusCall>& call)
 void serve(HelperProtocol& helper, const ServiceConnection& connection,
            const std::shared_ptr<BusCall>& call)
 {
-    if (const auto objection = connection.objection(call->message()))
-        call->refuse(*objection);
+    if (const auto checked = connection.check(call->message()); !checked)
+        call->refuse({connections::refusedError, checked.error().message()});
     else if (call->message().member() == protocol::getVersion)
         helper.getVersion([call](const std::string& version) { call->answer(version); });
     else
@@ -142,19 +142,18 @@ class BusApp : public RemoteApp {
 
 } // namespace
 
-BusSlot exportHelperProtocol(const ServiceConnection& connection, HelperProtocol& helper)
+Result<BusSlot> exportHelperProtocol(const ServiceConnection& connection, HelperProtocol& helper)
 {
     const auto& [bus, name, path] = connection.exportedObject();
-    auto exported = bus->addObject(
-        path, protocol::helperInterface, methods.data(), [&connection, &helper](BusCall call) {
-            const auto shared = std::make_shared<BusCall>(std::move(call));
-            try {
-                serve(helper, connection, shared);
-            } catch (const std::exception& error) {
-                shared->refuse({connections::failedError, error.what()});
-            }
-        });
-    return exported ? std::move(exported.value()) : BusSlot{};
+    return bus->addObject(path, protocol::helperInterface, methods.data(),
+                          [&connection, &helper](BusCall call) {
+                              const auto shared = std::make_shared<BusCall>(std::move(call));
+                              try {
+                                  serve(helper, connection, shared);
+                              } catch (const std::exception& error) {
+                                  shared->refuse({connections::failedError, error.what()});
+                              }
+                          });
 }
 
 std::shared_ptr<RemoteApp> remoteAppProtocol(const ServiceConnection::Place& remoteObject,

@@ -13,8 +13,8 @@ namespace veltra {
 
 /// Registers `helper` on the bus as the object of `connection`. The connection keeps the returned
 /// slot, which `helper` must outlive. Exceptions from `helper` reach the caller as errors.
-[[nodiscard]] BusSlot exportHelperProtocol(const ServiceConnection& connection,
-                                           HelperProtocol& helper);
+[[nodiscard]] Result<BusSlot> exportHelperProtocol(const ServiceConnection& connection,
+                                                   HelperProtocol& helper);
 
 /// The client's object at the other end of a connection.
 class RemoteApp : public AppProtocol {

@@ -27,7 +27,7 @@ CallerAuthentication::CallerAuthentication(Setting setting, std::string uniqueNa
 void CallerAuthentication::start(Handler onEnd)
 {
     onEnd_ = std::move(onEnd);
-    deadline_ = setting_.loop->callAfter(patience, [this] { refuse(refusal(Refusal::isTooSlow)); });
+    deadline_ = setting_.loop->callAfter(patience, [this] { finish(refusal(Refusal::isTooSlow)); });
     askBus("GetConnectionCredentials", &CallerAuthentication::takeCredentials);
 }
 
@@ -39,7 +39,7 @@ void CallerAuthentication::askBus(const char* method, AnswerHandler take)
     if (sent)
         question_ = std::move(sent.value());
     else
-        refuse(sent.error());
+        finish(sent.error());
 }
 
 void CallerAuthentication::takeCredentials(BusMessage& answer)
@@ -49,14 +49,14 @@ void CallerAuthentication::takeCredentials(BusMessage& answer)
     const auto* const process = findProperty<std::uint32_t>(credentials, "ProcessID");
     const auto* const user = findProperty<std::uint32_t>(credentials, "UnixUserID");
     if (!isRead || !process || !user) {
-        refuse(refusal(Refusal::isUnknown));
+        finish(refusal(Refusal::isUnknown));
         return;
     }
     caller_.process = static_cast<pid_t>(*process);
     caller_.user = *user;
     place_ = setting_.workers->takePlace(*user);
     if (!place_) {
-        refuse(refusal(Refusal::isOneOfTooMany));
+        finish(refusal(Refusal::isOneOfTooMany));
         return;
     }
     // Newer buses provide a pidfd that they have held since the process connected.
@@ -71,38 +71,38 @@ void CallerAuthentication::examine(Fd pidfd)
     const auto shared = std::make_shared<Fd>(std::move(pidfd));
     const PinnedProcess::Expectation expected{caller_.user, setting_.busDaemonProcess};
     const auto look = [pid = caller_.process, shared, expected,
-                       examine = setting_.examine]() -> Examined {
-        auto pinned = pin(pid, std::move(*shared));
-        if (!pinned)
-            return {nullptr, pinned.error().message()};
-        const auto process = std::make_shared<const PinnedProcess>(std::move(pinned.value()));
-        if (const auto checked = process->check(expected); !checked)
-            return {nullptr, checked.error().message()};
-        if (examine)
-            examine(process);
-        return {process, {}};
+                       examine = setting_.examine]() -> Result<Process> {
+        try {
+            auto pinned = pin(pid, std::move(*shared));
+            if (!pinned)
+                return pinned.error();
+            const auto process = std::make_shared<const PinnedProcess>(std::move(pinned.value()));
+            if (const auto checked = process->check(expected); !checked)
+                return checked.error();
+            if (examine)
+                examine(process);
+            return process;
+        } catch (const std::exception& error) {
+            return Error{std::make_error_code(std::errc::io_error), error.what()};
+        }
     };
     setting_.workers->post(caller_.user, place_,
                            [look, loop = setting_.loop, weak = weak_from_this()] {
-                               Examined examined;
-                               try {
-                                   examined = look();
-                               } catch (const std::exception& error) {
-                                   examined = {nullptr, error.what()};
-                               }
-                               loop->post([weak, examined] {
+                               loop->post([weak, examined = look()] {
                                    if (const auto self = weak.lock())
                                        self->takeExamined(examined);
                                });
                            });
 }
 
-void CallerAuthentication::takeExamined(const Examined& examined)
+void CallerAuthentication::takeExamined(const Result<Process>& examined)
 {
-    process_ = examined.process;
-    if (!process_)
-        finish(examined.objection);
-    else if (isPinnedByBus_)
+    if (!examined) {
+        finish(examined.error());
+        return;
+    }
+    process_ = examined.value();
+    if (isPinnedByBus_)
         challenge();
     else // The number was the caller's when it was opened if the caller is still there now.
         askBus("NameHasOwner", &CallerAuthentication::takeWhetherNameLives);
@@ -114,14 +114,14 @@ void CallerAuthentication::takeWhetherNameLives(BusMessage& answer)
     if (answer.read(lives) && lives)
         challenge();
     else
-        refuse(refusal(Refusal::hasLeft));
+        finish(refusal(Refusal::hasLeft));
 }
 
 void CallerAuthentication::challenge()
 {
     auto sent = CallerChallenge::send(std::move(socket_));
     if (!sent) {
-        refuse(sent.error());
+        finish(sent.error());
         return;
     }
     challenge_.emplace(std::move(sent.value()));
@@ -129,28 +129,26 @@ void CallerAuthentication::challenge()
     if (watch)
         answer_ = std::move(watch.value());
     else
-        refuse(watch.error());
+        finish(watch.error());
 }
 
 void CallerAuthentication::takeAnswer()
 {
     if (const auto checked = challenge_->check(caller_); checked)
-        finish({});
+        finish(process_);
     else
-        refuse(checked.error());
+        finish(checked.error());
 }
 
-void CallerAuthentication::finish(const std::string& refusal)
+void CallerAuthentication::finish(const Result<Process>& outcome)
 {
     const auto self = shared_from_this();
     deadline_ = {};
     question_ = {};
     answer_ = {};
     challenge_.reset();
-    if (!refusal.empty())
-        process_.reset();
     if (const auto onEnd = std::exchange(onEnd_, {}))
-        onEnd(process_, refusal);
+        onEnd(outcome);
 }
 
 } // namespace veltra

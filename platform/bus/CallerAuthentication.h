@@ -35,7 +35,7 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
     };
     using Process = std::shared_ptr<const PinnedProcess>;
     /// Receives the process, or the reason why the caller is refused.
-    using Handler = std::function<void(const Process& process, const std::string& refusal)>;
+    using Handler = std::function<void(const Result<Process>& process)>;
 
     static constexpr std::chrono::milliseconds patience{5000};
     static constexpr std::size_t mostThreads = 16;
@@ -54,22 +54,16 @@ class CallerAuthentication : public std::enable_shared_from_this<CallerAuthentic
     void start(Handler onEnd);
 
   private:
-    struct Examined {
-        Process process;
-        std::string objection;
-    };
-
     using AnswerHandler = void (CallerAuthentication::*)(BusMessage&);
 
     void askBus(const char* method, AnswerHandler take);
     void takeCredentials(BusMessage& answer);
     void examine(Fd pidfd);
-    void takeExamined(const Examined& examined);
+    void takeExamined(const Result<Process>& examined);
     void takeWhetherNameLives(BusMessage& answer);
     void challenge();
     void takeAnswer();
-    void refuse(const Error& reason) { finish(reason.message()); }
-    void finish(const std::string& refusal);
+    void finish(const Result<Process>& outcome);
 
     Setting setting_;
     CallerChallenge::Caller caller_;

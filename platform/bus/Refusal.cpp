@@ -1,7 +1,8 @@
 #include "platform/bus/Refusal.h"
 
+#include "platform/base/TextCategory.h"
+
 #include <string>
-#include <system_error>
 
 namespace veltra {
 
@@ -30,25 +31,18 @@ const char* textOf(Refusal reason)
         return "another process answers for it";
     case Refusal::isTooSlow:
         return "it does not answer in time";
+    case Refusal::callsAnothers:
+        return "this connection is somebody else's";
     }
     return "unknown reason";
 }
-
-class RefusalCategory : public std::error_category {
-  public:
-    [[nodiscard]] const char* name() const noexcept override { return "refusal"; }
-
-    [[nodiscard]] std::string message(int reason) const override
-    {
-        return textOf(static_cast<Refusal>(reason));
-    }
-};
 
 } // namespace
 
 Error refusal(Refusal reason)
 {
-    static const RefusalCategory category;
+    static const TextCategory category{
+        "refusal", [](int value) -> std::string { return textOf(static_cast<Refusal>(value)); }};
     return Error{{static_cast<int>(reason), category}, {}};
 }
 

@@ -16,6 +16,7 @@ enum class Refusal {
     provesWrongly,
     isAnotherProcess,
     isTooSlow,
+    callsAnothers, ///< a connection of another program
 };
 
 /// An error whose whole text is that reason, as a clause about the caller.

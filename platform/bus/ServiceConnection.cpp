@@ -1,6 +1,6 @@
 #include "platform/bus/ServiceConnection.h"
 
-#include "platform/bus/ConnectionNames.h"
+#include "platform/bus/Refusal.h"
 
 #include <utility>
 
@@ -12,20 +12,23 @@ ServiceConnection::ServiceConnection(std::shared_ptr<const PinnedProcess> proces
 {
 }
 
-void ServiceConnection::resume()
+Result<> ServiceConnection::resume()
 {
-    if (makeObject_)
-        object_ = std::exchange(makeObject_, {})(*this);
+    if (!makeObject_)
+        return success;
+    auto object = std::exchange(makeObject_, {})(*this);
+    if (!object)
+        return object.error();
+    object_ = std::move(object.value());
+    return success;
 }
 
-std::optional<BusError> ServiceConnection::objection(const BusMessage& call) const
+Result<> ServiceConnection::check(const BusMessage& call) const
 {
     // Paths can be guessed, so the sender must be checked.
     if (call.sender() != remote_.name)
-        return BusError{connections::refusedError, "this connection is somebody else's"};
-    if (const auto unchanged = process_->checkUnchanged(); !unchanged)
-        return BusError{connections::refusedError, unchanged.error().message()};
-    return std::nullopt;
+        return refusal(Refusal::callsAnothers);
+    return process_->checkUnchanged();
 }
 
 void ServiceConnection::withdraw()

@@ -5,7 +5,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 namespace veltra {
@@ -23,7 +22,7 @@ class ServiceConnection : public std::enable_shared_from_this<ServiceConnection>
         std::string path;
     };
     /// Registers the service's object at its path. The connection removes the object when it ends.
-    using Export = std::function<BusSlot(const ServiceConnection&)>;
+    using Export = std::function<Result<BusSlot>(const ServiceConnection&)>;
 
     ServiceConnection(std::shared_ptr<const PinnedProcess> process, Place exported, Place remote);
     ServiceConnection(const ServiceConnection&) = delete;
@@ -44,11 +43,12 @@ class ServiceConnection : public std::enable_shared_from_this<ServiceConnection>
     void setInvalidationHandler(std::function<void()> handler) { onEnd_ = std::move(handler); }
 
     /// Lets the client call the exported object.
-    void resume();
+    [[nodiscard]] Result<> resume();
 
-    /// Why `call` must not be served; empty if it was sent by this client and the client's process
-    /// has not changed since it was accepted. Check it first in every call of the exported object.
-    [[nodiscard]] std::optional<BusError> objection(const BusMessage& call) const;
+    /// Fails with the reason why `call` must not be served, unless it was sent by this client and
+    /// the client's process has not changed since it was accepted. Check it first in every call of
+    /// the exported object.
+    [[nodiscard]] Result<> check(const BusMessage& call) const;
 
     /// Removes the exported object.
     void withdraw();

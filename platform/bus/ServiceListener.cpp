@@ -164,27 +164,26 @@ void ServiceListener::prove(const std::string& client, BusCall call)
     known.proof.emplace(std::move(call));
     known.authentication =
         std::make_shared<CallerAuthentication>(setting_, client, std::move(socket));
-    known.authentication->start([this, client](const auto& process, const std::string& reason) {
-        authenticationEnded(client, process, reason);
-    });
+    known.authentication->start(
+        [this, client](const auto& process) { authenticationEnded(client, process); });
 }
 
 void ServiceListener::authenticationEnded(const std::string& client,
-                                          const CallerAuthentication::Process& process,
-                                          const std::string& refusal)
+                                          const Result<CallerAuthentication::Process>& process)
 {
     Client& known = clients_[client];
     const auto authentication = std::exchange(known.authentication, nullptr);
     BusCall proof = std::move(*std::exchange(known.proof, std::nullopt));
-    known.process = process;
     if (process) {
+        known.process = process.value();
         proof.answer();
         return;
     }
     clients_.erase(client);
-    proof.refuse(refusedBecause(refusal));
+    const std::string& reason = process.error().message();
+    proof.refuse(refusedBecause(reason));
     if (onRefusal_)
-        onRefusal_(authentication->caller(), refusal);
+        onRefusal_(authentication->caller(), reason);
 }
 
 void ServiceListener::open(const std::string& client, const std::string& remotePath, BusCall call)

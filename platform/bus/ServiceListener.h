@@ -91,8 +91,7 @@ class ServiceListener {
     void called(BusCall call);
     void prove(const std::string& client, BusCall call);
     void authenticationEnded(const std::string& client,
-                             const CallerAuthentication::Process& process,
-                             const std::string& refusal);
+                             const Result<CallerAuthentication::Process>& process);
     void open(const std::string& client, const std::string& remotePath, BusCall call);
     void close(const std::string& client, const std::string& path);
     void forget(const std::string& client);

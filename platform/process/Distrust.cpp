@@ -1,5 +1,7 @@
 #include "platform/process/Distrust.h"
 
+#include "platform/base/TextCategory.h"
+
 #include <string>
 
 namespace veltra {
@@ -55,21 +57,12 @@ const char* textOf(Distrust reason)
     return "unknown reason";
 }
 
-class DistrustCategory : public std::error_category {
-  public:
-    [[nodiscard]] const char* name() const noexcept override { return "distrust"; }
-
-    [[nodiscard]] std::string message(int reason) const override
-    {
-        return textOf(static_cast<Distrust>(reason));
-    }
-};
-
 } // namespace
 
 Error distrust(Distrust reason, std::string_view file)
 {
-    static const DistrustCategory category;
+    static const TextCategory category{
+        "distrust", [](int value) -> std::string { return textOf(static_cast<Distrust>(value)); }};
     return Error{{static_cast<int>(reason), category}, file};
 }
 

@@ -1,5 +1,6 @@
 #include "platform/rights/AuthorizationText.h"
 
+#include "platform/base/TextCategory.h"
 #include "platform/rights/AuthorizationServices.h"
 
 namespace veltra {
@@ -26,16 +27,6 @@ const char* textOf(OSStatus status)
     }
 }
 
-class AuthorizationCategory : public std::error_category {
-  public:
-    [[nodiscard]] const char* name() const noexcept override { return "authorization"; }
-
-    [[nodiscard]] std::string message(int status) const override
-    {
-        return authorizationText(status).value_or("Authorization status " + std::to_string(status));
-    }
-};
-
 } // namespace
 
 std::optional<std::string> authorizationText(OSStatus status)
@@ -49,7 +40,10 @@ std::optional<std::string> authorizationText(OSStatus status)
 
 std::error_code authorizationError(OSStatus status)
 {
-    static const AuthorizationCategory category;
+    static const TextCategory category{"authorization", [](int value) {
+                                           return authorizationText(value).value_or(
+                                               "Authorization status " + std::to_string(value));
+                                       }};
     return {status, category};
 }
 

@@ -1,5 +1,7 @@
 #include "platform/signing/CodeSigningStatus.h"
 
+#include "platform/base/TextCategory.h"
+
 namespace veltra {
 
 namespace {
@@ -40,16 +42,6 @@ const char* textOf(OSStatus status)
     }
 }
 
-class CodeSigningCategory : public std::error_category {
-  public:
-    [[nodiscard]] const char* name() const noexcept override { return "code signing"; }
-
-    [[nodiscard]] std::string message(int status) const override
-    {
-        return codeSigningText(status).value_or("Code-signing status " + std::to_string(status));
-    }
-};
-
 } // namespace
 
 std::optional<std::string> codeSigningText(OSStatus status)
@@ -63,7 +55,10 @@ std::optional<std::string> codeSigningText(OSStatus status)
 
 std::error_code codeSigningError(OSStatus status)
 {
-    static const CodeSigningCategory category;
+    static const TextCategory category{"code signing", [](int value) {
+                                           return codeSigningText(value).value_or(
+                                               "Code-signing status " + std::to_string(value));
+                                       }};
     return {status, category};
 }
 

@@ -1,5 +1,7 @@
 #include "tools/admin/AdminError.h"
 
+#include "platform/base/TextCategory.h"
+
 #include <string>
 
 namespace veltra {
@@ -29,21 +31,13 @@ const char* textOf(AdminError reason)
     return "Unknown reason";
 }
 
-class AdminCategory : public std::error_category {
-  public:
-    [[nodiscard]] const char* name() const noexcept override { return "administration"; }
-
-    [[nodiscard]] std::string message(int reason) const override
-    {
-        return textOf(static_cast<AdminError>(reason));
-    }
-};
-
 } // namespace
 
 std::error_code adminError(AdminError reason)
 {
-    static const AdminCategory category;
+    static const TextCategory category{"administration", [](int value) -> std::string {
+                                           return textOf(static_cast<AdminError>(value));
+                                       }};
     return {static_cast<int>(reason), category};
 }
 

@@ -62,11 +62,10 @@ class CallerAuthenticationTest : public testing::Test {
                                           .takesPidfds = takesPidfds_},
             name, std::move(socket));
         std::string outcome;
-        authentication->start(
-            [&](const CallerAuthentication::Process& process, const std::string& reason) {
-                outcome = process ? "accepted" : reason;
-                loop_->stop();
-            });
+        authentication->start([&](const Result<CallerAuthentication::Process>& process) {
+            outcome = process ? "accepted" : process.error().message();
+            loop_->stop();
+        });
         EXPECT_TRUE(loop_->run());
         return outcome;
     }
