@@ -2,6 +2,10 @@
 
 #include "app/tests/TableController.h"
 
+#include <QEvent>
+#include <QTest>
+#include <QTimer>
+
 #include <string>
 
 namespace veltra {
@@ -72,6 +76,35 @@ TEST_F(TableNoticesTest, SaysWhyTheTableIsEmptyUntilTheFirstRow)
 
     EXPECT_EQ(whyEmpty(), "");
     EXPECT_EQ(table().size(), 1U);
+}
+
+/// Counts the timeouts in the program.
+class TimeoutCount : public QObject {
+  public:
+    TimeoutCount() { QCoreApplication::instance()->installEventFilter(this); }
+    [[nodiscard]] int count() const { return count_; }
+
+    bool eventFilter(QObject* receiver, QEvent* event) override
+    {
+        if (event->type() == QEvent::Timer && qobject_cast<QTimer*>(receiver))
+            ++count_;
+        return false;
+    }
+
+  private:
+    int count_ = 0;
+};
+
+TEST_F(TableNoticesTest, RestsOnceTheRowsAreCounted)
+{
+    folder().write("vxsvc_1.log", "a line\n" + logLine("Info", "a row"));
+    open();
+    EXPECT_TRUE(runLoopUntil([this] { return table().size() == 1; }));
+
+    const TimeoutCount timeouts;
+    QTest::qWait(2000);
+
+    EXPECT_LE(timeouts.count(), 3);
 }
 
 TEST_F(TableNoticesTest, SaysSoWhenTheLogCannotBeReadAndThenWhenItCan)

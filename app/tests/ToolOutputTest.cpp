@@ -5,6 +5,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QFontInfo>
 #include <QTest>
 
 #include <memory>
@@ -85,6 +86,13 @@ TEST(ToolOutputView, ShowsTextAsItIsAndLetsItBeCopied)
 
     EXPECT_EQ(view.toPlainText(), text);
     EXPECT_EQ(QApplication::clipboard()->text(), text);
+}
+
+TEST(ToolOutputView, AlignsColumnsAsATerminalDoes)
+{
+    const ToolOutputView view;
+
+    EXPECT_TRUE(QFontInfo{view.font()}.fixedPitch());
 }
 
 TEST(ToolOutputView, KeepsTheNewest)

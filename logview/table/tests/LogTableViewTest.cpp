@@ -9,10 +9,12 @@
 #include <QClipboard>
 #include <QHeaderView>
 #include <QHelpEvent>
+#include <QLineEdit>
 #include <QScrollBar>
 #include <QStandardItemModel>
 #include <QTest>
 #include <QToolTip>
+#include <QVBoxLayout>
 
 #include <atomic>
 #include <chrono>
@@ -378,6 +380,30 @@ TEST_F(LogTableViewTest, ShowsAToolTipOnlyWhereACellIsCutShort)
 
     EXPECT_EQ(toolTipAt(LogTableModel::dateColumn).toStdString(), "");
     EXPECT_NE(toolTipAt(LogTableModel::messageColumn).toStdString(), "");
+}
+
+TEST_F(LogTableViewTest, LetsTheTabKeyLeaveIt)
+{
+    QWidget window;
+    QVBoxLayout layout{&window};
+    LogTableView table;
+    QLineEdit after;
+    layout.addWidget(&table);
+    layout.addWidget(&after);
+    LogRows rows;
+    rows.append(logTexts("D", "T", "C", "Info", "only"));
+    rows.publish();
+    LogTableModel model{rows};
+    model.adoptPublishedRows();
+    table.setModel(&model);
+    window.show();
+    window.activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(&window));
+    table.setFocus();
+
+    QTest::keyClick(&table, Qt::Key_Tab);
+
+    EXPECT_EQ(QApplication::focusWidget(), &after);
 }
 
 } // namespace

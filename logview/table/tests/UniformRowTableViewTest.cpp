@@ -36,6 +36,17 @@ TEST_F(UniformRowTableViewTest, FindsEveryCellWhereItSaysThatItIs)
     }
 }
 
+TEST_F(UniformRowTableViewTest, FillsItsFrame)
+{
+    add(3);
+
+    const QRect inside = view().contentsRect();
+    const int titles = view().horizontalHeader()->height();
+    EXPECT_EQ(view().viewport()->geometry(), inside.adjusted(0, titles, 0, 0));
+    EXPECT_EQ(view().horizontalHeader()->geometry(),
+              QRect(inside.left(), inside.top(), inside.width(), titles));
+}
+
 TEST_F(UniformRowTableViewTest, FindsNothingOutsideOfItsCells)
 {
     add(3);
