@@ -1,12 +1,12 @@
 #pragma once
 
 #include "app/HelperControllers.h"
-#include "app/MainWindow.h"
-#include "app/ToolOutput.h"
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMainVC.h"
 #include "app/VXStatusMonitorWC.h"
 #include "app/VXStatusTableVC.h"
+#include "app/window/MainWindow.h"
+#include "app/window/ToolOutput.h"
 
 #include <QTranslator>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/CommandButton.h"
-#include "app/Footer.h"
-#include "app/ToolOutputView.h"
+#include "app/window/CommandButton.h"
+#include "app/window/Footer.h"
+#include "app/window/ToolOutputView.h"
 #include "channel/client/HelperToolController.h"
 #include "watch/VXStatusResourceController.h"
 

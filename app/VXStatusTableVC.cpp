@@ -1,9 +1,9 @@
 #include "app/VXStatusTableVC.h"
 
 #include "app/AgentInformation.h"
-#include "app/AgentStateIcon.h"
 #include "app/EmptyTableReason.h"
 #include "app/FilledText.h"
+#include "app/window/AgentStateIcon.h"
 #include "platform/desktop/FileName.h"
 #include "platform/desktop/MainQueue.h"
 #include "platform/log/SystemLog.h"

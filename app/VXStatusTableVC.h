@@ -1,8 +1,8 @@
 #pragma once
 
 #include "agentmon/AgentProcessMonitor.h"
-#include "app/ActivityIndicator.h"
-#include "app/Footer.h"
+#include "app/window/ActivityIndicator.h"
+#include "app/window/Footer.h"
 #include "channel/client/HelperToolController.h"
 #include "logview/rows/LogPass.h"
 #include "logview/table/LogTableModel.h"

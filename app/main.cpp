@@ -1,7 +1,7 @@
 #include "app/EndSignals.h"
 #include "app/MainInterface.h"
 #include "app/ProcessSetUp.h"
-#include "app/WindowPalette.h"
+#include "app/window/WindowPalette.h"
 #include "platform/desktop/Bundle.h"
 #include "platform/desktop/MainQueue.h"
 #include "platform/log/SystemLog.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "app/MainWindow.h"
 #include "app/VXStatusMainVC.h"
 #include "app/VXStatusTableVC.h"
+#include "app/window/MainWindow.h"
 #include "channel/client/tests/HelperTesting.h"
 #include "watch/VXStatusQueueCentral.h"
 

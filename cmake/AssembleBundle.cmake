@@ -13,6 +13,18 @@ function(veltra_catalogue out source folder)
     set(${out} "${catalogue}" PARENT_SCOPE)
 endfunction()
 
+# Gives a test program the program's catalogues, in the folder that VELTRA_TEST_CATALOGUES names.
+function(veltra_test_catalogues test)
+    set(folder "${CMAKE_CURRENT_BINARY_DIR}/${test}_catalogues")
+    foreach(language IN ITEMS de en)
+        veltra_catalogue(catalogue
+            "${CMAKE_SOURCE_DIR}/resources/translations/VeltraAgentStatusMonitor_${language}.ts"
+            "${folder}")
+        target_sources(${test} PRIVATE "${catalogue}")
+    endforeach()
+    target_compile_definitions(${test} PRIVATE VELTRA_TEST_CATALOGUES="${folder}")
+endfunction()
+
 function(veltra_assemble_bundle program)
     set(contents "${CMAKE_BINARY_DIR}/VeltraAgentStatusMonitor.app/Contents")
     set(texts "${contents}/Resources/HelperApplication.bundle/Contents")

@@ -1,7 +1,7 @@
 // What the table controller shows of the agent service: a text and an image.
 
-#include "app/AgentStateIcon.h"
 #include "app/tests/TableController.h"
+#include "app/window/AgentStateIcon.h"
 #include "logview/table/tests/MirroredIcon.h"
 #include "platform/base/tests/SleepingProcess.h"
 

@@ -3,7 +3,7 @@
 #include "app/VXStatusButton.h"
 #include "platform/desktop/tests/QtEventLoop.h"
 #include "watch/VXStatusResourceController.h"
-#include "watch/tests/TestBundle.h"
+#include "watch/tests/TextsInBundle.h"
 
 #include <QApplication>
 #include <QTimer>
@@ -42,34 +42,6 @@ enum class LoopEnd { quit, byTheTest, tooLate };
     default:
         return LoopEnd::tooLate;
     }
-}
-
-/// A bundle with the program's own texts in one language, whatever the user's is, and the resources
-/// that are looked up in it.
-class TextsInBundle {
-  public:
-    explicit TextsInBundle(const QString& language = QStringLiteral("en"))
-    {
-        bundle_.addTextsWithoutCatalogue();
-        bundle_.addCatalogue(QStringLiteral(VELTRA_TEST_CATALOGUES) +
-                             QStringLiteral("/VeltraAgentStatusMonitor_%1.qm").arg(language));
-    }
-
-    [[nodiscard]] VXStatusResourceController
-    resources(const AgentInstallation& installation = {}) const
-    {
-        return VXStatusResourceController{installation, bundle_.open()};
-    }
-
-  private:
-    TestBundle bundle_;
-};
-
-/// The same without any texts: every key is its own text.
-[[nodiscard]] inline std::shared_ptr<Bundle> bundleWithoutTexts(const TestBundle& bundle)
-{
-    bundle.addTextsWithoutCatalogue();
-    return bundle.open();
 }
 
 /// The dependencies of the controller of buttons that nobody presses.

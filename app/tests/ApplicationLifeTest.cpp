@@ -1,9 +1,9 @@
 // What ends the program and what brings it to the front.
 
-#include "app/MainWindow.h"
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMainVC.h"
 #include "app/tests/AppTesting.h"
+#include "app/window/MainWindow.h"
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/desktop/tests/PrivateSessionBus.h"
 

@@ -1,9 +1,9 @@
 // The texts of the window, from the program's own catalogues.
 
-#include "app/MainWindow.h"
 #include "app/VXStatusButton.h"
 #include "app/VXStatusMonitorWC.h"
 #include "app/tests/AppTesting.h"
+#include "app/window/MainWindow.h"
 #include "platform/desktop/TranslationCatalogue.h"
 
 #include <QSet>

@@ -1,6 +1,6 @@
 #include "app/VXStatusMainVC.h"
 
-#include "app/MainWindow.h"
+#include "app/window/MainWindow.h"
 #include "platform/base/Folder.h"
 #include "platform/base/tests/TemporaryFolder.h"
 #include "platform/desktop/fakes/FakeWorkspace.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/ElidedLabel.h"
+#include "app/window/ElidedLabel.h"
 #include "watch/VXStatusResourceController.h"
 
 #include <QLabel>

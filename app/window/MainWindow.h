@@ -1,9 +1,9 @@
 #pragma once
 
-#include "app/ActivityIndicator.h"
-#include "app/CommandButton.h"
-#include "app/Footer.h"
-#include "app/ToolOutputView.h"
+#include "app/window/ActivityIndicator.h"
+#include "app/window/CommandButton.h"
+#include "app/window/Footer.h"
+#include "app/window/ToolOutputView.h"
 #include "logview/table/LogTableView.h"
 #include "platform/desktop/NotificationCenter.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "app/ActivityIndicator.h"
+#include "app/window/ActivityIndicator.h"
 
 #include <QPushButton>
 

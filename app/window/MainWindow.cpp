@@ -1,6 +1,6 @@
-#include "app/MainWindow.h"
+#include "app/window/MainWindow.h"
 
-#include "app/ButtonRows.h"
+#include "app/window/ButtonRows.h"
 #include "ui_MainWindow.h"
 
 #include <QAction>

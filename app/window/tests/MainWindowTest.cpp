@@ -1,8 +1,8 @@
-#include "app/MainWindow.h"
+#include "app/window/MainWindow.h"
 
-#include "app/tests/AppTesting.h"
 #include "logview/table/LogTableModel.h"
 #include "platform/desktop/tests/QtEventLoop.h"
+#include "watch/tests/TextsInBundle.h"
 
 #include <QScreen>
 #include <QStandardItemModel>

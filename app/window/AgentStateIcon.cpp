@@ -1,4 +1,4 @@
-#include "app/AgentStateIcon.h"
+#include "app/window/AgentStateIcon.h"
 
 #include "logview/table/PaintedIcon.h"
 

@@ -1,4 +1,4 @@
-#include "app/WindowPalette.h"
+#include "app/window/WindowPalette.h"
 
 #include <QApplication>
 

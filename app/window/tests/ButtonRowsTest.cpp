@@ -1,4 +1,4 @@
-#include "app/ButtonRows.h"
+#include "app/window/ButtonRows.h"
 
 #include <QCoreApplication>
 #include <QVBoxLayout>

@@ -1,4 +1,4 @@
-#include "app/ToolOutput.h"
+#include "app/window/ToolOutput.h"
 
 #include "platform/desktop/MainQueue.h"
 

@@ -1,6 +1,6 @@
-#include "app/ToolOutputView.h"
+#include "app/window/ToolOutputView.h"
 
-#include "app/ToolOutput.h"
+#include "app/window/ToolOutput.h"
 
 #include <QFontDatabase>
 #include <QKeyEvent>

@@ -1,4 +1,4 @@
-#include "app/Footer.h"
+#include "app/window/Footer.h"
 
 #include "logview/table/SeverityIcon.h"
 

@@ -1,6 +1,6 @@
-#include "app/ToolOutput.h"
+#include "app/window/ToolOutput.h"
 
-#include "app/ToolOutputView.h"
+#include "app/window/ToolOutputView.h"
 #include "platform/desktop/tests/QtEventLoop.h"
 
 #include <QApplication>

@@ -1,6 +1,6 @@
-#include "app/Footer.h"
+#include "app/window/Footer.h"
 
-#include "app/tests/AppTesting.h"
+#include "watch/tests/TextsInBundle.h"
 
 #include <QRegularExpression>
 

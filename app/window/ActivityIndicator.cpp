@@ -1,4 +1,4 @@
-#include "app/ActivityIndicator.h"
+#include "app/window/ActivityIndicator.h"
 
 #include <QPainter>
 #include <QStyle>

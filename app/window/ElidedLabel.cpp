@@ -1,4 +1,4 @@
-#include "app/ElidedLabel.h"
+#include "app/window/ElidedLabel.h"
 
 #include "logview/table/PlainToolTip.h"
 
