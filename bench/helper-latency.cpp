@@ -4,6 +4,7 @@
 
 #include "channel/protocol/ClientSide.h"
 #include "channel/protocol/HelperConstants.h"
+#include "platform/bus/tests/ClientProgram.h"
 
 #include <algorithm>
 #include <chrono>
@@ -11,8 +12,11 @@
 #include <cstdlib>
 #include <exception>
 #include <future>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <thread>
 #include <vector>
 
@@ -20,6 +24,9 @@ namespace {
 
 using namespace veltra;
 using namespace std::chrono_literals;
+
+// What this program is started with to be one of the new clients.
+constexpr const char* clientArgument = "client";
 
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
@@ -95,18 +102,27 @@ std::vector<Milliseconds> startingTheHelper(int count)
     return times;
 }
 
-// The first client to leave ends the helper, so all stay.
+// Each is a program of its own, as in the field: what the helper looks at grows with a program's
+// threads and mappings. The first client to leave ends the helper, so all stay.
 std::vector<Milliseconds> asNewClients(int count)
 {
-    std::vector<std::unique_ptr<Client>> clients;
+    std::vector<std::unique_ptr<ClientProgram>> clients;
     std::vector<Milliseconds> times;
     for (int i = 0; i < count; ++i) {
-        clients.push_back(std::make_unique<Client>());
-        times.push_back(clients.back()->timeOfCall());
+        clients.push_back(std::make_unique<ClientProgram>(
+            ClientProgram::Words{"/proc/self/exe", clientArgument}));
+        times.emplace_back(std::stod(clients.back()->line()));
     }
     // The helper was started for the first one.
     times.erase(times.begin());
     return times;
+}
+
+void callOnceAndStay()
+{
+    Client client;
+    std::cout << client.timeOfCall().count() << std::endl;
+    std::cin.get();
 }
 
 std::vector<Milliseconds> onOpenConnection(int count)
@@ -120,9 +136,13 @@ std::vector<Milliseconds> onOpenConnection(int count)
 
 } // namespace
 
-int main()
+int main(int argc, char** argv)
 {
     try {
+        if (argc == 2 && argv[1] == std::string_view{clientArgument}) {
+            callOnceAndStay();
+            return EXIT_SUCCESS;
+        }
         print("starting the helper", startingTheHelper(20));
         print("first call of a client", asNewClients(101));
         std::this_thread::sleep_for(2s);

@@ -3,10 +3,14 @@
 #include "platform/base/ProcPath.h"
 #include "platform/process/Distrust.h"
 
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <fstream>
-#include <ios>
+#include <limits>
 #include <sstream>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include <sys/sysmacros.h>
@@ -28,29 +32,49 @@ struct Header {
     ProcessMapping mapping;
 };
 
-dev_t deviceOf(const std::string& text)
+std::string_view withoutSpaces(std::string_view text)
 {
-    unsigned major = 0;
-    unsigned minor = 0;
-    char colon = 0;
-    std::istringstream{text} >> std::hex >> major >> colon >> minor;
-    return makedev(major, minor);
+    return text.substr(std::min(text.find_first_not_of(' '), text.size()));
 }
 
-Header headerOf(const std::string& line)
+// The next number, which is 0 if there is none, and one character that ends it. One that is too
+// large counts as the largest and ends the line.
+std::uint64_t takeNumber(std::string_view& rest, int base)
 {
-    std::istringstream fields{line};
-    char dash = 0;
-    std::string permissions;
-    std::string offset;
-    std::string device;
+    rest = withoutSpaces(rest);
+    std::uint64_t number = 0;
+    const auto parsed = std::from_chars(rest.data(), rest.data() + rest.size(), number, base);
+    const auto length = static_cast<std::size_t>(parsed.ptr - rest.data());
+    rest.remove_prefix(std::min(length + 1, rest.size()));
+    if (parsed.ec == std::errc::result_out_of_range) {
+        rest = {};
+        return std::numeric_limits<std::uint64_t>::max();
+    }
+    return number;
+}
+
+std::string_view takeWord(std::string_view& rest)
+{
+    rest = withoutSpaces(rest);
+    const std::string_view word = rest.substr(0, rest.find(' '));
+    rest.remove_prefix(word.size());
+    return word;
+}
+
+// Without streams, which would take longer than everything else about a caller.
+Header headerOf(std::string_view line)
+{
     Header header;
     ProcessMapping& mapping = header.mapping;
-    fields >> std::hex >> mapping.start >> dash >> mapping.end >> std::dec >> permissions >>
-        offset >> device >> mapping.inode >> std::ws;
-    std::getline(fields, mapping.path);
-    mapping.device = deviceOf(device);
-    header.isExecutable = permissions.find('x') != std::string::npos;
+    mapping.start = takeNumber(line, 16);
+    mapping.end = takeNumber(line, 16);
+    header.isExecutable = takeWord(line).find('x') != std::string_view::npos;
+    takeWord(line); // the offset in the file
+    const auto major = static_cast<unsigned>(takeNumber(line, 16));
+    const auto minor = static_cast<unsigned>(takeNumber(line, 16));
+    mapping.device = makedev(major, minor);
+    mapping.inode = takeNumber(line, 10);
+    mapping.path = withoutSpaces(line);
     return header;
 }
 
