@@ -15,8 +15,8 @@ struct PaintedIcon {
     QColor color;
 };
 
-/// An icon that is painted again for every size, so that it is sharp on every display. Main thread
-/// only.
+/// An icon that is drawn for the size at which it is painted, so that it is sharp on every display.
+/// Main thread only.
 [[nodiscard]] QIcon paintedIcon(const PaintedIcon& icon);
 
 } // namespace veltra

@@ -282,6 +282,7 @@ void UniformRowTableView::paintEvent(QPaintEvent* event)
     QPainter painter{viewport()};
     QStyleOptionViewItem option;
     initViewItemOption(&option);
+    const QModelIndex hovered = hoveredIndex();
     const Rows rows = rowsBetween(event->rect().top(), event->rect().bottom());
     for (int row = rows.first; row <= rows.last; ++row) {
         const bool isStriped = alternatingRowColors() && (rowCount() - row) % 2 == 0;
@@ -290,16 +291,21 @@ void UniformRowTableView::paintEvent(QPaintEvent* event)
             const QModelIndex index = model()->index(row, column, rootIndex());
             option.rect = visualRect(index);
             if (event->region().intersects(option.rect))
-                paintCell(painter, option, index);
+                paintCell(painter, option, index, index == hovered);
         }
     }
 }
 
-void UniformRowTableView::paintCell(QPainter& painter, QStyleOptionViewItem option,
-                                    const QModelIndex& index) const
+// Asks the display, which is not to be done for each cell.
+QModelIndex UniformRowTableView::hoveredIndex() const
 {
-    const bool isHovered =
-        viewport()->underMouse() && index == indexAt(viewport()->mapFromGlobal(QCursor::pos()));
+    return viewport()->underMouse() ? indexAt(viewport()->mapFromGlobal(QCursor::pos()))
+                                    : QModelIndex{};
+}
+
+void UniformRowTableView::paintCell(QPainter& painter, QStyleOptionViewItem option,
+                                    const QModelIndex& index, bool isHovered) const
+{
     option.state.setFlag(QStyle::State_Selected, selectionModel()->isSelected(index));
     option.state.setFlag(QStyle::State_HasFocus, hasFocus() && index == currentIndex());
     option.state.setFlag(QStyle::State_MouseOver, isHovered);

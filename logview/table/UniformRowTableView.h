@@ -50,7 +50,9 @@ class UniformRowTableView : public QTableView {
     [[nodiscard]] QRect placeOf(Rows rows) const;
     [[nodiscard]] int visibleColumn(int visualIndex, int step) const;
     [[nodiscard]] int columnBeside(int column, int step) const;
-    void paintCell(QPainter& painter, QStyleOptionViewItem option, const QModelIndex& index) const;
+    [[nodiscard]] QModelIndex hoveredIndex() const;
+    void paintCell(QPainter& painter, QStyleOptionViewItem option, const QModelIndex& index,
+                   bool isHovered) const;
     void scrollToRow(int row, ScrollHint hint);
     void scrollToColumn(int column, ScrollHint hint);
     void shiftPicture(int rows);

@@ -2,8 +2,10 @@
 
 #include "logview/table/tests/MirroredIcon.h"
 
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
+#include <QPalette>
 
 #include <array>
 #include <cstdlib>
@@ -98,6 +100,38 @@ TEST(SeverityIcon, StaysInTheRectangleItIsPaintedInto)
 
     EXPECT_EQ(coveredPixels(image.copy(0, 0, 64, 31)), 0);
     EXPECT_GT(coveredPixels(image.copy(32, 32, 32, 32)), 500);
+}
+
+/// The icon as a table paints it, in a square of that many pixels on a display with that many
+/// pixels for each of a window's.
+QImage paintedOnce(std::string_view messageType, double ratio)
+{
+    QImage image{QSize{side, side}, QImage::Format_ARGB32};
+    image.fill(Qt::transparent);
+    image.setDevicePixelRatio(ratio);
+    QPainter painter{&image};
+    severityIcon(messageType).paint(&painter, QRectF{0, 0, side / ratio, side / ratio}.toRect());
+    painter.end();
+    return image;
+}
+
+TEST(SeverityIcon, IsAsSharpOnEveryDisplay)
+{
+    for (const double ratio : {1.0, 2.0, 1.0, 4.0})
+        EXPECT_EQ(differentlyCovered(paintedOnce("Error", ratio), imageOf("Error")), 0) << ratio;
+}
+
+TEST(SeverityIcon, FollowsThePalette)
+{
+    const QPalette before = QGuiApplication::palette();
+    for (const QColor color : {Qt::red, Qt::green, Qt::red}) {
+        QPalette palette = before;
+        palette.setColor(QPalette::PlaceholderText, color);
+        QGuiApplication::setPalette(palette);
+
+        EXPECT_EQ(paintedOnce("Info", 1).pixelColor(16, 20).rgb(), color.rgb());
+    }
+    QGuiApplication::setPalette(before);
 }
 
 TEST(SeverityIcon, IsNoneForOtherMessageTypes)
