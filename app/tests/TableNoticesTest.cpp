@@ -101,6 +101,8 @@ TEST_F(TableNoticesTest, RestsOnceTheRowsAreCounted)
     open();
     EXPECT_TRUE(runLoopUntil([this] { return table().size() == 1; }));
 
+    // That nothing happens can only be seen over some time. On a busy machine less happens in it,
+    // never more. What remains is the last count and a look for the agent's service.
     const TimeoutCount timeouts;
     QTest::qWait(2000);
 
